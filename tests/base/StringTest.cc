@@ -1,0 +1,231 @@
+#include "base/StringClass.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+
+namespace {
+
+std::string str(const String& s) { return std::string(s.c_str(), s.length()); }
+
+TEST(StringTest, NullAndEmptyTexts) {
+    String s;
+    EXPECT_EQ(s.text(), nullptr);
+    EXPECT_EQ(s.capacity(), 0);
+    EXPECT_STREQ(s.c_str(), "");
+    s.assign(nullptr, 0);
+    ASSERT_NE(s.text(), nullptr);
+    EXPECT_EQ(s.capacity(), 24);
+    EXPECT_EQ(s.length(), 0);
+    EXPECT_EQ(s.text()[0], 0);
+
+    String null_text;
+    String copy_of_null(null_text);
+    EXPECT_NE(copy_of_null.text(), nullptr);
+    EXPECT_EQ(copy_of_null.length(), 0);
+
+    String released("abc");
+    char* text = released.release();
+    EXPECT_STREQ(text, "abc");
+    EXPECT_EQ(released.text(), nullptr);
+    EXPECT_EQ(released.length(), 0);
+    delete[] text;
+}
+
+TEST(StringTest, CapacityGrowsInStepsOf24) {
+    String s("0123456789012345678901");  // 22 bytes: 23 needed, capacity 24
+    EXPECT_EQ(s.capacity(), 24);
+    String by_byte(s);
+    by_byte.cat('x');  // 22 + 2 is not below 24: moves to 48
+    EXPECT_EQ(by_byte.capacity(), 48);
+    EXPECT_EQ(by_byte.length(), 23);
+    String by_text(s);
+    const char* before = by_text.text();
+    by_text.cat("x", 1);  // 22 + 1 + 1 fits in 24: stays
+    EXPECT_EQ(by_text.capacity(), 24);
+    EXPECT_EQ(by_text.text(), before);
+    EXPECT_EQ(str(by_byte), str(by_text));
+
+    String exact("01234567890123456789012");  // 23 bytes: exactly 24 needed
+    EXPECT_EQ(exact.capacity(), 24);
+    exact.assign("short");  // an existing block never shrinks
+    EXPECT_EQ(exact.capacity(), 24);
+    exact.assign(std::string(47, 'a').c_str());
+    EXPECT_EQ(exact.capacity(), 48);
+    exact.assign(std::string(48, 'a').c_str());
+    EXPECT_EQ(exact.capacity(), 72);
+}
+
+TEST(StringTest, AssignNocopyAlwaysTakesTheBuffer) {
+    String s;
+    char* roomy = new char[10];
+    memcpy(roomy, "hello", 5);
+    s.assign_nocopy(roomy, 5, 10);
+    EXPECT_EQ(s.text(), roomy);
+    EXPECT_EQ(s.capacity(), 10);
+    EXPECT_STREQ(s.text(), "hello");
+
+    char* tight = new char[5];
+    memcpy(tight, "world", 5);
+    s.assign_nocopy(tight, 5, 5);  // no room for the NUL: copied, tight freed
+    EXPECT_NE(s.text(), tight);
+    EXPECT_EQ(s.capacity(), 24);
+    EXPECT_STREQ(s.text(), "world");
+
+    String adopted(new char[3]{'a', 'b', 0}, 2, 3);
+    EXPECT_STREQ(adopted.text(), "ab");
+}
+
+TEST(StringTest, EmbeddedNulsTravelWithExplicitLengths) {
+    String s("a\0b", 3);
+    s.cat("\0c", 2);
+    EXPECT_EQ(s.length(), 5);
+    EXPECT_EQ(str(s), std::string("a\0b\0c", 5));
+    String copy(s);
+    EXPECT_EQ(str(copy), str(s));
+    s.prepend("\0", 1);
+    EXPECT_EQ(str(s), std::string("\0a\0b\0c", 6));
+}
+
+TEST(StringTest, SubstringsByPositionAndPattern) {
+    String s("hello world");
+    EXPECT_EQ(str(s.before(5)), "hello");
+    EXPECT_EQ(str(s.before(50)), "hello world");
+    EXPECT_EQ(s.before(-1).text(), nullptr);
+    EXPECT_EQ(str(s.before("o")), "hell");
+    EXPECT_EQ(str(s.before("xyz")), "hello world");
+    EXPECT_EQ(str(s.after(4)), " world");
+    EXPECT_EQ(str(s.after(10)), "");
+    EXPECT_EQ(str(s.after("o")), " world");
+    EXPECT_EQ(str(s.after("o", 5)), "rld");
+    EXPECT_EQ(str(s.after("xyz")), "");
+    EXPECT_EQ(str(s.from(6)), "world");
+    EXPECT_EQ(str(s.from(11)), "");
+    EXPECT_EQ(str(s.from("wor")), "world");
+    EXPECT_EQ(str(s.from("xyz")), "");
+    EXPECT_EQ(str(s.at(2, 5)), "llo");  // end index, not a count
+    EXPECT_EQ(str(s.at(6, 100)), "world");
+    EXPECT_EQ(str(s.at(11, 12)), "");
+}
+
+TEST(StringTest, MatchesComparesTheWholeRemainder) {
+    String s("abc");
+    EXPECT_FALSE(s.matches("AB", 0));
+    EXPECT_TRUE(s.matches("ABC", 0));
+    EXPECT_TRUE(s.matches("bC", 1));
+    EXPECT_TRUE(s.matches("", 3));
+    EXPECT_FALSE(s.matches("abcd", 0));
+    EXPECT_TRUE(s.matches('c', 2));
+    EXPECT_TRUE(s.matches('\0', 3));
+    EXPECT_FALSE(s.matches('a', 4));
+}
+
+TEST(StringTest, SearchFreqAndGsub) {
+    String s("aaaa");
+    EXPECT_EQ(s.freq("aa"), 3);
+    s.gsub("aa", "b");
+    EXPECT_EQ(str(s), "bb");
+    String t("one two one");
+    EXPECT_EQ(t.search("one", 1), 8);
+    EXPECT_EQ(t.search("", 0), -1);
+    EXPECT_EQ(t.index("two"), 4);
+    EXPECT_TRUE(t.contains("two"));
+    EXPECT_FALSE(t.contains('z'));
+    t.gsub("one", nullptr);
+    EXPECT_EQ(str(t), " two ");
+    t.gsub("zzz", "y");
+    EXPECT_EQ(str(t), " two ");
+    String ababa("aba");
+    EXPECT_EQ(ababa.search("abab"), -1);
+    String partial("aab");
+    EXPECT_EQ(partial.search("ab"), 1);  // steps back after a partial match
+}
+
+TEST(StringTest, ChopAndTruncateChangeOnlyTheLength) {
+    String s("abc");
+    s.chop(1);
+    EXPECT_EQ(s.length(), 2);
+    EXPECT_EQ(s.text()[2], 'c');
+    s.chop(5);
+    EXPECT_EQ(s.length(), 2);
+    s.truncate(1);
+    EXPECT_EQ(s.length(), 1);
+    s.truncate(7);
+    EXPECT_EQ(s.length(), 1);
+}
+
+TEST(StringTest, WhitespaceAndCase) {
+    String s(" \t\r\nab  \t c\n ");
+    s.StripWhitespace();
+    EXPECT_EQ(str(s), "ab  \t c");
+    s.CompressWhitespace();
+    EXPECT_EQ(str(s), "ab c");
+    String tabs("a\t \tb");
+    tabs.CompressWhitespace();
+    EXPECT_EQ(str(tabs), "a\tb");
+    String stops("  x\0y", 5);
+    stops.ltrim();
+    EXPECT_EQ(str(stops), "x");
+    String mixed("MiXeD 1");
+    EXPECT_EQ(str(mixed.upper()), "MIXED 1");
+    EXPECT_EQ(str(mixed.lower()), "mixed 1");
+    EXPECT_EQ(str(mixed), "MiXeD 1");
+    EXPECT_EQ(str(String("7").padl(3, '0')), "007");
+    EXPECT_EQ(str(String("7").padr(3, '.')), "7..");
+    EXPECT_EQ(str(String("1234").padl(3, '0')), "1234");
+}
+
+// Random appends, prepends and assigns against std::string, checking the
+// NUL invariant and the capacity rule after every step.
+TEST(StringTest, RandomEditsMatchStdString) {
+    std::mt19937 random(7);
+    String s;
+    std::string model;
+    for (int step = 0; step < 20000; step++) {
+        std::string piece(random() % 40, 0);
+        for (char& c : piece) c = static_cast<char>('a' + random() % 3);
+        switch (random() % 6) {
+            case 0:
+                s.cat(piece.data(), static_cast<int>(piece.size()));
+                model += piece;
+                break;
+            case 1:
+                s.cat(piece.empty() ? 'z' : piece[0]);
+                model += piece.empty() ? 'z' : piece[0];
+                break;
+            case 2:
+                s.prepend(piece.data(), static_cast<int>(piece.size()));
+                model = piece + model;
+                break;
+            case 3:
+                if (model.size() > 500 || random() % 10 == 0) {
+                    s.assign(piece.data(), static_cast<int>(piece.size()));
+                    model = piece;
+                }
+                break;
+            case 4:
+                if (!piece.empty()) {
+                    std::string pattern = piece.substr(0, 1 + random() % 3);
+                    std::size_t expected = model.find(pattern);
+                    EXPECT_EQ(s.search(pattern.c_str()),
+                              expected == std::string::npos ? -1 : static_cast<int>(expected));
+                }
+                break;
+            case 5: {
+                int cut = static_cast<int>(random() % (model.size() + 2));
+                EXPECT_EQ(str(s.before(cut)), model.substr(0, cut));
+                break;
+            }
+        }
+        ASSERT_EQ(str(s), model);
+        if (s.text()) {
+            ASSERT_EQ(s.text()[s.length()], 0);
+            ASSERT_LT(s.length(), s.capacity());
+            ASSERT_EQ(s.capacity() % 24, 0);
+        }
+    }
+}
+
+}  // namespace
