@@ -1,0 +1,23 @@
+#!/bin/sh
+# Builds the project and shows what it has built. Serving the example sites
+# through a local web server comes with the CGI host; until then this lists the
+# programs in build/bin and what each one is for.
+set -eu
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+jobs=$(nproc 2>/dev/null || echo 2)
+cmake --preset default >/dev/null
+cmake --build --preset default -j "$jobs"
+
+echo
+echo "Built programs in build/bin:"
+for program in build/bin/*; do
+  [ -x "$program" ] || continue
+  name=$(basename "$program")
+  case "$name" in
+    oxin_tests_*) what="test suite (run them all with scripts/test.sh)" ;;
+    bench_*) what="benchmark: run it by hand, e.g. $program --benchmark_min_time=0.2" ;;
+    *) what="" ;;
+  esac
+  echo "  $name  $what"
+done
