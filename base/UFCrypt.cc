@@ -110,7 +110,9 @@ static uint32_t Contract(unsigned word0, unsigned word1) {
     return value;
 }
 
-static void Unsalt(unsigned& word0, unsigned& word1, unsigned salt_bits) {
+// Swaps the bits selected by salt_bits between the two words of an expanded
+// value: the salt's exchange of expansion bits e and e + 24. Its own inverse.
+static void SwapSaltBits(unsigned& word0, unsigned& word1, unsigned salt_bits) {
     unsigned swap = (word0 ^ word1) & salt_bits;
     word0 ^= swap;
     word1 ^= swap;
@@ -162,6 +164,13 @@ UFCrypt::UFCrypt() {
 }
 
 void UFCrypt::UFC_Init() {
+    Build_SBox_Tables();
+    Build_Key_Tables();
+    salt_[0] = salt_[1] = '.';
+    salt_bits_ = 0;
+}
+
+void UFCrypt::Build_SBox_Tables() {
     // Round-function output of each S-box for each input: S-box, then the
     // permutation P, then the expansion that the next round needs.
     unsigned single[8][64][2];
@@ -181,10 +190,12 @@ void UFCrypt::UFC_Init() {
             sbox_[pair][index][1] = left[1] ^ right[1];
         }
     }
+}
 
-    // The schedule is linear in the key bits: a table entry is the XOR of the
-    // schedules of its single bits. Character bit j becomes DES key bit
-    // 8 * byte + 7 - j; bit 7 is dropped.
+// The schedule is linear in the key bits: an entry is the XOR of the
+// schedules of its single bits. Character bit j becomes DES key bit
+// 8 * byte + 7 - j; bit 7 is dropped.
+void UFCrypt::Build_Key_Tables() {
     memset(key_table_, 0, sizeof(key_table_));
     for (int byte = 0; byte < 8; byte++) {
         unsigned bit_keys[8][32] = {};
@@ -194,22 +205,21 @@ void UFCrypt::UFC_Init() {
         }
         for (int half = 0; half < 2; half++) {
             for (int nibble = 0; nibble < 16; nibble++) {
+                unsigned* entry = key_table_[byte][half][nibble];
                 for (int j = 0; j < 4; j++) {
-                    if (!((nibble >> j) & 1)) continue;
+                    if (((nibble >> j) & 1) == 0) continue;
                     for (int w = 0; w < 32; w++)
-                        key_table_[byte][half][nibble][w] ^= bit_keys[4 * half + j][w];
+                        entry[w] ^= bit_keys[4 * half + j][w];
                 }
             }
         }
     }
-
-    salt_[0] = salt_[1] = '.';
-    salt_bits_ = 0;
 }
 
 void UFCrypt::UFC_Shuffle_Salt(unsigned* table, unsigned salt_bits) {
-    for (int i = 0; i < kTableEntries; i++)
-        Unsalt(table[2 * i], table[2 * i + 1], salt_bits);
+    for (int i = 0; i < kTableEntries; i++) {
+        SwapSaltBits(table[2 * i], table[2 * i + 1], salt_bits);
+    }
 }
 
 void UFCrypt::UFC_Salt(char first, char second) {
@@ -269,8 +279,8 @@ void UFCrypt::UFC_Encrypt(unsigned l0, unsigned l1, unsigned r0, unsigned r1, un
 }
 
 void UFCrypt::UFC_Final(unsigned l0, unsigned l1, unsigned r0, unsigned r1) {
-    Unsalt(l0, l1, salt_bits_);
-    Unsalt(r0, r1, salt_bits_);
+    SwapSaltBits(l0, l1, salt_bits_);
+    SwapSaltBits(r0, r1, salt_bits_);
     uint64_t block = uint64_t(Contract(l0, l1)) << 32 | Contract(r0, r1);
     uint64_t out = 0;
     for (int i = 0; i < 64; i++)

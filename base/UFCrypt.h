@@ -46,6 +46,8 @@ class UFCrypt {
     // Swaps, in every entry of one S-box table, the expansion bits selected
     // by salt_bits with their partners 24 bits on.
     void UFC_Shuffle_Salt(unsigned* table, unsigned salt_bits);
+    void Build_SBox_Tables();
+    void Build_Key_Tables();
 
     static const int kTableEntries = 4096;
 
