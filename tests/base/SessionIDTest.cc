@@ -42,7 +42,7 @@ static std::string Md5Hex(const std::vector<unsigned char>& bytes) {
 
 // The buffer laid out by hand: host text, then pid, seconds and microseconds
 // most significant byte first, then the source's bytes.
-TEST(SessionIDTest, DigestOfDocumentedLayout) {
+TEST(SessionIDTest, DigestOfBufferLaidOutByHand) {
     std::vector<unsigned char> expected(319, 0);
     const char host[] = "web7.example.org";
     size_t at = strlen(host);
