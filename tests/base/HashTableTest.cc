@@ -396,7 +396,7 @@ TEST(HashTableTest, OverriddenHooksServeTypesWithoutATextKey) {
     SettingTable table;
     std::map<int, int> model;  // id -> slot
     for (int i = 0; i < 2000; i++) {
-        int id = static_cast<int>(random()) - (1 << 30);
+        int id = static_cast<int>(random() % 2000000000u) - 1000000000;
         if (model.count(id)) continue;
         model[id] = table.Insert(new Setting{id});
     }
