@@ -1,0 +1,411 @@
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstring>
+#include <deque>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "base/Hash.h"
+#include "base/HashTable.h"
+
+namespace {
+
+// An item keyed by its name, counting the live instances.
+struct Named {
+    static int live;
+    std::string name;
+    int serial;
+    Named(std::string n, int s) : name(std::move(n)), serial(s) { live++; }
+    ~Named() { live--; }
+};
+int Named::live = 0;
+
+}  // namespace
+
+template <>
+struct HashTableKey<Named> {
+    static const char* Text(const Named* item, int* length) {
+        *length = static_cast<int>(item->name.size());
+        return item->name.data();
+    }
+};
+
+namespace {
+
+// Exposes the chains so that their order can be checked.
+class InspectedTable : public HashTable<Named> {
+  public:
+    using HashTable<Named>::HashTable;
+
+    // Every chain holds live slots sorted by (length, bytes), equal keys in
+    // slot order; every live slot is in the chain of its bucket.
+    ::testing::AssertionResult ChainsAreOrdered() {
+        int linked = 0;
+        for (int bucket = 0; bucket < bucket_count_; bucket++) {
+            int previous = -1;
+            for (int n = buckets_[bucket]; n != -1; n = links_[n]) {
+                linked++;
+                if (!slots_[n]) return ::testing::AssertionFailure() << "dead slot " << n;
+                if (static_cast<int>(hash(slots_[n])) != bucket) {
+                    return ::testing::AssertionFailure() << "slot " << n << " in bucket " << bucket;
+                }
+                if (previous != -1) {
+                    int order = Compare(slots_[previous], slots_[n]);
+                    if (order > 0 || (order == 0 && previous > n)) {
+                        return ::testing::AssertionFailure() << "order at slot " << n;
+                    }
+                }
+                previous = n;
+            }
+        }
+        int live = 0;
+        for (int n = 0; n < count_; n++)
+            live += slots_[n] != nullptr;
+        if (live != linked)
+            return ::testing::AssertionFailure() << live << " live, linked " << linked;
+        return ::testing::AssertionSuccess();
+    }
+};
+
+std::string Fold(const std::string& text, bool case_insensitive) {
+    std::string folded = text;
+    if (case_insensitive) {
+        for (char& c : folded)
+            c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+    }
+    return folded;
+}
+
+std::string RandomCase(std::string text, std::mt19937& random) {
+    for (char& c : text) {
+        unsigned char byte = static_cast<unsigned char>(c);
+        c = static_cast<char>(random() % 2 ? toupper(byte) : tolower(byte));
+    }
+    return text;
+}
+
+// Slots in insertion order, null once removed, and for each folded key the
+// live slots holding it, oldest first.
+struct TableModel {
+    bool case_insensitive;
+    std::vector<Named*> slots;
+    std::map<std::string, std::deque<int>> by_key;
+    std::map<unsigned, int> bucket_load;
+    int used_buckets = 0;
+
+    Named* Find(const std::string& key) const {
+        auto it = by_key.find(Fold(key, case_insensitive));
+        return it == by_key.end() || it->second.empty() ? nullptr : slots[it->second.front()];
+    }
+};
+
+std::vector<Named*> Forward(HashTable<Named>& table) {
+    std::vector<Named*> out;
+    for (Named* item = table.First(); item; item = table.Next())
+        out.push_back(item);
+    return out;
+}
+
+std::vector<Named*> Backward(HashTable<Named>& table) {
+    std::vector<Named*> out;
+    for (Named* item = table.Last(); item; item = table.Previous())
+        out.insert(out.begin(), item);
+    return out;
+}
+
+std::vector<Named*> Live(const std::vector<Named*>& slots) {
+    std::vector<Named*> out;
+    for (Named* item : slots) {
+        if (item) out.push_back(item);
+    }
+    return out;
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kOperations = 15000;
+#else
+constexpr int kOperations = 40000;
+#endif
+
+void RunRandomOperations(bool case_insensitive, int bits, unsigned seed) {
+    std::mt19937 random(seed);
+    // Few distinct names, so that chains are long and duplicates common;
+    // lengths vary so that the length-first order is exercised.
+    std::vector<std::string> vocabulary;
+    for (int i = 0; i < 150; i++) {
+        std::string name;
+        int length = 1 + static_cast<int>(random() % 12);
+        for (int j = 0; j < length; j++)
+            name += static_cast<char>("abcXYZ-_09"[random() % 10]);
+        vocabulary.push_back(name);
+    }
+    std::vector<std::unique_ptr<Named>> store;
+    InspectedTable table(0, case_insensitive, bits, 512);
+    TableModel model{case_insensitive, {}, {}, {}, 0};
+    for (int op = 0; op < kOperations; op++) {
+        std::string name = vocabulary[random() % vocabulary.size()];
+        if (case_insensitive) name = RandomCase(name, random);
+        switch (random() % 6) {
+            case 0:
+            case 1: {
+                store.push_back(std::make_unique<Named>(name, op));
+                Named* item = store.back().get();
+                int slot = table.Insert(item);
+                ASSERT_EQ(slot, static_cast<int>(model.slots.size()));
+                model.slots.push_back(item);
+                model.by_key[Fold(name, case_insensitive)].push_back(slot);
+                if (model.bucket_load[table.hash(name.c_str(), -1)]++ == 0) model.used_buckets++;
+                break;
+            }
+            case 2: {
+                Named* removed = table.Remove(name.c_str(), static_cast<int>(name.size()));
+                Named* expected = model.Find(name);
+                ASSERT_EQ(removed, expected) << name;
+                if (removed) {
+                    std::deque<int>& slots = model.by_key[Fold(name, case_insensitive)];
+                    model.slots[slots.front()] = nullptr;
+                    slots.pop_front();
+                    model.bucket_load[table.hash(name.c_str(), -1)]--;
+                    model.used_buckets--;
+                }
+                break;
+            }
+            case 3:
+                ASSERT_EQ(table.Find(name.c_str(), -1), model.Find(name)) << name;
+                break;
+            case 4: {
+                Named probe(name, -1);
+                ASSERT_EQ(table.Find(&probe), model.Find(name)) << name;
+                break;
+            }
+            default: {
+                int i = static_cast<int>(random() % (model.slots.size() + 2)) - 1;
+                Named* expected =
+                    i >= 0 && i < static_cast<int>(model.slots.size()) ? model.slots[i] : nullptr;
+                ASSERT_EQ(table.Index(i), expected);
+                break;
+            }
+        }
+        ASSERT_EQ(table.count(), static_cast<int>(model.slots.size()));
+        ASSERT_EQ(table.capacity(), 512 * (1 + (table.count() - 1 + (table.count() == 0)) / 512));
+        ASSERT_EQ(table.used_buckets(), model.used_buckets);
+        if (op % 1000 == 0) {
+            ASSERT_TRUE(table.ChainsAreOrdered());
+            std::vector<Named*> live = Live(model.slots);
+            ASSERT_EQ(Forward(table), live);
+            ASSERT_EQ(Backward(table), live);
+        }
+    }
+    EXPECT_TRUE(table.ChainsAreOrdered());
+    EXPECT_GT(table.count(), 1024);
+}
+
+TEST(HashTableTest, RandomOperationsCaseInsensitive) {
+    RunRandomOperations(true, 4, 3);
+}
+TEST(HashTableTest, RandomOperationsCaseSensitive) {
+    RunRandomOperations(false, 5, 4);
+}
+TEST(HashTableTest, RandomOperationsFullSize) {
+    RunRandomOperations(true, 12, 5);
+}
+
+TEST(HashTableTest, GrowthKeepsSlotNumbers) {
+    std::vector<std::unique_ptr<Named>> store;
+    HashTable<Named> table(0);
+    EXPECT_EQ(table.bits(), 12);
+    EXPECT_EQ(table.bucket_count(), 4096);
+    EXPECT_EQ(table.capacity(), 512);
+    EXPECT_EQ(table.case_insensitive(), 1);
+    for (int i = 0; i < 1537; i++) {
+        store.push_back(std::make_unique<Named>("item" + std::to_string(i), i));
+        EXPECT_EQ(table.Insert(store.back().get()), i);
+        int expected_capacity = i < 512 ? 512 : i < 1024 ? 1024 : i < 1536 ? 1536 : 2048;
+        ASSERT_EQ(table.capacity(), expected_capacity) << i;
+        if (i == 512 || i == 1024 || i == 1536) {
+            for (int j = 0; j <= i; j++)
+                ASSERT_EQ(table.Index(j), store[j].get());
+        }
+    }
+    EXPECT_EQ(table.bucket_count(), 4096);
+    for (int i = 0; i < 1537; i++) {
+        ASSERT_EQ(table.Find(("ITEM" + std::to_string(i)).c_str(), -1), store[i].get());
+    }
+    EXPECT_EQ(table.Index(1537), nullptr);
+    EXPECT_EQ(table.Index(-1), nullptr);
+}
+
+TEST(HashTableTest, IterationSkipsRemovedSlots) {
+    std::vector<std::unique_ptr<Named>> store;
+    HashTable<Named> table(0);
+    EXPECT_EQ(table.First(), nullptr);
+    EXPECT_EQ(table.Last(), nullptr);
+    EXPECT_EQ(table.Current(), nullptr);
+    for (const char* name : {"a", "b", "c", "d", "e"}) {
+        store.push_back(std::make_unique<Named>(name, 0));
+        table.Insert(store.back().get());
+    }
+    EXPECT_EQ(table.Remove("a", 1), store[0].get());
+    EXPECT_EQ(table.Remove("B", -1), store[1].get());
+    EXPECT_EQ(table.Remove("d", 1), store[3].get());
+    EXPECT_EQ(table.Remove("d", 1), nullptr);
+    EXPECT_EQ(table.First(), store[2].get());
+    EXPECT_EQ(table.Current(), store[2].get());
+    EXPECT_EQ(table.Next(), store[4].get());
+    EXPECT_EQ(table.Next(), nullptr);
+    EXPECT_EQ(table.Current(), nullptr);
+    EXPECT_EQ(table.Next(), nullptr);
+    EXPECT_EQ(table.Last(), store[4].get());
+    EXPECT_EQ(table.Previous(), store[2].get());
+    EXPECT_EQ(table.Previous(), nullptr);
+    EXPECT_EQ(table.Current(), nullptr);
+    EXPECT_EQ(table.Next(), store[2].get());
+    // Removed slots are not reused.
+    store.push_back(std::make_unique<Named>("a", 1));
+    EXPECT_EQ(table.Insert(store.back().get()), 5);
+    EXPECT_EQ(table.Index(0), nullptr);
+}
+
+TEST(HashTableTest, CaseFlagDecidesMatching) {
+    Named upper("CONTENT-TYPE", 1), mixed("Content-Type", 2), other("Content-Length", 3);
+    HashTable<Named> insensitive(0);
+    EXPECT_EQ(insensitive.hash("Content-Type", -1), insensitive.hash("CONTENT-TYPE", 12));
+    EXPECT_EQ(insensitive.hash("Content-Type", -1), hashi("content-type", 12, 0) & 4095);
+    insensitive.Insert(&mixed);
+    insensitive.Insert(&other);
+    EXPECT_EQ(insensitive.Find("CONTENT-TYPE", -1), &mixed);
+    EXPECT_EQ(insensitive.Find(&upper), &mixed);
+    EXPECT_EQ(insensitive.Find("content-typ", -1), nullptr);
+    // A duplicate stands after its equal.
+    insensitive.Insert(&upper);
+    EXPECT_EQ(insensitive.Find("content-type", 12), &mixed);
+    EXPECT_EQ(insensitive.Remove("content-type", 12), &mixed);
+    EXPECT_EQ(insensitive.Find("content-type", 12), &upper);
+
+    HashTable<Named> sensitive(0, 0);
+    EXPECT_EQ(sensitive.hash("Content-Type", -1), hash("Content-Type", 12, 0) & 4095);
+    sensitive.Insert(&mixed);
+    EXPECT_EQ(sensitive.Find("CONTENT-TYPE", -1), nullptr);
+    EXPECT_EQ(sensitive.Find("Content-Type", -1), &mixed);
+    sensitive.Insert(&upper);
+    EXPECT_EQ(sensitive.Find("CONTENT-TYPE", -1), &upper);
+    EXPECT_EQ(sensitive.Find(&mixed), &mixed);
+
+    // Compare orders by length first, then bytes.
+    EXPECT_LT(insensitive.Compare(&upper, "CONTENT-TYPES", 13), 0);
+    EXPECT_GT(insensitive.Compare(&other, "Content-Type", 12), 0);
+    EXPECT_LT(insensitive.Compare(&upper, "content-typf", 12), 0);
+    EXPECT_GT(insensitive.Compare(&upper, "content-typd", 12), 0);
+    EXPECT_EQ(insensitive.Compare(&upper, &mixed), 0);
+    EXPECT_LT(sensitive.Compare(&upper, &mixed), 0);  // 'C' == 'C', 'O' < 'o'
+}
+
+TEST(HashTableTest, OwnerFlagDecidesDisposal) {
+    int before = Named::live;
+    {
+        HashTable<Named> owning(1);
+        for (int i = 0; i < 600; i++)
+            owning.Insert(new Named("n" + std::to_string(i), i));
+        Named* removed = owning.Remove("n5", -1);
+        EXPECT_EQ(Named::live, before + 600);
+        delete removed;
+        owning.Dump();
+        EXPECT_EQ(Named::live, before);
+        EXPECT_EQ(owning.count(), 0);
+        EXPECT_EQ(owning.used_buckets(), 0);
+        EXPECT_EQ(owning.capacity(), 1024);
+        EXPECT_EQ(owning.First(), nullptr);
+        EXPECT_EQ(owning.Find("n7", -1), nullptr);
+        EXPECT_EQ(owning.Insert(new Named("again", 0)), 0);
+        EXPECT_EQ(owning.Find("AGAIN", -1)->name, "again");
+    }
+    EXPECT_EQ(Named::live, before);
+    std::vector<std::unique_ptr<Named>> store;
+    {
+        HashTable<Named> borrowing(0);
+        for (int i = 0; i < 600; i++) {
+            store.push_back(std::make_unique<Named>("n" + std::to_string(i), i));
+            borrowing.Insert(store.back().get());
+        }
+        borrowing.Dump();
+        for (auto& item : store)
+            borrowing.Insert(item.get());
+    }
+    EXPECT_EQ(Named::live, before + 600);
+}
+
+TEST(HashTableTest, CopySharesItemsWithoutOwningThem) {
+    int before = Named::live;
+    {
+        HashTable<Named> source(1, 1, 6, 512);
+        for (int i = 0; i < 700; i++)
+            source.Insert(new Named("k" + std::to_string(i % 300), i));
+        delete source.Remove("k5", -1);
+        source.Last();
+        HashTable<Named> copy(source);
+        EXPECT_EQ(copy.owner(), 0);
+        EXPECT_EQ(copy.count(), 700);
+        EXPECT_EQ(copy.capacity(), 1024);
+        EXPECT_EQ(copy.used_buckets(), source.used_buckets());
+        EXPECT_EQ(copy.Index(5), nullptr);
+        // Iteration restarts at slot 0 in the copy only.
+        EXPECT_EQ(copy.Current(), source.Index(0));
+        EXPECT_EQ(source.Current(), source.Index(699));
+        EXPECT_EQ(Forward(copy), Forward(source));
+        for (int i = 0; i < 300; i++) {
+            std::string key = "K" + std::to_string(i);
+            ASSERT_EQ(copy.Find(key.c_str(), -1), source.Find(key.c_str(), -1));
+        }
+        // The copy's arrays are its own.
+        EXPECT_NE(copy.Remove("k1", -1), nullptr);
+        EXPECT_NE(source.Find("k1", -1), nullptr);
+        EXPECT_EQ(source.Find("k1", -1)->serial, 1);
+        EXPECT_EQ(copy.Find("k1", -1)->serial, 301);
+    }
+    EXPECT_EQ(Named::live, before);
+}
+
+// A configuration-style key: a 4-byte id hashed as text, compared as a
+// signed integer, through overridden hooks.
+struct Setting {
+    int id;
+};
+
+class SettingTable : public HashTable<Setting> {
+  public:
+    SettingTable() : HashTable<Setting>(1, 1, 12, 512) {}
+    unsigned hash(Setting* item) override { return HashTable<Setting>::hash(Bytes(item), 4); }
+    int Compare(Setting* a, Setting* b) override { return Compare(a, Bytes(b), 4); }
+    int Compare(Setting* item, const char* key, int) override {
+        int id;
+        memcpy(&id, key, 4);
+        return item->id < id ? -1 : item->id > id ? 1 : 0;
+    }
+    Setting* FindId(int id) { return Find(reinterpret_cast<const char*>(&id), 4); }
+
+  private:
+    static const char* Bytes(Setting* item) { return reinterpret_cast<const char*>(&item->id); }
+};
+
+TEST(HashTableTest, OverriddenHooksServeTypesWithoutATextKey) {
+    std::mt19937 random(9);
+    SettingTable table;
+    std::map<int, int> model;  // id -> slot
+    for (int i = 0; i < 2000; i++) {
+        int id = static_cast<int>(random() % 2000000000u) - 1000000000;
+        if (model.count(id)) continue;
+        model[id] = table.Insert(new Setting{id});
+    }
+    for (const auto& [id, slot] : model) {
+        ASSERT_EQ(table.FindId(id), table.Index(slot));
+        Setting probe{id};
+        ASSERT_EQ(table.Find(&probe), table.Index(slot));
+    }
+    EXPECT_EQ(table.FindId(12345), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <random>
+#include <string>
+
+#include "base/Hash.h"
+#include "base/MemCmpI.h"
+
+namespace {
+
+// Answers from an independent transcription of lookup2 into Python:
+//   a = b = 0x9e3779b9; c = init
+//   12-byte rounds: a += le32(k[0:4]); b += le32(k[4:8]); c += le32(k[8:12]); mix
+//   c += len; a += le(tail[0:4]); b += le(tail[4:8]); c += le(tail[8:11]) << 8; mix
+struct KnownAnswer {
+    std::string text;
+    unsigned initial;
+    unsigned expected;
+};
+
+const KnownAnswer kKnownAnswers[] = {
+    {"", 0, 0xbd49d10d},
+    {"", 1, 0x6ddfb8c9},
+    {"a", 0, 0x29eec818},
+    {"abc", 0, 0x251e4793},
+    {"Content-Type", 0, 0x348acc6a},
+    {"hello world!", 0, 0x1eccb293},
+    {"0123456789ab", 0, 0x92f31ad0},
+    {"abcdefghijk", 7, 0x24b00f7c},
+    {"abcdefghijklmnopqrstuvw", 0, 0x68e5ff21},
+    {"The quick brown fox jumps over the lazy dog", 0, 0xfc1558de},
+    {"The quick brown fox jumps over the lazy dog", 0x12345678, 0x853faba2},
+    {std::string("\xff\x80\x00\x7f\xfe", 5), 0, 0xcc04abc2},
+};
+
+TEST(HashTest, KnownAnswers) {
+    for (const KnownAnswer& answer : kKnownAnswers) {
+        const std::string& text = answer.text;
+        EXPECT_EQ(hash(text.data(), text.size(), answer.initial), answer.expected) << text;
+        EXPECT_EQ(
+            hash(reinterpret_cast<const unsigned char*>(text.data()), text.size(), answer.initial),
+            answer.expected)
+            << text;
+    }
+}
+
+TEST(HashTest, AllByteValuesKnownAnswer) {
+    unsigned char bytes[256];
+    for (int i = 0; i < 256; i++)
+        bytes[i] = static_cast<unsigned char>(i);
+    EXPECT_EQ(hash(bytes, 256, 0), 0x95d7fc03u);
+}
+
+TEST(HashTest, HashiIsHashOfTheLowerCasedText) {
+    for (const KnownAnswer& answer : kKnownAnswers) {
+        std::string lower = answer.text;
+        for (char& c : lower)
+            c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+        EXPECT_EQ(hashi(answer.text.data(), answer.text.size(), answer.initial),
+                  hash(lower.data(), lower.size(), answer.initial));
+    }
+    EXPECT_EQ(hashi("Content-Type", 12, 0), hashi("CONTENT-TYPE", 12, 0));
+    EXPECT_NE(hash("Content-Type", 12, 0), hash("CONTENT-TYPE", 12, 0));
+}
+
+// Every byte of every length up to three rounds and a tail, in random case:
+// texts that memcmpi calls equal must hash equal under hashi.
+TEST(HashTest, HashiAgreesWithMemcmpi) {
+    std::mt19937 random(17);
+    for (int round = 0; round < 3000; round++) {
+        int length = static_cast<int>(random() % 40);
+        std::string a(length, '\0');
+        for (char& c : a)
+            c = static_cast<char>(random() % 256);
+        std::string b = a;
+        for (char& c : b) {
+            unsigned char byte = static_cast<unsigned char>(c);
+            if (random() % 2) c = static_cast<char>(toupper(byte));
+            if (random() % 2) c = static_cast<char>(tolower(byte));
+        }
+        ASSERT_EQ(memcmpi(a.data(), b.data(), length), 0);
+        EXPECT_EQ(hashi(a.data(), length, 0), hashi(b.data(), length, 0));
+        EXPECT_EQ(hashi(a.data(), length, 99), hashi(b.data(), length, 99));
+    }
+}
+
+// Each byte position and the length must reach the result.
+TEST(HashTest, EveryByteAndTheLengthMatter) {
+    std::string text(30, 'x');
+    unsigned base = hash(text.data(), text.size(), 0);
+    for (size_t i = 0; i < text.size(); i++) {
+        std::string changed = text;
+        changed[i] = 'y';
+        EXPECT_NE(hash(changed.data(), changed.size(), 0), base) << i;
+    }
+    std::string zeros(13, '\0');
+    for (size_t length = 0; length < zeros.size(); length++) {
+        EXPECT_NE(hash(zeros.data(), length, 0), hash(zeros.data(), length + 1, 0)) << length;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,392 @@
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <list>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "base/List.h"
+#include "base/SearchableList.h"
+
+namespace {
+
+// An item that counts the live instances of its kind.
+struct Counted {
+    static int live;
+    int id;
+    explicit Counted(int i) : id(i) { live++; }
+    Counted(const Counted& other) : id(other.id) { live++; }
+    ~Counted() { live--; }
+};
+int Counted::live = 0;
+
+// The list's behaviour on std::list: the cursor is an iterator, end() for null.
+struct ListModel {
+    std::list<Counted*> items;
+    std::list<Counted*>::iterator cursor = items.end();
+    int entries = 0;
+
+    Counted* At(std::list<Counted*>::iterator it) { return it == items.end() ? nullptr : *it; }
+
+    void Insert(Counted* item, ListPosition p) {
+        entries++;
+        if (items.empty()) {
+            cursor = items.insert(items.end(), item);
+        } else if (p == ListHead) {
+            cursor = items.insert(items.begin(), item);
+        } else if (p == ListCurrent) {
+            cursor = items.insert(cursor, item);  // before the cursor, at the tail if null
+        } else {
+            cursor = items.insert(items.end(), item);
+        }
+    }
+
+    Counted* Remove(ListPosition p) {
+        entries--;
+        if (items.empty()) return nullptr;
+        std::list<Counted*>::iterator victim;
+        if (p == ListHead) {
+            victim = items.begin();
+            if (cursor == victim) cursor = std::next(victim);
+        } else if (p == ListCurrent) {
+            if (cursor == items.end()) return nullptr;
+            victim = cursor;
+            cursor = std::next(victim);
+        } else {
+            victim = std::prev(items.end());
+            if (cursor == victim)
+                cursor = victim == items.begin() ? items.end() : std::prev(victim);
+        }
+        Counted* item = *victim;
+        items.erase(victim);
+        return item;
+    }
+
+    Counted* Next() {
+        if (cursor != items.end()) ++cursor;
+        return At(cursor);
+    }
+    Counted* Previous() {
+        if (cursor == items.end()) return nullptr;
+        cursor = cursor == items.begin() ? items.end() : std::prev(cursor);
+        return At(cursor);
+    }
+};
+
+std::vector<Counted*> Contents(List<Counted>& list) {
+    std::vector<Counted*> out;
+    for (Counted* item = list.First(); item; item = list.Next())
+        out.push_back(item);
+    return out;
+}
+
+std::vector<Counted*> ContentsBackward(List<Counted>& list) {
+    std::vector<Counted*> out;
+    for (Counted* item = list.Last(); item; item = list.Previous())
+        out.insert(out.begin(), item);
+    return out;
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kOperations = 20000;
+#else
+constexpr int kOperations = 60000;
+#endif
+
+TEST(ListTest, RandomOperationsFollowTheModel) {
+    std::mt19937 random(1);
+    std::vector<std::unique_ptr<Counted>> store;
+    List<Counted> list(0);
+    ListModel model;
+    for (int op = 0; op < kOperations; op++) {
+        ListPosition p = static_cast<ListPosition>(random() % 3);
+        switch (random() % 12) {
+            case 0:
+            case 1:
+            case 2:
+            case 3: {
+                store.push_back(std::make_unique<Counted>(op));
+                list.Insert(store.back().get(), p);
+                model.Insert(store.back().get(), p);
+                break;
+            }
+            case 4:
+            case 5:
+            case 6:
+                // Removals on an empty list happen too, and drive the count negative.
+                ASSERT_EQ(list.Remove(p), model.Remove(p));
+                break;
+            case 7:
+                ASSERT_EQ(list.Next(), model.Next());
+                break;
+            case 8:
+                ASSERT_EQ(list.Previous(), model.Previous());
+                break;
+            case 9:
+                if (random() % 2) {
+                    ASSERT_EQ(list.First(), model.At(model.cursor = model.items.begin()));
+                } else {
+                    model.cursor =
+                        model.items.empty() ? model.items.end() : std::prev(model.items.end());
+                    ASSERT_EQ(list.Last(), model.At(model.cursor));
+                }
+                break;
+            case 10: {
+                // Seek an item in the list or one that has left it.
+                Counted* wanted = store.empty() ? nullptr : store[random() % store.size()].get();
+                model.cursor = std::find(model.items.begin(), model.items.end(), wanted);
+                ASSERT_EQ(list.Seek(wanted), model.At(model.cursor));
+                break;
+            }
+            default:
+                ASSERT_EQ(list.Current(), model.At(model.cursor));
+                break;
+        }
+        ASSERT_EQ(list.Entries(), model.entries);
+        ASSERT_EQ(list.Current(), model.At(model.cursor));
+        if (op % 97 == 0) {
+            std::vector<Counted*> expected(model.items.begin(), model.items.end());
+            ASSERT_EQ(Contents(list), expected);
+            ASSERT_EQ(ContentsBackward(list), expected);
+            list.First();
+            model.cursor = model.items.begin();
+        }
+        // Keep the list short enough that removals empty it now and then.
+        if (model.items.size() > 60) {
+            while (list.Remove(ListTail))
+                model.Remove(ListTail);
+            model.Remove(ListTail);
+        }
+    }
+    EXPECT_EQ(Counted::live, static_cast<int>(store.size()));
+}
+
+TEST(ListTest, InsertAtEveryPosition) {
+    for (int size = 0; size <= 5; size++) {
+        for (int at = 0; at <= size; at++) {
+            std::vector<Counted> items;
+            items.reserve(size + 1);
+            List<Counted> list(0);
+            for (int i = 0; i < size; i++) {
+                items.emplace_back(i);
+                list.Insert(&items.back(), ListTail);
+            }
+            items.emplace_back(99);
+            list.First();
+            for (int i = 0; i < at; i++)
+                list.Next();
+            list.Insert(&items.back(), ListCurrent);
+            EXPECT_EQ(list.Current(), &items.back());
+            std::vector<Counted*> expected;
+            for (int i = 0; i < size; i++)
+                expected.push_back(&items[i]);
+            expected.insert(expected.begin() + at, &items.back());
+            EXPECT_EQ(Contents(list), expected) << size << " " << at;
+            EXPECT_EQ(ContentsBackward(list), expected);
+            EXPECT_EQ(list.Entries(), size + 1);
+        }
+    }
+}
+
+TEST(ListTest, RemoveAtEveryPosition) {
+    for (int size = 1; size <= 5; size++) {
+        for (int at = 0; at < size; at++) {
+            std::vector<Counted> items;
+            items.reserve(size);
+            List<Counted> list(0);
+            for (int i = 0; i < size; i++) {
+                items.emplace_back(i);
+                list.Insert(&items.back(), ListTail);
+            }
+            list.First();
+            for (int i = 0; i < at; i++)
+                list.Next();
+            EXPECT_EQ(list.Remove(ListCurrent), &items[at]);
+            EXPECT_EQ(list.Current(), at + 1 < size ? &items[at + 1] : nullptr);
+            std::vector<Counted*> expected;
+            for (int i = 0; i < size; i++) {
+                if (i != at) expected.push_back(&items[i]);
+            }
+            EXPECT_EQ(Contents(list), expected);
+            EXPECT_EQ(ContentsBackward(list), expected);
+            EXPECT_EQ(list.Entries(), size - 1);
+        }
+    }
+}
+
+TEST(ListTest, EdgeCases) {
+    Counted a(1), b(2), c(3);
+    {
+        // Insert at the cursor into an empty list.
+        List<Counted> list(0);
+        list.Insert(&a, ListCurrent);
+        EXPECT_EQ(list.First(), &a);
+        EXPECT_EQ(list.Last(), &a);
+        EXPECT_EQ(list.Current(), &a);
+    }
+    {
+        // Removing the current last node: null cursor, last at the previous node.
+        List<Counted> list(0);
+        list.Insert(&a, ListTail);
+        list.Insert(&b, ListTail);
+        EXPECT_EQ(list.Current(), &b);
+        EXPECT_EQ(list.Remove(ListCurrent), &b);
+        EXPECT_EQ(list.Current(), nullptr);
+        EXPECT_EQ(list.Next(), nullptr);
+        EXPECT_EQ(list.Previous(), nullptr);
+        EXPECT_EQ(list.Last(), &a);
+    }
+    {
+        // Remove on an empty list leaves the count at -1; the next insert brings it to 0.
+        List<Counted> list(0);
+        EXPECT_EQ(list.Remove(ListHead), nullptr);
+        EXPECT_EQ(list.Entries(), -1);
+        list.Insert(&a, ListHead);
+        EXPECT_EQ(list.Entries(), 0);
+        EXPECT_EQ(list.First(), &a);
+    }
+    {
+        // The cursor leaves a removed end toward the rest; elsewhere it stays.
+        List<Counted> list(0);
+        list.Insert(&a, ListTail);
+        list.Insert(&b, ListTail);
+        list.Insert(&c, ListTail);
+        list.First();
+        EXPECT_EQ(list.Remove(ListHead), &a);
+        EXPECT_EQ(list.Current(), &b);
+        EXPECT_EQ(list.Remove(ListTail), &c);
+        EXPECT_EQ(list.Current(), &b);
+        list.Insert(&c, ListTail);
+        EXPECT_EQ(list.Remove(ListTail), &c);
+        EXPECT_EQ(list.Current(), &b);
+        EXPECT_EQ(list.Remove(ListTail), &b);
+        EXPECT_EQ(list.Current(), nullptr);
+        EXPECT_EQ(list.First(), nullptr);
+        EXPECT_EQ(list.Last(), nullptr);
+    }
+    {
+        // An unknown position links nothing but raises the count.
+        List<Counted> list(0);
+        list.Insert(&a, ListTail);
+        list.Insert(&b, static_cast<ListPosition>(7));
+        EXPECT_EQ(list.Entries(), 2);
+        EXPECT_EQ(Contents(list), std::vector<Counted*>{&a});
+        EXPECT_EQ(list.Remove(static_cast<ListPosition>(7)), nullptr);
+        EXPECT_EQ(list.Entries(), 1);
+    }
+    {
+        // Null items may be stored.
+        List<Counted> list(1);
+        list.Insert(nullptr, ListTail);
+        list.Insert(new Counted(5), ListTail);
+        EXPECT_EQ(list.First(), nullptr);
+        EXPECT_EQ(list.Next()->id, 5);
+    }
+}
+
+TEST(ListTest, OwnerFlagDecidesDisposal) {
+    int before = Counted::live;
+    {
+        List<Counted> owning(1);
+        for (int i = 0; i < 10; i++)
+            owning.Insert(new Counted(i), ListTail);
+        EXPECT_EQ(Counted::live, before + 10);
+        Counted* removed = owning.Remove(ListHead);
+        EXPECT_EQ(Counted::live, before + 10);  // Remove never disposes
+        delete removed;
+        owning.Dump();
+        EXPECT_EQ(Counted::live, before);
+        EXPECT_EQ(owning.Entries(), 0);
+        EXPECT_EQ(owning.First(), nullptr);
+        for (int i = 0; i < 10; i++)
+            owning.Insert(new Counted(i), ListHead);
+    }
+    EXPECT_EQ(Counted::live, before);
+
+    std::vector<std::unique_ptr<Counted>> store;
+    {
+        List<Counted> borrowing(0);
+        for (int i = 0; i < 10; i++) {
+            store.push_back(std::make_unique<Counted>(i));
+            borrowing.Insert(store.back().get(), ListTail);
+        }
+        borrowing.Dump();
+        EXPECT_EQ(Counted::live, before + 10);
+        for (auto& item : store)
+            borrowing.Insert(item.get(), ListTail);
+    }
+    EXPECT_EQ(Counted::live, before + 10);
+
+    {
+        // RemoveAll frees the nodes only, even in an owning list.
+        List<Counted> owning(1);
+        for (auto& item : store)
+            owning.Insert(item.get(), ListTail);
+        owning.RemoveAll();
+        EXPECT_EQ(owning.Entries(), 0);
+        EXPECT_EQ(owning.First(), nullptr);
+    }
+    EXPECT_EQ(Counted::live, before + 10);
+}
+
+// A list that gives its items back to a pool instead of deleting them.
+class PoolList : public List<Counted> {
+  public:
+    explicit PoolList(std::vector<Counted*>* pool) : List<Counted>(1), pool_(pool) {}
+    ~PoolList() override { Dump(); }
+    void Purge(Counted* item) override { pool_->push_back(item); }
+
+  private:
+    std::vector<Counted*>* pool_;
+};
+
+TEST(ListTest, DumpDisposesThroughAnOverriddenPurge) {
+    Counted a(1), b(2);
+    std::vector<Counted*> pool;
+    {
+        PoolList list(&pool);
+        list.Insert(&a, ListTail);
+        list.Insert(&b, ListTail);
+        list.Dump();
+        EXPECT_EQ(pool, (std::vector<Counted*>{&a, &b}));
+        list.Insert(&b, ListTail);
+    }
+    EXPECT_EQ(pool, (std::vector<Counted*>{&a, &b, &b}));
+}
+
+}  // namespace
+
+template <>
+struct SearchableListKey<Counted, int> {
+    static int Compare(int key, Counted* item) { return key - item->id; }
+};
+
+namespace {
+
+TEST(SearchableListTest, FindAndFindNextWalkTheMatches) {
+    std::mt19937 random(5);
+    std::vector<std::unique_ptr<Counted>> store;
+    SearchableList<Counted, int> list(0);
+    for (int i = 0; i < 300; i++) {
+        store.push_back(std::make_unique<Counted>(static_cast<int>(random() % 20)));
+        list.Insert(store.back().get(), static_cast<ListPosition>(random() % 3));
+    }
+    std::vector<Counted*> order = Contents(list);
+    for (int key = -1; key <= 20; key++) {
+        std::vector<Counted*> expected;
+        for (Counted* item : order) {
+            if (item->id == key) expected.push_back(item);
+        }
+        std::vector<Counted*> found;
+        for (Counted* item = list.Find(key); item; item = list.FindNext(key)) {
+            found.push_back(item);
+            ASSERT_EQ(list.Current(), item);
+        }
+        EXPECT_EQ(found, expected) << key;
+        EXPECT_EQ(list.Current(), nullptr);
+        EXPECT_EQ(list.FindNext(key), nullptr);
+    }
+}
+
+}  // namespace

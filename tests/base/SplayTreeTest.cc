@@ -1,0 +1,416 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "base/List.h"
+#include "base/SplayTree.h"
+
+namespace {
+
+struct TestIndex {
+    int value;
+};
+
+// An element stored under a TestIndex, counting the live instances.
+struct Element {
+    static int live;
+    TestIndex index;
+    int serial;
+    Element(int key, int s) : index{key}, serial(s) { live++; }
+    Element(const Element& other) : index(other.index), serial(other.serial) { live++; }
+    ~Element() { live--; }
+};
+int Element::live = 0;
+
+}  // namespace
+
+template <>
+struct SplayTreeKey<Element, const TestIndex&> {
+    static const TestIndex& Key(Element* item) { return item->index; }
+    static int Compare(const TestIndex& key, Element* item) {
+        return key.value < item->index.value ? -1 : key.value > item->index.value ? 1 : 0;
+    }
+};
+
+namespace {
+
+using Tree = SplayTree<Element, const TestIndex&>;
+
+// Exposes the shape of the tree.
+class InspectedTree : public Tree {
+  public:
+    using Tree::Tree;
+    InspectedTree(const InspectedTree& other) : Tree(other) {}
+
+    SplayTreeNode<Element>* root() const { return root_; }
+
+    // Keys in pre-order, with -1 for every missing child.
+    std::vector<int> Shape() const {
+        std::vector<int> shape;
+        std::vector<SplayTreeNode<Element>*> pending{root_};
+        while (!pending.empty()) {
+            SplayTreeNode<Element>* node = pending.back();
+            pending.pop_back();
+            shape.push_back(node ? node->item->index.value : -1);
+            if (node) {
+                pending.push_back(node->right);
+                pending.push_back(node->left);
+            }
+        }
+        return shape;
+    }
+
+    // Items in the order that a pre-order walk meets them.
+    std::vector<Element*> PreOrder() const {
+        std::vector<Element*> items;
+        std::vector<SplayTreeNode<Element>*> pending;
+        if (root_) pending.push_back(root_);
+        while (!pending.empty()) {
+            SplayTreeNode<Element>* node = pending.back();
+            pending.pop_back();
+            items.push_back(node->item);
+            if (node->right) pending.push_back(node->right);
+            if (node->left) pending.push_back(node->left);
+        }
+        return items;
+    }
+
+    // True when the coming removal of the root takes the path in which the
+    // root node swallows its right child that has only a left child.
+    bool RootRemovalKeepsNode() const {
+        return root_->left && root_->right && root_->right->left && !root_->right->right;
+    }
+};
+
+std::vector<Element*> InOrder(Tree& tree) {
+    List<Element> list(0);
+    tree.AppendToList(list);
+    std::vector<Element*> out;
+    for (Element* item = list.First(); item; item = list.Next())
+        out.push_back(item);
+    EXPECT_EQ(list.Entries(), tree.Entries());
+    return out;
+}
+
+std::vector<Element*> Values(const std::map<int, Element*>& model) {
+    std::vector<Element*> out;
+    for (const auto& entry : model)
+        out.push_back(entry.second);
+    return out;
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kOperations = 15000;
+#else
+constexpr int kOperations = 50000;
+#endif
+
+TEST(SplayTreeTest, RandomOperationsFollowTheModel) {
+    std::mt19937 random(6);
+    std::vector<std::unique_ptr<Element>> store;
+    InspectedTree tree(0);
+    std::map<int, Element*> model;
+    int kept_node_removals = 0;
+    for (int op = 0; op < kOperations; op++) {
+        TestIndex key{static_cast<int>(random() % 400)};
+        auto above = model.upper_bound(key.value);
+        auto at_or_above = model.lower_bound(key.value);
+        auto found = model.find(key.value);
+        Element* expected = found == model.end() ? nullptr : found->second;
+        switch (random() % 8) {
+            case 0:
+            case 1:
+                if (!expected) {
+                    store.push_back(std::make_unique<Element>(key.value, op));
+                    tree.Insert(store.back().get());
+                    model[key.value] = store.back().get();
+                    ASSERT_EQ(tree.root()->item, store.back().get());
+                }
+                break;
+            case 2: {
+                ASSERT_EQ(tree.Find(key), expected);
+                if (!expected) {
+                    ASSERT_EQ(tree.Remove(key), nullptr);
+                    break;
+                }
+                // Find has splayed the key to the root; Remove splays it again
+                // in place, so the shape seen here is the one Remove works on.
+                bool keeps_node = tree.RootRemovalKeepsNode();
+                SplayTreeNode<Element>* root = tree.root();
+                Element* successor = keeps_node ? root->right->item : nullptr;
+                std::vector<Element*> before = InOrder(tree);
+                ASSERT_EQ(tree.Remove(key), expected);
+                model.erase(key.value);
+                if (!keeps_node) {
+                    if (op % 10 == 0) {
+                        ASSERT_EQ(InOrder(tree), Values(model));
+                    }
+                    break;
+                }
+                // The root node took its right child's item and left subtree;
+                // that subtree now lies behind a larger key.
+                kept_node_removals++;
+                ASSERT_EQ(tree.root(), root);
+                ASSERT_EQ(root->item, successor);
+                before.erase(std::find(before.begin(), before.end(), successor));
+                *std::find(before.begin(), before.end(), expected) = successor;
+                ASSERT_EQ(InOrder(tree), before);
+                // Rebuild, so that the model holds again.
+                tree.Dump();
+                std::vector<Element*> items = Values(model);
+                std::shuffle(items.begin(), items.end(), random);
+                for (Element* item : items)
+                    tree.Insert(item);
+                break;
+            }
+            case 3:
+                ASSERT_EQ(tree.Find(key), expected);
+                break;
+            case 4:
+                ASSERT_EQ(tree.Next(key), above == model.end() ? nullptr : above->second);
+                break;
+            case 5:
+                ASSERT_EQ(tree.Previous(key),
+                          at_or_above == model.begin() ? nullptr : std::prev(at_or_above)->second);
+                break;
+            default: {
+                SplayTreeNode<Element>* root = tree.root();
+                ASSERT_EQ(tree.First(), model.empty() ? nullptr : model.begin()->second);
+                ASSERT_EQ(tree.Last(), model.empty() ? nullptr : model.rbegin()->second);
+                ASSERT_EQ(tree.root(), root);
+                break;
+            }
+        }
+        ASSERT_EQ(tree.Entries(), static_cast<int>(model.size()));
+        if (op % 500 == 0) {
+            ASSERT_EQ(InOrder(tree), Values(model));
+        }
+    }
+    EXPECT_GT(kept_node_removals, 10);
+    EXPECT_EQ(Element::live, static_cast<int>(store.size()));
+}
+
+// Finds a key whose removal takes the node-keeping path in an owning tree.
+TEST(SplayTreeTest, RemovalThatLeavesKeysUnreachable) {
+    int before = Element::live;
+    std::mt19937 random(8);
+    bool seen = false;
+    for (int attempt = 0; attempt < 100 && !seen; attempt++) {
+        InspectedTree tree(1);
+        std::vector<int> keys(40);
+        for (int i = 0; i < 40; i++)
+            keys[i] = i * 10;
+        std::shuffle(keys.begin(), keys.end(), random);
+        for (int key : keys)
+            tree.Insert(new Element(key, 0));
+        for (int key : keys) {
+            tree.Find(TestIndex{key});
+            if (!tree.RootRemovalKeepsNode()) continue;
+            seen = true;
+            SplayTreeNode<Element>* stranded = tree.root()->right->left;
+            int stranded_key = stranded->item->index.value;
+            int successor_key = tree.root()->right->item->index.value;
+            Element* removed = tree.Remove(TestIndex{key});
+            ASSERT_EQ(removed->index.value, key);
+            delete removed;
+            EXPECT_EQ(tree.root()->item->index.value, successor_key);
+            EXPECT_EQ(tree.Entries(), 39);
+            // The stranded key is still in the tree but no longer found.
+            EXPECT_EQ(tree.Find(TestIndex{stranded_key}), nullptr);
+            std::vector<Element*> all = InOrder(tree);
+            EXPECT_EQ(all.size(), 39u);
+            EXPECT_TRUE(std::any_of(all.begin(), all.end(), [&](Element* item) {
+                return item->index.value == stranded_key;
+            }));
+            // A copy meets it too.
+            InspectedTree copy(tree);
+            EXPECT_EQ(copy.Entries(), 39);
+            EXPECT_EQ(copy.Find(TestIndex{stranded_key})->index.value, stranded_key);
+            break;
+        }
+    }
+    EXPECT_TRUE(seen);
+    EXPECT_EQ(Element::live, before);  // Dump disposed of the stranded items as well
+}
+
+// Builds a tree of size random keys.
+std::vector<std::unique_ptr<Element>> RandomElements(int size, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<int> keys(size);
+    for (int i = 0; i < size; i++)
+        keys[i] = i;
+    std::shuffle(keys.begin(), keys.end(), random);
+    std::vector<std::unique_ptr<Element>> elements;
+    for (int key : keys)
+        elements.push_back(std::make_unique<Element>(key, 0));
+    return elements;
+}
+
+// Up to 99 entries the copy inserts in key order; above that in pre-order.
+TEST(SplayTreeTest, CopyOrderSwitchesAbove99Entries) {
+    for (int size : {98, 99, 100, 101, 500}) {
+        std::vector<std::unique_ptr<Element>> elements = RandomElements(size, size);
+        InspectedTree source(0);
+        for (auto& element : elements)
+            source.Insert(element.get());
+        std::vector<Element*> order = size > 99 ? source.PreOrder() : InOrder(source);
+        InspectedTree expected(0);
+        for (Element* item : order)
+            expected.Insert(item);
+        InspectedTree copy(source);
+        EXPECT_EQ(copy.owner(), 0);
+        EXPECT_EQ(copy.Shape(), expected.Shape()) << size;
+        EXPECT_EQ(InOrder(copy), InOrder(source));
+        // The other order gives another shape, so the check above tells them apart.
+        std::vector<Element*> other = size > 99 ? InOrder(source) : source.PreOrder();
+        InspectedTree different(0);
+        for (Element* item : other)
+            different.Insert(item);
+        EXPECT_NE(copy.Shape(), different.Shape()) << size;
+    }
+}
+
+TEST(SplayTreeTest, OwningCopyMakesNewItems) {
+    int before = Element::live;
+    for (int size : {50, 300}) {
+        InspectedTree source(1);
+        for (auto& element : RandomElements(size, 3))
+            source.Insert(new Element(*element));
+        EXPECT_EQ(Element::live, before + size);
+        {
+            InspectedTree copy(source);
+            EXPECT_EQ(copy.owner(), 1);
+            EXPECT_EQ(Element::live, before + 2 * size);
+            std::vector<Element*> mine = InOrder(copy);
+            std::vector<Element*> theirs = InOrder(source);
+            ASSERT_EQ(mine.size(), theirs.size());
+            for (size_t i = 0; i < mine.size(); i++) {
+                EXPECT_NE(mine[i], theirs[i]);
+                EXPECT_EQ(mine[i]->index.value, theirs[i]->index.value);
+            }
+        }
+        EXPECT_EQ(Element::live, before + size);
+    }
+    EXPECT_EQ(Element::live, before);
+}
+
+TEST(SplayTreeTest, OwnerFlagDecidesDisposal) {
+    int before = Element::live;
+    for (int size : {0, 1, 99, 100, 1000}) {
+        {
+            InspectedTree owning(1);
+            for (auto& element : RandomElements(size, 4))
+                owning.Insert(new Element(*element));
+            Element* removed = owning.Remove(TestIndex{0});
+            EXPECT_EQ(removed != nullptr, size > 0);
+            delete removed;
+            EXPECT_EQ(Element::live, before + std::max(size - 1, 0));
+            owning.Dump();
+            EXPECT_EQ(Element::live, before);
+            EXPECT_EQ(owning.Entries(), 0);
+            EXPECT_EQ(owning.First(), nullptr);
+            for (auto& element : RandomElements(size, 5))
+                owning.Insert(new Element(*element));
+        }
+        EXPECT_EQ(Element::live, before) << size;
+        std::vector<std::unique_ptr<Element>> store = RandomElements(size, 6);
+        {
+            InspectedTree borrowing(0);
+            for (auto& element : store)
+                borrowing.Insert(element.get());
+            borrowing.Dump();
+            for (auto& element : store)
+                borrowing.Insert(element.get());
+        }
+        EXPECT_EQ(Element::live, before + size);
+    }
+}
+
+// A purge that records instead of deleting, to see which walk Dump takes.
+class RecordingTree : public InspectedTree {
+  public:
+    RecordingTree() : InspectedTree(1) {}
+    ~RecordingTree() override { Dump(); }
+    void Purge(Element* item) override { purged.push_back(item); }
+    std::vector<Element*> purged;
+};
+
+TEST(SplayTreeTest, LongChainsAreWalkedWithoutRecursion) {
+    // Ascending inserts make a chain of left children as deep as the tree.
+    constexpr int kSize = 100000;
+    std::vector<std::unique_ptr<Element>> store;
+    RecordingTree chain;
+    for (int i = 0; i < kSize; i++) {
+        store.push_back(std::make_unique<Element>(i, i));
+        chain.Insert(store.back().get());
+    }
+    EXPECT_EQ(chain.First(), store.front().get());
+    EXPECT_EQ(chain.Last(), store.back().get());
+    std::vector<Element*> expected;
+    for (auto& element : store)
+        expected.push_back(element.get());
+    EXPECT_EQ(InOrder(chain), expected);
+    {
+        InspectedTree copy(chain);  // copies: the recording tree is an owner
+        EXPECT_EQ(copy.Entries(), kSize);
+        EXPECT_EQ(copy.First()->index.value, 0);
+    }
+    chain.Dump();
+    EXPECT_EQ(chain.purged.size(), static_cast<size_t>(kSize));
+    std::sort(chain.purged.begin(), chain.purged.end(),
+              [](Element* a, Element* b) { return a->serial < b->serial; });
+    EXPECT_EQ(chain.purged, expected);
+}
+
+TEST(SplayTreeTest, EmptyTreeAndBoundaries) {
+    InspectedTree tree(0);
+    EXPECT_EQ(tree.Next(TestIndex{5}), nullptr);
+    EXPECT_EQ(tree.Previous(TestIndex{5}), nullptr);
+    EXPECT_EQ(tree.Find(TestIndex{5}), nullptr);
+    EXPECT_EQ(tree.Remove(TestIndex{5}), nullptr);
+    EXPECT_EQ(tree.First(), nullptr);
+    EXPECT_EQ(tree.Last(), nullptr);
+    EXPECT_EQ(tree.Entries(), 0);
+    Element one(1, 0), nine(9, 0);
+    tree.Insert(&one);
+    tree.Insert(&nine);
+    EXPECT_EQ(tree.Next(TestIndex{5}), &nine);
+    EXPECT_EQ(tree.Next(TestIndex{9}), nullptr);
+    EXPECT_EQ(tree.Next(TestIndex{0}), &one);
+    EXPECT_EQ(tree.Previous(TestIndex{1}), nullptr);
+    EXPECT_EQ(tree.Previous(TestIndex{5}), &one);
+    EXPECT_EQ(tree.Previous(TestIndex{100}), &nine);
+    EXPECT_EQ(tree.Remove(TestIndex{5}), nullptr);
+    EXPECT_EQ(tree.Entries(), 2);
+}
+
+TEST(SplayTreeTest, EqualKeysAreAllKept) {
+    std::vector<std::unique_ptr<Element>> store;
+    InspectedTree tree(0);
+    std::mt19937 random(10);
+    for (int i = 0; i < 300; i++) {
+        store.push_back(std::make_unique<Element>(static_cast<int>(random() % 10), i));
+        tree.Insert(store.back().get());
+    }
+    std::vector<Element*> all = InOrder(tree);
+    ASSERT_EQ(all.size(), 300u);
+    EXPECT_TRUE(std::is_sorted(all.begin(), all.end(), [](Element* a, Element* b) {
+        return a->index.value < b->index.value;
+    }));
+    // Removing by key takes out one equal item at a time.
+    int removed = 0;
+    while (Element* item = tree.Remove(TestIndex{3})) {
+        EXPECT_EQ(item->index.value, 3);
+        removed++;
+    }
+    EXPECT_EQ(removed, static_cast<int>(std::count_if(all.begin(), all.end(), [](Element* item) {
+                  return item->index.value == 3;
+              })));
+    EXPECT_EQ(tree.Entries(), 300 - removed);
+}
+
+}  // namespace

@@ -1,0 +1,183 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "base/Stack.h"
+
+namespace {
+
+struct Counted {
+    static int live;
+    int id;
+    explicit Counted(int i) : id(i) { live++; }
+    ~Counted() { live--; }
+};
+int Counted::live = 0;
+
+// The stack on a std::vector whose back is the top; the cursor is an index,
+// -1 when it has gone below the bottom or the stack is empty.
+struct StackModel {
+    std::vector<Counted*> items;
+    int cursor = -1;
+    int discarded = 0;  // items an owning stack has deleted on Pop
+
+    Counted* At(int i) const { return i >= 0 ? items[i] : nullptr; }
+    void Push(Counted* item) {
+        items.push_back(item);
+        cursor = static_cast<int>(items.size()) - 1;
+    }
+    Counted* Top() { return At(cursor = static_cast<int>(items.size()) - 1); }
+    Counted* Peek() {
+        if (cursor >= 0) cursor--;
+        return At(cursor);
+    }
+    Counted* Pop() {
+        if (items.empty()) return nullptr;
+        int target = cursor >= 0 ? cursor : 0;
+        discarded += static_cast<int>(items.size()) - 1 - target;
+        Counted* item = items[target];
+        items.resize(target);
+        cursor = static_cast<int>(items.size()) - 1;
+        return item;
+    }
+};
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kOperations = 20000;
+#else
+constexpr int kOperations = 60000;
+#endif
+
+TEST(StackTest, RandomOperationsFollowTheModel) {
+    std::mt19937 random(2);
+    int before = Counted::live;
+    Stack<Counted> stack(1);
+    StackModel model;
+    int popped = 0;
+    for (int op = 0; op < kOperations; op++) {
+        switch (random() % 8) {
+            case 0:
+            case 1:
+            case 2: {
+                Counted* item = new Counted(op);
+                stack.Push(item);
+                model.Push(item);
+                break;
+            }
+            case 3: {
+                Counted* item = stack.Pop();
+                ASSERT_EQ(item, model.Pop());
+                if (item) popped++;
+                delete item;  // popped items are the caller's
+                break;
+            }
+            case 4:
+                ASSERT_EQ(stack.Top(), model.Top());
+                break;
+            case 5:
+            case 6:
+                ASSERT_EQ(stack.Peek(), model.Peek());
+                break;
+            default:
+                if (random() % 50 == 0) {
+                    stack.Dump();
+                    model.discarded += static_cast<int>(model.items.size());
+                    model.items.clear();
+                    model.cursor = -1;
+                    ASSERT_EQ(stack.Pop(), nullptr);
+                    ASSERT_EQ(stack.Top(), nullptr);
+                }
+                break;
+        }
+        ASSERT_EQ(stack.Entries(), static_cast<int>(model.items.size()));
+        // Owned items leave only by deletion in the stack or by Pop.
+        ASSERT_EQ(Counted::live - before, static_cast<int>(model.items.size()));
+    }
+    EXPECT_GT(popped, 1000);
+    EXPECT_GT(model.discarded, 1000);
+}
+
+TEST(StackTest, PopAfterPeeksDiscardsWhatWasPeekedPast) {
+    int before = Counted::live;
+    Stack<Counted> stack(1);
+    for (int i = 1; i <= 5; i++)
+        stack.Push(new Counted(i));
+    EXPECT_EQ(stack.Top()->id, 5);
+    EXPECT_EQ(stack.Peek()->id, 4);
+    EXPECT_EQ(stack.Peek()->id, 3);
+    Counted* third = stack.Pop();
+    EXPECT_EQ(third->id, 3);
+    EXPECT_EQ(stack.Entries(), 2);
+    EXPECT_EQ(Counted::live, before + 3);  // 5 and 4 deleted, 3 handed out
+    delete third;
+    EXPECT_EQ(stack.Top()->id, 2);
+
+    // A cursor walked off the bottom pops the last node.
+    EXPECT_EQ(stack.Peek()->id, 1);
+    EXPECT_EQ(stack.Peek(), nullptr);
+    EXPECT_EQ(stack.Peek(), nullptr);
+    Counted* last = stack.Pop();
+    EXPECT_EQ(last->id, 1);
+    delete last;
+    EXPECT_EQ(stack.Entries(), 0);
+    EXPECT_EQ(stack.Pop(), nullptr);
+    EXPECT_EQ(Counted::live, before);
+}
+
+TEST(StackTest, TopAndPeekDoNotChangeTheStack) {
+    Counted items[4] = {Counted(0), Counted(1), Counted(2), Counted(3)};
+    Stack<Counted> stack(0);
+    EXPECT_EQ(stack.Top(), nullptr);
+    EXPECT_EQ(stack.Peek(), nullptr);
+    for (Counted& item : items)
+        stack.Push(&item);
+    for (int round = 0; round < 2; round++) {
+        EXPECT_EQ(stack.Top(), &items[3]);
+        EXPECT_EQ(stack.Peek(), &items[2]);
+        EXPECT_EQ(stack.Peek(), &items[1]);
+        EXPECT_EQ(stack.Peek(), &items[0]);
+        EXPECT_EQ(stack.Peek(), nullptr);
+        EXPECT_EQ(stack.Entries(), 4);
+    }
+    // Push points the cursor at the new top again.
+    stack.Push(&items[0]);
+    EXPECT_EQ(stack.Pop(), &items[0]);
+    EXPECT_EQ(stack.Pop(), &items[3]);
+    EXPECT_EQ(stack.Entries(), 3);
+}
+
+TEST(StackTest, OwnerFlagDecidesDisposal) {
+    int before = Counted::live;
+    {
+        Stack<Counted> owning(1);
+        for (int i = 0; i < 10; i++)
+            owning.Push(new Counted(i));
+        owning.Dump();
+        EXPECT_EQ(Counted::live, before);
+        EXPECT_EQ(owning.Entries(), 0);
+        EXPECT_EQ(owning.Top(), nullptr);
+        for (int i = 0; i < 10; i++)
+            owning.Push(new Counted(i));
+    }
+    EXPECT_EQ(Counted::live, before);
+    std::vector<Counted> store;
+    store.reserve(10);
+    {
+        Stack<Counted> borrowing(0);
+        for (int i = 0; i < 10; i++) {
+            store.emplace_back(i);
+            borrowing.Push(&store.back());
+        }
+        borrowing.Top();
+        borrowing.Peek();
+        borrowing.Peek();
+        EXPECT_EQ(borrowing.Pop(), &store[7]);  // discards 9 and 8 without deleting
+        borrowing.Dump();
+        for (Counted& item : store)
+            borrowing.Push(&item);
+    }
+    EXPECT_EQ(Counted::live, before + 10);
+}
+
+}  // namespace
