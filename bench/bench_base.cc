@@ -98,8 +98,10 @@ struct Named {
 
 template <>
 struct HashTableKey<Named> {
-    static const char* text(const Named* item) { return item->name.data(); }
-    static int length(const Named* item) { return static_cast<int>(item->name.size()); }
+    static const char* Text(const Named* item, int* length) {
+        *length = static_cast<int>(item->name.size());
+        return item->name.data();
+    }
 };
 
 namespace {
