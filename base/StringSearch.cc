@@ -73,9 +73,8 @@ int rabin_karp(const char* pattern, int m, const char* text, int n) {
     for (int i = 0;; i++) {
         if (window == wanted && equal_at<Case>(pattern, m, text + i)) return i;
         if (i + m >= n) return -1;
-        window = (window + kModulus * kBase - Case::fold(text[i]) * high % kModulus * kBase) %
-                 kModulus;
-        window = (window + Case::fold(text[i + m])) % kModulus;
+        window = (window + kModulus - Case::fold(text[i]) * high % kModulus) % kModulus;
+        window = (window * kBase + Case::fold(text[i + m])) % kModulus;
     }
 }
 
