@@ -1,6 +1,6 @@
 #include "base/Hash.h"
 
-#include <cctype>
+#include "base/MemCmpI.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ struct PlainByte {
 
 struct LowerByte {
     unsigned operator()(unsigned char byte) const {
-        return static_cast<unsigned char>(tolower(byte));
+        return lower_byte(byte);
     }
 };
 

@@ -1,5 +1,6 @@
 #include "base/LinkBuffer.h"
 
+#include <charconv>
 #include <cstring>
 
 #include "base/TextConversion.h"
@@ -83,8 +84,25 @@ void LinkBuffer::cat_hex(unsigned char c) {
     cat(digits[c & 15]);
 }
 
+// A formatted number joins the chain as the block it was made in, unless the
+// last block still has room for it: then one short copy saves a block.
+void LinkBuffer::cat_formatted(char* text, int length, int size) {
+    if (last_ && last_->size - last_->used >= length) {
+        cat(text, length);
+        delete[] text;
+    } else {
+        cat_nocopy(text, length, size);
+    }
+}
+
 void LinkBuffer::cat(int i) {
-    int length, size;
+    char digits[12];
+    int length = static_cast<int>(std::to_chars(digits, digits + sizeof digits, i).ptr - digits);
+    if (last_ && last_->size - last_->used >= length) {
+        cat(digits, length);
+        return;
+    }
+    int size;
     char* text = TextConversion::itos(i, &length, &size);
     cat_nocopy(text, length, size);
 }
@@ -92,7 +110,7 @@ void LinkBuffer::cat(int i) {
 void LinkBuffer::cat(double d) {
     int length, size;
     char* text = TextConversion::dtos(d, &length, &size, -1);
-    cat_nocopy(text, length, size);
+    cat_formatted(text, length, size);
 }
 
 void LinkBuffer::cat(const LinkBuffer* other) {

@@ -77,6 +77,7 @@ public:
 private:
     // Makes the chain one block with room for extra more bytes.
     void coalesce(int extra);
+    void cat_formatted(char* text, int length, int size);
     void link_last(LinkBuffer_Block* block);
     void link_first(LinkBuffer_Block* block);
     // Takes other's chain and leaves other empty.
