@@ -1,0 +1,176 @@
+#include "files/UNIXFile.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "files/FileManager.h"
+#include "files/UNIXFileManager.h"
+#include "host/OxinApplication.h"
+
+UNIXFile::UNIXFile(FileManager* manager, int contained, Oxin_PathType type, const char* path,
+                   int fd, int open_flags)
+    : File(manager, contained, type, path),
+      fd_(fd),
+      open_flags_(open_flags & ~(O_CREAT | O_EXCL | O_TRUNC)) {}
+
+UNIXFile::~UNIXFile() {
+    Release();
+    if (fd_ >= 0) close(fd_);
+    if (manager_) manager_->FileClosed(this);
+}
+
+bool UNIXFile::Ready() {
+    if (fd_ >= 0) return true;
+    if (!manager_) {
+        Error(String("File is closed"));
+        return false;
+    }
+    if (manager_->ActivateFile(this)) return true;
+    Error(manager_->error());
+    return false;
+}
+
+bool UNIXFile::SystemError() {
+    Error(String(manager_ ? manager_->app()->lasterror() : "Unknown error"));
+    return false;
+}
+
+bool UNIXFile::Stat(struct stat* status) {
+    if (!Ready()) return false;
+    if (fstat(fd_, status) != 0) return SystemError();
+    return true;
+}
+
+bool UNIXFile::OwnerID(int* uid) {
+    struct stat status;
+    if (!Stat(&status)) return false;
+    *uid = static_cast<int>(status.st_uid);
+    return true;
+}
+
+bool UNIXFile::GroupID(int* gid) {
+    struct stat status;
+    if (!Stat(&status)) return false;
+    *gid = static_cast<int>(status.st_gid);
+    return true;
+}
+
+int UNIXFile::Read(char* buffer, int length) {
+    if (!Ready()) return -1;
+    ssize_t n = read(fd_, buffer, length);
+    if (n < 0) SystemError();
+    return static_cast<int>(n);
+}
+
+int UNIXFile::Write(const char* buffer, int length) {
+    if (!Ready()) return -1;
+    ssize_t n = write(fd_, buffer, length);
+    if (n < 0) SystemError();
+    return static_cast<int>(n);
+}
+
+long UNIXFile::Seek(long position) {
+    if (!Ready()) return -1;
+    off_t at = lseek(fd_, position, SEEK_SET);
+    if (at < 0) SystemError();
+    return at;
+}
+
+long UNIXFile::Tell() {
+    if (!Ready()) return -1;
+    off_t at = lseek(fd_, 0, SEEK_CUR);
+    if (at < 0) SystemError();
+    return at;
+}
+
+long UNIXFile::Length() {
+    struct stat status;
+    if (!Stat(&status)) return -1;
+    return S_ISFIFO(status.st_mode) ? 0 : status.st_size;
+}
+
+bool UNIXFile::IsDirectory(bool* directory) {
+    struct stat status;
+    if (!Stat(&status)) return false;
+    *directory = S_ISDIR(status.st_mode);
+    return true;
+}
+
+bool UNIXFile::RecordLock(short type, long offset, long length) {
+    if (!Ready()) return false;
+    struct flock lock = {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = offset;
+    lock.l_len = length;
+    int rc;
+    do {
+        rc = fcntl(fd_, F_SETLKW, &lock);
+    } while (rc != 0 && errno == EINTR && !(manager_ && manager_->app()->cancelled()));
+    if (rc != 0) return SystemError();
+    return true;
+}
+
+bool UNIXFile::Lock(FileLockType type, long offset, long length) {
+    return RecordLock(type == FileLockWrite ? F_WRLCK : F_RDLCK, offset, length);
+}
+
+bool UNIXFile::Release(long offset, long length) { return RecordLock(F_UNLCK, offset, length); }
+
+const char* UNIXFile::Map(long offset, long length) {
+    Release();
+    if (!Ready()) return nullptr;
+    if (length == -1) length = Length();
+    if (length <= 0) {
+        Error(String("Invalid argument"));
+        return nullptr;
+    }
+    void* address = mmap(nullptr, length, PROT_READ, MAP_SHARED, fd_, offset);
+    if (address == MAP_FAILED) {
+        SystemError();
+        return nullptr;
+    }
+    map_address_ = address;
+    map_length_ = length;
+    return static_cast<const char*>(address);
+}
+
+void UNIXFile::Release() {
+    if (!map_address_) return;
+    munmap(map_address_, map_length_);
+    map_address_ = nullptr;
+    map_length_ = 0;
+}
+
+bool UNIXFile::Activate(String& error) {
+    if (contained_) {
+        auto* manager = static_cast<UNIXFileManager*>(manager_);
+        fd_ = manager->OpenContained(path_type_, path_, open_flags_);
+        if (fd_ < 0) {
+            error = manager->error();
+            return false;
+        }
+    } else {
+        fd_ = open(path_, open_flags_);
+        if (fd_ < 0) {
+            error.assign(manager_->app()->lasterror(), -1);
+            return false;
+        }
+    }
+    if (saved_position_ != 0 && lseek(fd_, saved_position_, SEEK_SET) != saved_position_) {
+        error.assign("Unable to restore file position during activation", -1);
+        close(fd_);
+        fd_ = -1;
+        return false;
+    }
+    return true;
+}
+
+void UNIXFile::Deactivate() {
+    if (fd_ < 0) return;
+    saved_position_ = lseek(fd_, 0, SEEK_CUR);
+    close(fd_);
+    fd_ = -1;
+}
