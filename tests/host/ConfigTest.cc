@@ -1,0 +1,88 @@
+#include "host/Config.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+// A library-like override that answers some ids itself.
+class AnsweringConfig : public Config {
+public:
+    int asked = 0;
+    ConfigValue* default_value(int id) override {
+        asked++;
+        if (id == kConfigMaxFiles) return new ConfigValue(id, 7);
+        return Config::default_value(id);
+    }
+};
+
+TEST(ConfigTest, BuiltInDefaultsByType) {
+    Config config;
+    EXPECT_EQ(config.value_integer(kConfigTimeoutGlobal), 90);
+    EXPECT_EQ(config.value_integer(kConfigMaxPostVars), 2000);
+    EXPECT_EQ(config.value_integer(kConfigBufszOutputFlush), 0x100000);
+    EXPECT_EQ(config.value_integer(kConfigSslSni), -1);
+    int length = -1;
+    EXPECT_STREQ(config.value_string(kConfigDefaultFile, &length), "index.oxc");
+    EXPECT_EQ(length, 9);
+    EXPECT_STREQ(config.value_string(kConfigDirUser, nullptr), "public_qtx");
+    EXPECT_EQ(config.value_string(kConfigDirData, &length), nullptr);
+    EXPECT_EQ(length, 0);
+    // The wrong type is never a value.
+    EXPECT_EQ(config.value_integer(kConfigDefaultFile), -1);
+    EXPECT_EQ(config.value_string(kConfigTimeoutGlobal, &length), nullptr);
+    EXPECT_EQ(config.value_integer(0x1000001), -1);  // unknown integer id
+}
+
+TEST(ConfigTest, SetValueChecksTheIdType) {
+    Config config;
+    EXPECT_EQ(config.SetValue(kConfigTimeoutGlobal, "5", 1, 0), 0);
+    EXPECT_EQ(config.value_integer(kConfigTimeoutGlobal), 90);
+    EXPECT_EQ(config.SetValue_Integer(kConfigDirData, 5), 0);
+    EXPECT_EQ(config.SetValue_Integer(kConfigTimeoutGlobal, 5), 1);
+    EXPECT_EQ(config.value_integer(kConfigTimeoutGlobal), 5);
+    char* owned = new char[5];
+    memcpy(owned, "/srv", 5);
+    EXPECT_EQ(config.SetValue(kConfigDirData, owned, 4, 1), 1);
+    EXPECT_STREQ(config.value_string(kConfigDirData, nullptr), "/srv");
+    EXPECT_EQ(config.SetValue(kConfigDirData, "/data", -1, 0), 1);  // replaces, frees the old
+    int length;
+    EXPECT_STREQ(config.value_string(kConfigDirData, &length), "/data");
+    EXPECT_EQ(length, 5);
+    // An owned text passes even when refused.
+    EXPECT_EQ(config.SetValue(kConfigMaxFiles, new char[3]{'1', '2', 0}, 2, 1), 0);
+}
+
+TEST(ConfigTest, DefaultsAreAskedOnceAndCached) {
+    AnsweringConfig config;
+    EXPECT_EQ(config.value_integer(kConfigMaxFiles), 7);
+    EXPECT_EQ(config.value_integer(kConfigMaxFiles), 7);
+    EXPECT_EQ(config.asked, 1);
+    // An id without a default reaches default_value on every call.
+    config.value_string(kConfigLogFile, nullptr);
+    config.value_string(kConfigLogFile, nullptr);
+    EXPECT_EQ(config.asked, 3);
+    // A string id never asks for an integer.
+    config.value_integer(kConfigLogFile);
+    EXPECT_EQ(config.asked, 3);
+}
+
+TEST(ConfigTest, CopiesOwnTheirText) {
+    ConfigValue original(kConfigDirData, "/tmp", 4, 0);
+    ConfigValue copy(original);
+    EXPECT_NE(copy.string, original.string);
+    EXPECT_STREQ(copy.string, "/tmp");
+    EXPECT_EQ(copy.owned, 1);
+}
+
+TEST(ConfigTest, KeysNameEveryId) {
+    EXPECT_STREQ(Config::Key(kConfigLockExpiration)->key, "lock_expiration");
+    EXPECT_STREQ(Config::Key(kConfigMaxUnknownContentLength)->key, "max_unknown_content_length");
+    EXPECT_EQ(Config::Key(0x1234), nullptr);
+    int count = 0;
+    for (const ConfigKey* key = Config::Keys(); key->key; key++) count++;
+    EXPECT_EQ(count, 42);
+}
+
+}  // namespace
