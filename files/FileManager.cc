@@ -1,5 +1,7 @@
 #include "files/FileManager.h"
 
+#include <initializer_list>
+
 #include "base/TextConversion.h"
 
 FileManager::FileManager(OxinApplication* app) : app_(app) {}

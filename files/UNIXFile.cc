@@ -1,5 +1,6 @@
 #include "files/UNIXFile.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
