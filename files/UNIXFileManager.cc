@@ -49,6 +49,13 @@ static const char* class_word(Oxin_PathType type) {
     }
 }
 
+static String outside_text(Oxin_PathType type) {
+    String text("The specified path references a path outside the configured ");
+    text.cat(class_word(type), -1);
+    text.cat(" directory", -1);
+    return text;
+}
+
 static const char* realize_text(int result) {
     switch (result) {
         case UNIXFileManager::kSymbolicLink:
@@ -312,10 +319,7 @@ bool UNIXFileManager::RealizeContained(Oxin_PathType type, _UNIXContainedPathSet
         }
         UNIXFilePath candidate(text.c_str(), text.length());
         if (!settings->path || !settings->path->Contains(candidate)) {
-            String message("The specified path references a path outside the configured ");
-            message.cat(class_word(type), -1);
-            message.cat(" directory", -1);
-            Error(message);
+            Error(outside_text(type));
             return false;
         }
         // The walk goes by the collapsed text, so a ".." never touches what
