@@ -22,7 +22,7 @@ struct _UNIXContainedPathSettings {
 // current directory. The process's current directory therefore changes with
 // every contained operation.
 class UNIXFileManager : public FileManager {
-public:
+  public:
     explicit UNIXFileManager(OxinApplication* app);
     // A manager for a cloned application: the root handles are duplicated.
     UNIXFileManager(OxinApplication* app, const UNIXFileManager& other);
@@ -43,8 +43,7 @@ public:
     bool MakeSymbolicLink(const char* target, const char* link) override;
     bool Mode(const char* path, int* mode) override;
     bool ChangeMode(const char* path, int mode) override;
-    File* MakeTemporary(const char* directory, const char* prefix, char** name,
-                        int flags) override;
+    File* MakeTemporary(const char* directory, const char* prefix, char** name, int flags) override;
 
     File* Open(Oxin_PathType type, const char* path, int flags) override;
     int Lock(Oxin_PathType type, const char* path) override;
@@ -60,14 +59,13 @@ public:
     bool ModifiedTime(Oxin_PathType type, const char* path, time_t* time) override;
     bool MakeDirectory(Oxin_PathType type, const char* path) override;
     bool RemoveDirectory(Oxin_PathType type, const char* path) override;
-    bool MakeSymbolicLink(Oxin_PathType target_type, const char* target,
-                          Oxin_PathType link_type, const char* link) override;
+    bool MakeSymbolicLink(Oxin_PathType target_type, const char* target, Oxin_PathType link_type,
+                          const char* link) override;
     bool Mode(Oxin_PathType type, const char* path, int* mode) override;
     bool ChangeMode(Oxin_PathType type, const char* path, int mode) override;
-    File* MakeTemporary(Oxin_PathType type, const char* directory, const char* prefix,
-                        char** name, int flags) override;
-    File* MakeTemporaryLike(Oxin_PathType type, const char* path, char** name,
-                            int flags) override;
+    File* MakeTemporary(Oxin_PathType type, const char* directory, const char* prefix, char** name,
+                        int flags) override;
+    File* MakeTemporaryLike(Oxin_PathType type, const char* path, char** name, int flags) override;
     bool DirectoryListing(Oxin_PathType type, const char* path, List<String>* names) override;
     char* NormalizeContainedPath(Oxin_PathType type, const char* path, int* length,
                                  int* capacity) override;
@@ -91,8 +89,8 @@ public:
     // on the way is allowed; the real path goes to *out (new, caller owns).
     int RealizePath(UNIXFilePath* expected, const char* path, UNIXFilePath** out,
                     bool allow_symlinks, bool allow_other_owner);
-    int RealizePath(const char* expected, const char* path, UNIXFilePath** out,
-                    bool allow_symlinks, bool allow_other_owner);
+    int RealizePath(const char* expected, const char* path, UNIXFilePath** out, bool allow_symlinks,
+                    bool allow_other_owner);
     // Fills settings for the class; false when its root is not set up.
     bool ContainedPathSettings(Oxin_PathType type, _UNIXContainedPathSettings* settings);
     // Changes into directory of the class after every check; *out (when
@@ -106,9 +104,40 @@ public:
     // The system's O_ flags for the manager's open flags.
     static int SystemOpenFlags(int flags);
 
-private:
+  private:
+    struct LinkTrail;
+    // OpenFollowing: a create raced with another; look again.
+    enum { kOpenRetry = -2 };
+
     // Records the system's text for errno; returns false.
     bool SystemError();
+    // Records text; returns false.
+    bool Fail(const char* text);
+    bool InitializeRoot(const char* dir, const char* word, const char* user, int symlink_bit,
+                        int other_owner_bit, UNIXFilePath** root, int* fd);
+    bool EnterRoot(const _UNIXContainedPathSettings* settings);
+    // RealizeContainedPath that also reports the RealizePath result code
+    // (-1 when the failure came before or outside RealizePath).
+    bool RealizeContained(Oxin_PathType type, _UNIXContainedPathSettings* settings,
+                          const char* directory, UNIXFilePath** out, int* result);
+    // Realizes the directory of path; *name gets the bare file name.
+    bool RealizeParent(Oxin_PathType type, const char* path, String* name,
+                       UNIXFilePath** out = nullptr);
+    // Opens name in the current directory (the realized *current), following
+    // links by hand where the settings allow them.
+    int OpenName(const _UNIXContainedPathSettings& settings, UNIXFilePath** current, String* name,
+                 int open_flags);
+    // Moves from the link name to what it names: *current and *name are
+    // replaced. *missing tells that the target was not there when looked at.
+    int OpenFollowing(const _UNIXContainedPathSettings& settings, LinkTrail* trail,
+                      UNIXFilePath** current, String* name, int flags, bool creating);
+    // The descriptor when its file belongs to owner; else closed and -1.
+    int KeepIfOwnedBy(int fd, uid_t owner);
+    bool FollowLink(const _UNIXContainedPathSettings& settings, LinkTrail* trail,
+                    UNIXFilePath** current, String* name, bool* missing);
+    bool CopyDescriptors(int from, int to);
+    File* WrapDescriptor(int contained, Oxin_PathType type, const char* path, int fd,
+                         int open_flags, int flags);
 
     UNIXFilePath* script_root_ = nullptr;
     int script_fd_ = -1;

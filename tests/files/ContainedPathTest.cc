@@ -1,0 +1,419 @@
+// Attacks on the containment of paths. Every refusal is checked for its exact
+// text and for the sentinel tree outside the roots staying untouched: no
+// entry opened, read, created, changed or removed.
+
+#include <sys/stat.h>
+
+#include <string>
+
+#include "tests/files/ContainedPathFixture.h"
+
+namespace {
+
+class ContainedPathTest : public ContainedPathFixture {
+  protected:
+    // Opens path for reading and writing with create, expecting the refusal
+    // text, while the outside tree stays untouched.
+    void ExpectRefused(Oxin_PathType type, const std::string& path, const char* text) {
+        UntouchedTree outside(outside_);
+        File* file =
+            files().Open(type, path.c_str(), FileOpenRead | FileOpenWrite | FileOpenCreate);
+        EXPECT_EQ(file, nullptr) << path;
+        delete file;
+        EXPECT_EQ(Text(), text) << path;
+        EXPECT_TRUE(outside.Untouched()) << path;
+    }
+};
+
+TEST_F(ContainedPathTest, DotDotCannotClimbOutOfTheRoot) {
+    const char* escapes[] = {"..",
+                             "../x",
+                             "../outside/secret",
+                             "a/../../x",
+                             "a/../../outside/secret",
+                             "./../outside/dir/inner",
+                             "a/b/../../../outside/secret",
+                             "../data/../outside/secret"};
+    for (const char* path : escapes)
+        ExpectRefused(OxinPathData, path, kOutsideData);
+    for (const char* path : escapes)
+        ExpectRefused(OxinPathScript, path, kOutsideScript);
+    EXPECT_FALSE(Present(base_ + "/x"));
+    EXPECT_FALSE(Present(data_ + "/a"));
+}
+
+TEST_F(ContainedPathTest, DotDotInsideTheRootIsTextual) {
+    Put(data_ + "/x", "inside");
+    // a does not exist: the walk goes by the collapsed text.
+    EXPECT_EQ(ReadContained(OxinPathData, "a/../x"), "inside") << Text();
+    ASSERT_EQ(mkdir((data_ + "/a").c_str(), 0755), 0);
+    EXPECT_EQ(ReadContained(OxinPathData, "a/../x"), "inside") << Text();
+    // Even when a is a link leading out, the ".." never goes through it.
+    ASSERT_EQ(rmdir((data_ + "/a").c_str()), 0);
+    Link(outside_ + "/dir", data_ + "/a");
+    UntouchedTree outside(outside_);
+    EXPECT_EQ(ReadContained(OxinPathData, "a/../x"), "inside") << Text();
+    EXPECT_EQ(ReadContained(OxinPathData, "../data/x"), "inside") << Text();
+    EXPECT_TRUE(outside.Untouched());
+}
+
+TEST_F(ContainedPathTest, AbsolutePathsWithoutThePermissionAreRelativeToTheRoot) {
+    Put(data_ + "/x", "inside");
+    EXPECT_EQ(ReadContained(OxinPathData, "/x"), "inside") << Text();
+    EXPECT_EQ(ReadContained(OxinPathData, "///x"), "inside") << Text();
+    // The outside sentinel's absolute name is looked for under the root.
+    ExpectRefused(OxinPathData, outside_ + "/secret", kNoDirectory);
+    // An absolute path cannot climb above its "/", which stands for the root.
+    ExpectRefused(OxinPathData, "/../outside/secret", kNoDirectory);
+    // A root file of the same name is what gets created.
+    File* file = files().Open(OxinPathData, "/made", FileOpenWrite | FileOpenCreate);
+    ASSERT_NE(file, nullptr) << Text();
+    delete file;
+    EXPECT_TRUE(Present(data_ + "/made"));
+}
+
+TEST_F(ContainedPathTest, AbsolutePathsWithThePermissionMustStillLieInside) {
+    files().SecurityOptions(kDataAbsolute);
+    Put(data_ + "/x", "inside");
+    EXPECT_EQ(ReadContained(OxinPathData, data_ + "/x"), "inside") << Text();
+    EXPECT_EQ(ReadContained(OxinPathData, data_ + "/sub/../x"), "inside") << Text();
+    ExpectRefused(OxinPathData, outside_ + "/secret", kOutsideData);
+    ExpectRefused(OxinPathData, data_ + "/../outside/secret", kOutsideData);
+    ExpectRefused(OxinPathData, data_ + "x", kOutsideData);  // a sibling sharing the prefix
+    // The script class has a bit of its own.
+    ExpectRefused(OxinPathScript, script_ + "/x", kNoDirectory);
+}
+
+TEST_F(ContainedPathTest, SymbolicLinksAreRefusedWithoutTheirBit) {
+    Link(outside_ + "/secret", data_ + "/file-link");
+    Link(outside_ + "/dir", data_ + "/dir-link");
+    Link("../outside/secret", data_ + "/relative-link");
+    ExpectRefused(OxinPathData, "file-link", kSymlink);
+    ExpectRefused(OxinPathData, "relative-link", kSymlink);
+    ExpectRefused(OxinPathData, "dir-link/inner", kSymlink);
+    ExpectRefused(OxinPathData, "dir-link/new", kSymlink);
+    {
+        // Also through the read-only road of Stat and Exists.
+        UntouchedTree outside(outside_);
+        EXPECT_EQ(files().Length(OxinPathData, "file-link"), -1);
+        EXPECT_EQ(Text(), kSymlink);
+        bool exists = true;
+        EXPECT_FALSE(files().Exists(OxinPathData, "file-link", &exists));
+        EXPECT_EQ(Text(), kSymlink);
+        EXPECT_FALSE(files().Exists(OxinPathData, "dir-link/inner", &exists));
+        EXPECT_EQ(Text(), kSymlink);
+        EXPECT_TRUE(outside.Untouched());
+    }
+    // The bit of another class does not help.
+    files().SecurityOptions(kScriptSymlinks | kTempSymlinks);
+    ExpectRefused(OxinPathData, "file-link", kSymlink);
+}
+
+TEST_F(ContainedPathTest, LinksToAnotherOwnerAreRefusedUnlessAllowed) {
+    Link(outside_ + "/secret", data_ + "/file-link");
+    Link(outside_ + "/dir", data_ + "/dir-link");
+    GiveToNobody(outside_ + "/secret");
+    GiveToNobody(outside_ + "/dir");
+    files().SecurityOptions(kDataSymlinks);
+    ExpectRefused(OxinPathData, "file-link", kLinkOtherOwner);
+    ExpectRefused(OxinPathData, "dir-link/inner", kDirectoryOtherOwner);
+    {
+        UntouchedTree outside(outside_);
+        bool exists = true;
+        EXPECT_FALSE(files().Exists(OxinPathData, "file-link", &exists));
+        EXPECT_EQ(Text(), kLinkOtherOwner);
+        EXPECT_FALSE(files().Exists(OxinPathData, "dir-link/inner", &exists));
+        EXPECT_EQ(Text(), kDirectoryOtherOwner);
+        EXPECT_TRUE(outside.Untouched());
+    }
+    // A link owned by the target's owner is fine.
+    GiveToNobody(data_ + "/file-link");
+    EXPECT_EQ(ReadContained(OxinPathData, "file-link"), "secret") << Text();
+    // And with the other-owner bit every link passes.
+    files().SecurityOptions(kDataSymlinks | kDataOtherOwner);
+    EXPECT_EQ(ReadContained(OxinPathData, "dir-link/inner"), "inner") << Text();
+}
+
+TEST_F(ContainedPathTest, LinksOfTheSameOwnerAreFollowedWithTheBit) {
+    Link(outside_ + "/secret", data_ + "/file-link");
+    Link("../outside/dir", data_ + "/dir-link");
+    Put(data_ + "/here", "here");
+    Link("here", data_ + "/local-link");
+    files().SecurityOptions(kDataSymlinks);
+    EXPECT_EQ(ReadContained(OxinPathData, "file-link"), "secret") << Text();
+    EXPECT_EQ(ReadContained(OxinPathData, "dir-link/inner"), "inner") << Text();
+    EXPECT_EQ(ReadContained(OxinPathData, "local-link"), "here") << Text();
+    bool exists = false;
+    EXPECT_TRUE(files().Exists(OxinPathData, "file-link", &exists)) << Text();
+    EXPECT_TRUE(exists);
+    // A dangling link: the file is missing, and creating through it makes
+    // the target.
+    Link("gone", data_ + "/dangling");
+    EXPECT_TRUE(files().Exists(OxinPathData, "dangling", &exists)) << Text();
+    EXPECT_FALSE(exists);
+    File* file = files().Open(OxinPathData, "dangling", FileOpenWrite | FileOpenCreate);
+    ASSERT_NE(file, nullptr) << Text();
+    delete file;
+    EXPECT_TRUE(Present(data_ + "/gone"));
+}
+
+TEST_F(ContainedPathTest, LinkLoopsAreRecursive) {
+    Link("b", data_ + "/a");
+    Link("a", data_ + "/b");
+    Link("d", data_ + "/c");
+    Link("e", data_ + "/d");
+    Link(data_ + "/c", data_ + "/e");
+    Link("self", data_ + "/self");
+    ExpectRefused(OxinPathData, "a", kSymlink);
+    files().SecurityOptions(kDataSymlinks);
+    for (const char* path : {"a", "b", "c", "e", "self"}) {
+        ExpectRefused(OxinPathData, path, kRecursive);
+        bool exists = true;
+        EXPECT_FALSE(files().Exists(OxinPathData, path, &exists));
+        EXPECT_EQ(Text(), kRecursive) << path;
+    }
+    files().SecurityOptions(kDataSymlinks | kDataOtherOwner);
+    ExpectRefused(OxinPathData, "c", kRecursive);
+}
+
+TEST_F(ContainedPathTest, LinkAtTheLastElementIsSeenWhenOpening) {
+    Link(outside_ + "/secret", data_ + "/victim");
+    Link(outside_ + "/not-there", data_ + "/dangling");
+    // Writing, truncating or creating through the link must all fail
+    // without touching the target.
+    for (int flags : {FileOpenWrite | FileOpenTruncate, FileOpenWrite | FileOpenCreate,
+                      FileOpenWrite | FileOpenAppend, int(FileOpenRead)}) {
+        for (const char* name : {"victim", "dangling"}) {
+            UntouchedTree outside(outside_);
+            EXPECT_EQ(files().Open(OxinPathData, name, flags), nullptr);
+            EXPECT_EQ(Text(), kSymlink);
+            EXPECT_TRUE(outside.Untouched());
+        }
+    }
+    EXPECT_FALSE(Present(outside_ + "/not-there"));
+    // Other operations by name do not follow the last link either.
+    UntouchedTree outside(outside_);
+    EXPECT_FALSE(files().ChangeMode(OxinPathData, "victim", 0600));
+    EXPECT_EQ(Text(), kSymlink);
+    EXPECT_FALSE(files().TouchFile(OxinPathData, "victim"));
+    EXPECT_EQ(Text(), kSymlink);
+    EXPECT_FALSE(files().Copy(OxinPathData, "victim", OxinPathData, "copy"));
+    EXPECT_EQ(Text(), kSymlink);
+    EXPECT_FALSE(files().Copy(OxinPathData, "plain", OxinPathData, "victim"));
+    Put(data_ + "/plain", "plain");
+    EXPECT_FALSE(files().Copy(OxinPathData, "plain", OxinPathData, "victim"));
+    EXPECT_EQ(Text(), kSymlink);
+    time_t when;
+    EXPECT_FALSE(files().ModifiedTime(OxinPathData, "victim", &when));
+    EXPECT_EQ(Text(), kSymlink);
+    EXPECT_TRUE(outside.Untouched());
+    // Deleting the link removes the link only.
+    EXPECT_TRUE(files().Delete(OxinPathData, "victim")) << Text();
+    EXPECT_FALSE(Present(data_ + "/victim"));
+    EXPECT_EQ(Get(outside_ + "/secret"), "secret");
+}
+
+TEST_F(ContainedPathTest, ObjectSwappedBetweenCheckAndUse) {
+    Put(data_ + "/f", "inside");
+    ASSERT_EQ(mkdir((data_ + "/d").c_str(), 0755), 0);
+    Put(data_ + "/d/inner", "inside too");
+    bool exists = false;
+    ASSERT_TRUE(files().Exists(OxinPathData, "f", &exists));
+    ASSERT_TRUE(exists);
+    EXPECT_EQ(ReadContained(OxinPathData, "d/inner"), "inside too");
+
+    // The file becomes a link, the directory becomes a link.
+    ASSERT_EQ(unlink((data_ + "/f").c_str()), 0);
+    Link(outside_ + "/secret", data_ + "/f");
+    ASSERT_EQ(unlink((data_ + "/d/inner").c_str()), 0);
+    ASSERT_EQ(rmdir((data_ + "/d").c_str()), 0);
+    Link(outside_ + "/dir", data_ + "/d");
+    ExpectRefused(OxinPathData, "f", kSymlink);
+    ExpectRefused(OxinPathData, "d/inner", kSymlink);
+
+    // A link that becomes a directory is simply a directory.
+    ASSERT_EQ(unlink((data_ + "/d").c_str()), 0);
+    ASSERT_EQ(mkdir((data_ + "/d").c_str(), 0755), 0);
+    Put(data_ + "/d/inner", "back");
+    EXPECT_EQ(ReadContained(OxinPathData, "d/inner"), "back") << Text();
+}
+
+TEST_F(ContainedPathTest, DeactivatedFileIsReopenedUnderTheSameChecks) {
+    Put(data_ + "/one", "0123456789");
+    Put(data_ + "/two", "abcdefghij");
+    files().MaxFiles(1);
+    File* one = files().Open(OxinPathData, "one", FileOpenRead);
+    ASSERT_NE(one, nullptr) << Text();
+    char buffer[4] = {};
+    ASSERT_EQ(one->Read(buffer, 3), 3);
+    File* two = files().Open(OxinPathData, "two", FileOpenRead);
+    ASSERT_NE(two, nullptr) << Text();
+    EXPECT_EQ(files().inactive_count(), 1);
+    // Moving the working directory elsewhere must not matter.
+    ASSERT_EQ(chdir(outside_.c_str()), 0);
+    ASSERT_EQ(one->Read(buffer, 3), 3) << one->error().c_str();
+    EXPECT_EQ(std::string(buffer, 3), "345");
+
+    // Swap "one" for a link while it is deactivated.
+    ASSERT_EQ(two->Read(buffer, 1), 1);
+    EXPECT_EQ(files().inactive_count(), 1);
+    ASSERT_EQ(unlink((data_ + "/one").c_str()), 0);
+    Link(outside_ + "/secret", data_ + "/one");
+    {
+        UntouchedTree outside(outside_);
+        EXPECT_EQ(one->Read(buffer, 3), -1);
+        EXPECT_STREQ(one->error().c_str(), kSymlink);
+        EXPECT_TRUE(outside.Untouched());
+    }
+    delete one;
+    delete two;
+}
+
+TEST_F(ContainedPathTest, HardLinkToAnotherOwnerIsTheSameFile) {
+    // A hard link cannot be told from the file it shares: both names carry
+    // the owner of the one inode, so the owner checks, which compare a link
+    // with its target, have nothing to compare. Permissions are what guard
+    // such a file; here it is reachable like any file in the root.
+    GiveToNobody(outside_ + "/secret");
+    ASSERT_EQ(link((outside_ + "/secret").c_str(), (data_ + "/hard").c_str()), 0);
+    files().SecurityOptions(kDataSymlinks);
+    EXPECT_EQ(ReadContained(OxinPathData, "hard"), "secret") << Text();
+    // A symbolic link to that hard link is refused by owner.
+    Link("hard", data_ + "/soft");
+    ExpectRefused(OxinPathData, "soft", kLinkOtherOwner);
+}
+
+TEST_F(ContainedPathTest, TextAfterANulIsNotPartOfThePath) {
+    Put(data_ + "/x", "inside");
+    std::string with_nul = std::string("x\0/../../outside/secret", 23);
+    UntouchedTree outside(outside_);
+    EXPECT_EQ(ReadContained(OxinPathData, with_nul.c_str()), "inside") << Text();
+    std::string dir_with_nul = std::string("made\0/../../outside/evil", 24);
+    EXPECT_TRUE(files().MakeDirectory(OxinPathData, dir_with_nul.c_str())) << Text();
+    EXPECT_TRUE(Present(data_ + "/made"));
+    EXPECT_TRUE(files().Delete(OxinPathData, with_nul.c_str())) << Text();
+    EXPECT_FALSE(Present(data_ + "/x"));
+    EXPECT_TRUE(outside.Untouched());
+}
+
+TEST_F(ContainedPathTest, OverlongNamesFailCleanly) {
+    std::string long_name(300, 'n');  // over NAME_MAX
+    UntouchedTree outside(outside_);
+    EXPECT_EQ(files().Open(OxinPathData, long_name.c_str(), FileOpenWrite | FileOpenCreate),
+              nullptr);
+    EXPECT_EQ(Text(), strerror(ENAMETOOLONG));
+    EXPECT_FALSE(files().TouchFile(OxinPathData, long_name.c_str()));
+    EXPECT_FALSE(files().MakeDirectory(OxinPathData, long_name.c_str()));
+    bool exists = true;
+    EXPECT_FALSE(files().Exists(OxinPathData, long_name.c_str(), &exists));
+
+    std::string deep;  // over PATH_MAX
+    while (deep.size() < 6000)
+        deep += "d/";
+    deep += "file";
+    EXPECT_EQ(files().Open(OxinPathData, deep.c_str(), FileOpenWrite | FileOpenCreate), nullptr);
+    EXPECT_EQ(Text(), kNoDirectory);
+    EXPECT_FALSE(files().MakeDirectory(OxinPathData, deep.c_str()));
+    EXPECT_EQ(Text(), kNoDirectory);
+    std::string long_directory = std::string(5000, 'x') + "/file";
+    EXPECT_FALSE(files().TouchFile(OxinPathData, long_directory.c_str()));
+    EXPECT_EQ(Text(), kNoDirectory);
+
+    std::string escape;  // long, and climbing out after collapse
+    for (int i = 0; i < 2000; i++)
+        escape += "x/";
+    for (int i = 0; i < 2001; i++)
+        escape += "../";
+    escape += "outside/secret";
+    EXPECT_EQ(files().Open(OxinPathData, escape.c_str(), FileOpenRead), nullptr);
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_TRUE(outside.Untouched());
+}
+
+TEST_F(ContainedPathTest, EveryOperationRefusesAnEscape) {
+    Put(data_ + "/inside", "inside");
+    UntouchedTree outside(outside_);
+    const char* escape = "../outside/secret";
+    bool flag;
+    int mode;
+    time_t when;
+    char* name = nullptr;
+    List<String> names(1);
+    EXPECT_FALSE(files().Delete(OxinPathData, escape));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().Copy(OxinPathData, escape, OxinPathData, "copy"));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().Copy(OxinPathData, "inside", OxinPathData, "../outside/copy"));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().Rename(OxinPathData, "inside", OxinPathData, "../outside/moved"));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().Rename(OxinPathData, escape, OxinPathData, "stolen"));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().TouchFile(OxinPathData, escape));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().Exists(OxinPathData, escape, &flag));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_EQ(files().Length(OxinPathData, escape), -1);
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().IsDirectory(OxinPathData, "../outside/dir", &flag));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().ModifiedTime(OxinPathData, escape, &when));
+    EXPECT_FALSE(files().Mode(OxinPathData, escape, &mode));
+    EXPECT_FALSE(files().ChangeMode(OxinPathData, escape, 0777));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().MakeDirectory(OxinPathData, "../outside/newdir"));
+    EXPECT_FALSE(files().RemoveDirectory(OxinPathData, "../outside/dir"));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().MakeSymbolicLink(OxinPathData, escape, OxinPathData, "to-secret"));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_FALSE(files().MakeSymbolicLink(OxinPathData, "inside", OxinPathData, "../outside/l"));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_EQ(files().MakeTemporary(OxinPathData, "../outside", "t", &name, FileOpenWrite),
+              nullptr);
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_EQ(files().MakeTemporaryLike(OxinPathData, "../outside/t", &name, FileOpenWrite),
+              nullptr);
+    EXPECT_EQ(name, nullptr);
+    EXPECT_FALSE(files().DirectoryListing(OxinPathData, "..", &names));
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_EQ(names.Entries(), 0);
+    EXPECT_FALSE(files().DirectoryListing(OxinPathData, "../outside", &names));
+    EXPECT_TRUE(outside.Untouched());
+    EXPECT_EQ(Get(data_ + "/inside"), "inside");
+    EXPECT_FALSE(Present(data_ + "/copy"));
+    EXPECT_FALSE(Present(data_ + "/stolen"));
+}
+
+TEST_F(ContainedPathTest, TemporaryClassUsesTheDataRootWhenUnset) {
+    Put(data_ + "/x", "data");
+    EXPECT_EQ(ReadContained(OxinPathTemporary, "x"), "data") << Text();
+    char* name = nullptr;
+    File* file = files().MakeTemporary(OxinPathTemporary, "", "up", &name, FileOpenWrite);
+    ASSERT_NE(file, nullptr) << Text();
+    EXPECT_STREQ(name, "up.0");
+    EXPECT_TRUE(Present(data_ + "/up.0"));
+    delete file;
+    delete[] name;
+    // Its outside text names its own class; the data class's bits apply.
+    ExpectRefused(OxinPathTemporary, "../outside/secret", kOutsideTemporary);
+    Link(outside_ + "/secret", data_ + "/file-link");
+    files().SecurityOptions(kTempSymlinks);
+    ExpectRefused(OxinPathTemporary, "file-link", kSymlink);
+    files().SecurityOptions(kDataSymlinks);
+    EXPECT_EQ(ReadContained(OxinPathTemporary, "file-link"), "secret") << Text();
+
+    // Once set up, the temporary root is its own, with its own bits.
+    ASSERT_TRUE(files().InitializeTempDirectory(temp_.c_str())) << Text();
+    EXPECT_EQ(ReadContained(OxinPathTemporary, "x"), "<refused>");
+    Put(temp_ + "/x", "temp");
+    EXPECT_EQ(ReadContained(OxinPathTemporary, "x"), "temp") << Text();
+    Link(outside_ + "/secret", temp_ + "/file-link");
+    ExpectRefused(OxinPathTemporary, "file-link", kSymlink);
+    files().SecurityOptions(kTempSymlinks);
+    EXPECT_EQ(ReadContained(OxinPathTemporary, "file-link"), "secret") << Text();
+    // Absolute paths are never allowed for the temporary class.
+    files().SecurityOptions(kDataAbsolute | kScriptAbsolute);
+    ExpectRefused(OxinPathTemporary, temp_ + "/x", kNoDirectory);
+}
+
+}  // namespace

@@ -1,0 +1,620 @@
+// The contained and plain operations of UNIXFileManager, each once for its
+// work and once for a refusal; the set-up of the roots and their errors.
+// Checks use absolute paths: contained operations move the working directory.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <utime.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "files/UNIXFilePath.h"
+#include "tests/files/ContainedPathFixture.h"
+
+namespace {
+
+class FileOperationsTest : public ContainedPathFixture {
+  protected:
+    std::vector<std::string> Listing(Oxin_PathType type, const char* path) {
+        List<String> names(1);
+        std::vector<std::string> result;
+        if (!files().DirectoryListing(type, path, &names)) return {"<refused>"};
+        for (String* name = names.First(); name; name = names.Next()) {
+            result.push_back(name->c_str());
+        }
+        std::sort(result.begin(), result.end());
+        return result;
+    }
+    static mode_t ModeOf(const std::string& path) {
+        struct stat st;
+        return lstat(path.c_str(), &st) == 0 ? st.st_mode : 0;
+    }
+    static void SetTime(const std::string& path, time_t when) {
+        struct utimbuf times = {when, when};
+        ASSERT_EQ(utime(path.c_str(), &times), 0);
+    }
+    std::string NoSuchFile() { return strerror(ENOENT); }
+};
+
+TEST_F(FileOperationsTest, OpenReadsAndWritesThroughTheFile) {
+    File* file = files().Open(OxinPathData, "sub/../new", FileOpenWrite | FileOpenCreate);
+    ASSERT_NE(file, nullptr) << Text();
+    EXPECT_EQ(file->Write(String("hello world")), 11);
+    EXPECT_EQ(files().active_count(), 1);
+    delete file;
+    EXPECT_EQ(files().active_count(), 0);
+    EXPECT_EQ(Get(data_ + "/new"), "hello world");
+    EXPECT_EQ((ModeOf(data_ + "/new") & 0777), 0644u);  // 0666 less the umask
+
+    file = files().Open(OxinPathData, "new", FileOpenRead | FileOpenWrite);
+    ASSERT_NE(file, nullptr) << Text();
+    EXPECT_EQ(file->Seek(6), 6);
+    EXPECT_EQ(file->Write(String("WORLD")), 5);
+    EXPECT_EQ(file->Seek(0), 0);
+    char buffer[16] = {};
+    EXPECT_EQ(file->Read(buffer, 15), 11);
+    EXPECT_STREQ(buffer, "hello WORLD");
+    EXPECT_EQ(file->Length(), 11);
+    EXPECT_EQ(file->contained(), 1);
+    EXPECT_STREQ(file->path(), "new");
+    delete file;
+
+    file = files().Open(OxinPathData, "new", FileOpenWrite | FileOpenAppend);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->Write(String("!")), 1);
+    delete file;
+    EXPECT_EQ(Get(data_ + "/new"), "hello WORLD!");
+    file = files().Open(OxinPathData, "new", FileOpenWrite | FileOpenTruncate);
+    ASSERT_NE(file, nullptr);
+    delete file;
+    EXPECT_EQ(Get(data_ + "/new"), "");
+
+    File* unmanaged = files().Open(OxinPathData, "new", FileOpenRead | FileOpenUnmanaged);
+    ASSERT_NE(unmanaged, nullptr);
+    EXPECT_EQ(files().active_count(), 0);
+    delete unmanaged;
+
+    EXPECT_EQ(files().Open(OxinPathData, "missing", FileOpenRead), nullptr);
+    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_EQ(files().Open(OxinPathData, "new", FileOpenWrite | FileOpenCreate | FileOpenExclusive),
+              nullptr);
+    EXPECT_EQ(Text(), strerror(EEXIST));
+    EXPECT_EQ(files().Open(OxinPathData, "nodir/x", FileOpenWrite | FileOpenCreate), nullptr);
+    EXPECT_EQ(Text(), kNoDirectory);
+}
+
+TEST_F(FileOperationsTest, ExclusiveCreateSurvivesTheOwnerLook) {
+    // With links allowed but not those of other owners the name is looked
+    // at first; the caller's own exclusive request must still hold.
+    files().SecurityOptions(kDataSymlinks);
+    File* file = files().Open(OxinPathData, "x", FileOpenWrite | FileOpenCreate);
+    ASSERT_NE(file, nullptr) << Text();
+    delete file;
+    EXPECT_EQ(files().Open(OxinPathData, "x", FileOpenWrite | FileOpenCreate | FileOpenExclusive),
+              nullptr);
+    EXPECT_EQ(Text(), strerror(EEXIST));
+    file = files().Open(OxinPathData, "x", FileOpenWrite | FileOpenCreate);
+    ASSERT_NE(file, nullptr) << Text();
+    delete file;
+}
+
+TEST_F(FileOperationsTest, DeleteCopyRename) {
+    Put(data_ + "/a", "alpha");
+    EXPECT_TRUE(files().Copy(OxinPathData, "a", OxinPathData, "b")) << Text();
+    EXPECT_EQ(Get(data_ + "/b"), "alpha");
+    Put(data_ + "/b", "something much longer");
+    EXPECT_TRUE(files().Copy(OxinPathData, "a", OxinPathData, "b")) << Text();
+    EXPECT_EQ(Get(data_ + "/b"), "alpha");  // truncated first
+    EXPECT_TRUE(files().Copy(OxinPathData, "a", OxinPathScript, "s")) << Text();
+    EXPECT_EQ(Get(script_ + "/s"), "alpha");
+    ASSERT_EQ(mkdir((data_ + "/d").c_str(), 0755), 0);
+    EXPECT_FALSE(files().Copy(OxinPathData, "d", OxinPathData, "c"));
+    EXPECT_EQ(Text(), "The source file is a directory");
+    EXPECT_FALSE(Present(data_ + "/c"));
+    EXPECT_FALSE(files().Copy(OxinPathData, "none", OxinPathData, "c"));
+    EXPECT_EQ(Text(), NoSuchFile());
+
+    // A large file goes over in blocks.
+    std::string big;
+    for (int i = 0; i < 30000; i++)
+        big += static_cast<char>('a' + i % 26);
+    Put(data_ + "/big", big);
+    EXPECT_TRUE(files().Copy(OxinPathData, "big", OxinPathData, "d/big")) << Text();
+    EXPECT_EQ(Get(data_ + "/d/big"), big);
+
+    // Same class and directory: a real rename.
+    struct stat before, after;
+    ASSERT_EQ(stat((data_ + "/b").c_str(), &before), 0);
+    EXPECT_TRUE(files().Rename(OxinPathData, "b", OxinPathData, "./b2")) << Text();
+    ASSERT_EQ(stat((data_ + "/b2").c_str(), &after), 0);
+    EXPECT_EQ(before.st_ino, after.st_ino);
+    EXPECT_FALSE(Present(data_ + "/b"));
+    // Across directories or classes: copy, then delete.
+    EXPECT_TRUE(files().Rename(OxinPathData, "b2", OxinPathData, "d/b3")) << Text();
+    EXPECT_EQ(Get(data_ + "/d/b3"), "alpha");
+    EXPECT_FALSE(Present(data_ + "/b2"));
+    EXPECT_TRUE(files().Rename(OxinPathData, "d/b3", OxinPathScript, "b4")) << Text();
+    EXPECT_EQ(Get(script_ + "/b4"), "alpha");
+    EXPECT_FALSE(Present(data_ + "/d/b3"));
+    EXPECT_FALSE(files().Rename(OxinPathData, "gone", OxinPathData, "gone2"));
+    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_FALSE(files().Rename(OxinPathData, "gone", OxinPathScript, "gone2"));
+    EXPECT_EQ(Text(), NoSuchFile());
+
+    EXPECT_TRUE(files().Delete(OxinPathData, "a")) << Text();
+    EXPECT_FALSE(Present(data_ + "/a"));
+    EXPECT_FALSE(files().Delete(OxinPathData, "a"));
+    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_FALSE(files().Delete(OxinPathData, "nodir/a"));
+    EXPECT_EQ(Text(), kNoDirectory);
+}
+
+TEST_F(FileOperationsTest, TouchLengthKindTimeMode) {
+    EXPECT_TRUE(files().TouchFile(OxinPathData, "t")) << Text();
+    EXPECT_EQ((ModeOf(data_ + "/t") & 0777), 0644u);
+    EXPECT_EQ(files().Length(OxinPathData, "t"), 0);
+    SetTime(data_ + "/t", 1000);
+    time_t when = 0;
+    EXPECT_TRUE(files().ModifiedTime(OxinPathData, "t", &when));
+    EXPECT_EQ(when, 1000);
+    time_t now = time(nullptr);
+    EXPECT_TRUE(files().TouchFile(OxinPathData, "t")) << Text();
+    EXPECT_TRUE(files().ModifiedTime(OxinPathData, "t", &when));
+    EXPECT_GE(when, now);
+    EXPECT_FALSE(files().TouchFile(OxinPathData, "nodir/t"));
+    EXPECT_EQ(Text(), kNoDirectory);
+
+    Put(data_ + "/f", "12345");
+    EXPECT_EQ(files().Length(OxinPathData, "f"), 5);
+    EXPECT_EQ(files().Length(OxinPathData, "none"), -1);
+    EXPECT_EQ(Text(), NoSuchFile());
+    ASSERT_EQ(mkfifo((data_ + "/fifo").c_str(), 0644), 0);
+    EXPECT_EQ(files().Length(OxinPathData, "fifo"), 0) << Text();
+
+    bool directory = true;
+    EXPECT_TRUE(files().IsDirectory(OxinPathData, "f", &directory));
+    EXPECT_FALSE(directory);
+    EXPECT_TRUE(files().IsDirectory(OxinPathData, ".", &directory));
+    EXPECT_TRUE(directory);
+    EXPECT_FALSE(files().IsDirectory(OxinPathData, "none", &directory));
+    EXPECT_FALSE(files().ModifiedTime(OxinPathData, "none", &when));
+    EXPECT_EQ(Text(), NoSuchFile());
+
+    int mode = 0;
+    EXPECT_TRUE(files().ChangeMode(OxinPathData, "f", 0640)) << Text();
+    EXPECT_EQ((ModeOf(data_ + "/f") & 07777), 0640u);
+    EXPECT_TRUE(files().Mode(OxinPathData, "f", &mode));
+    EXPECT_EQ(mode, 0640);
+    EXPECT_FALSE(files().Mode(OxinPathData, "none", &mode));
+    EXPECT_FALSE(files().ChangeMode(OxinPathData, "none", 0600));
+    EXPECT_EQ(Text(), NoSuchFile());
+}
+
+TEST_F(FileOperationsTest, DirectoriesAndLinks) {
+    EXPECT_TRUE(files().MakeDirectory(OxinPathData, "d")) << Text();
+    EXPECT_TRUE(files().MakeDirectory(OxinPathData, "d/e/")) << Text();
+    EXPECT_TRUE(S_ISDIR(ModeOf(data_ + "/d/e")));
+    EXPECT_EQ((ModeOf(data_ + "/d/e") & 0777), 0755u);
+    EXPECT_FALSE(files().MakeDirectory(OxinPathData, "d"));
+    EXPECT_EQ(Text(), strerror(EEXIST));
+    EXPECT_FALSE(files().MakeDirectory(OxinPathData, "x/y"));
+    EXPECT_EQ(Text(), kNoDirectory);
+    EXPECT_FALSE(files().RemoveDirectory(OxinPathData, "d"));
+    EXPECT_EQ(Text(), strerror(ENOTEMPTY));
+    EXPECT_TRUE(files().RemoveDirectory(OxinPathData, "d/e")) << Text();
+    EXPECT_FALSE(Present(data_ + "/d/e"));
+
+    Put(data_ + "/d/target", "t");
+    EXPECT_TRUE(files().MakeSymbolicLink(OxinPathData, "d/target", OxinPathScript, "link"))
+        << Text();
+    char text[4096] = {};
+    ASSERT_GT(readlink((script_ + "/link").c_str(), text, sizeof(text) - 1), 0);
+    EXPECT_EQ(std::string(text), data_ + "/d/target");  // the absolute, realized target
+    EXPECT_FALSE(files().MakeSymbolicLink(OxinPathData, "d/target", OxinPathScript, "link"));
+    EXPECT_EQ(Text(), strerror(EEXIST));
+    EXPECT_FALSE(files().MakeSymbolicLink(OxinPathData, "nodir/target", OxinPathScript, "l2"));
+    EXPECT_EQ(Text(), kNoDirectory);
+    // The link made is still a link to the class's rules.
+    EXPECT_EQ(ReadContained(OxinPathScript, "link"), "<refused>");
+    EXPECT_EQ(Text(), kSymlink);
+    files().SecurityOptions(kScriptSymlinks);
+    EXPECT_EQ(ReadContained(OxinPathScript, "link"), "t") << Text();
+}
+
+TEST_F(FileOperationsTest, TemporaryNamesCountInHex) {
+    std::vector<File*> opened;
+    for (int i = 0; i < 18; i++) {
+        char* name = nullptr;
+        File* file = files().MakeTemporary(OxinPathData, "", "tmp", &name, FileOpenWrite);
+        ASSERT_NE(file, nullptr) << Text();
+        char expected[32];
+        snprintf(expected, sizeof(expected), "tmp.%x", i);
+        EXPECT_STREQ(name, expected);
+        EXPECT_TRUE(Present(data_ + "/" + expected));
+        opened.push_back(file);
+        delete[] name;
+    }
+    EXPECT_TRUE(Present(data_ + "/tmp.f"));
+    EXPECT_TRUE(Present(data_ + "/tmp.11"));
+    EXPECT_EQ(files().active_count(), 18);
+    for (File* file : opened)
+        delete file;
+
+    // A gap is filled; the directory is part of the name given back.
+    ASSERT_EQ(mkdir((data_ + "/d").c_str(), 0755), 0);
+    Put(data_ + "/d/up.0", "");
+    Put(data_ + "/d/up.2", "");
+    char* name = nullptr;
+    File* file = files().MakeTemporary(OxinPathData, "d/", "up", &name,
+                                       FileOpenRead | FileOpenWrite | FileOpenUnmanaged);
+    ASSERT_NE(file, nullptr) << Text();
+    EXPECT_STREQ(name, "d/up.1");
+    EXPECT_EQ(files().active_count(), 0);
+    EXPECT_EQ(file->Write(String("abc")), 3);
+    delete file;
+    delete[] name;
+    EXPECT_EQ(Get(data_ + "/d/up.1"), "abc");
+    file = files().MakeTemporary(OxinPathData, "d", "up", &name, FileOpenWrite);
+    ASSERT_NE(file, nullptr);
+    EXPECT_STREQ(name, "d/up.3");
+    delete file;
+    delete[] name;
+    file = files().MakeTemporaryLike(OxinPathData, "d/up", &name, FileOpenWrite);
+    ASSERT_NE(file, nullptr) << Text();
+    EXPECT_STREQ(name, "d/up.4");
+    delete file;
+    delete[] name;
+    file = files().MakeTemporaryLike(OxinPathScript, "solo", &name, FileOpenWrite);
+    ASSERT_NE(file, nullptr) << Text();
+    EXPECT_STREQ(name, "solo.0");
+    EXPECT_TRUE(Present(script_ + "/solo.0"));
+    delete file;
+    delete[] name;
+
+    name = nullptr;
+    EXPECT_EQ(files().MakeTemporary(OxinPathData, "", "a/b", &name, FileOpenWrite), nullptr);
+    EXPECT_EQ(Text(), "Invalid temporary filename prefix");
+    EXPECT_EQ(files().MakeTemporary(OxinPathData, "nodir", "x", &name, FileOpenWrite), nullptr);
+    EXPECT_EQ(Text(), kNoDirectory);
+    EXPECT_EQ(name, nullptr);
+}
+
+TEST_F(FileOperationsTest, DirectoryListingIncludesDotEntries) {
+    ASSERT_EQ(mkdir((data_ + "/d").c_str(), 0755), 0);
+    Put(data_ + "/d/one", "");
+    Put(data_ + "/d/two", "");
+    Put(data_ + "/top", "");
+    EXPECT_EQ(Listing(OxinPathData, "d"), (std::vector<std::string>{".", "..", "one", "two"}));
+    EXPECT_EQ(Listing(OxinPathData, ""), (std::vector<std::string>{".", "..", "d", "top"}));
+    EXPECT_EQ(Listing(OxinPathData, "/d/"), (std::vector<std::string>{".", "..", "one", "two"}));
+    EXPECT_EQ(Listing(OxinPathData, "none"), (std::vector<std::string>{"<refused>"}));
+    EXPECT_EQ(Text(), kNoDirectory);
+}
+
+TEST_F(FileOperationsTest, ContainedExists) {
+    Put(data_ + "/f", "");
+    bool exists = false;
+    EXPECT_TRUE(files().Exists(OxinPathData, "f", &exists)) << Text();
+    EXPECT_TRUE(exists);
+    EXPECT_TRUE(files().Exists(OxinPathData, "", &exists)) << Text();
+    EXPECT_TRUE(exists);
+    // Missing at any step: an answer, not an error.
+    EXPECT_TRUE(files().Exists(OxinPathData, "none", &exists)) << Text();
+    EXPECT_FALSE(exists);
+    exists = true;
+    EXPECT_TRUE(files().Exists(OxinPathData, "nodir/none", &exists)) << Text();
+    EXPECT_FALSE(exists);
+    exists = true;
+    EXPECT_TRUE(files().Exists(OxinPathData, "f/under-a-file", &exists)) << Text();
+    EXPECT_FALSE(exists);
+    EXPECT_FALSE(files().Exists(OxinPathData, "../x", &exists));
+    EXPECT_EQ(Text(), kOutsideData);
+}
+
+TEST_F(FileOperationsTest, ContainedOperationsAskForADescriptor) {
+    Put(data_ + "/a", "a");
+    Put(data_ + "/b", "b");
+    files().MaxFiles(1);
+    File* a = files().Open(OxinPathData, "a", FileOpenRead);
+    ASSERT_NE(a, nullptr);
+    EXPECT_EQ(files().active_count(), 1);
+    bool exists;
+    EXPECT_TRUE(files().Exists(OxinPathData, "b", &exists));
+    EXPECT_EQ(files().active_count(), 0);  // a gave its descriptor up
+    EXPECT_EQ(files().inactive_count(), 1);
+    char c;
+    EXPECT_EQ(a->Read(&c, 1), 1);
+    EXPECT_EQ(c, 'a');
+    EXPECT_EQ(files().Length(OxinPathData, "b"), 1);
+    EXPECT_EQ(files().inactive_count(), 1);
+    delete a;
+}
+
+TEST_F(FileOperationsTest, NormalizedPathsAsTheScriptSeesThem) {
+    auto normalized = [&](Oxin_PathType type, const char* path) {
+        int length = -1, capacity = -1;
+        char* text = files().NormalizeContainedPath(type, path, &length, &capacity);
+        if (!text) return std::string("<null>");
+        std::string result(text);
+        EXPECT_EQ(length, (int)result.size());
+        EXPECT_GT(capacity, length);
+        delete[] text;
+        return result;
+    };
+    EXPECT_EQ(normalized(OxinPathData, "a/./b/../c"), "a/c");
+    EXPECT_EQ(normalized(OxinPathData, "/a//b/"), "a/b");
+    EXPECT_EQ(normalized(OxinPathData, "../x"), "../x");
+    EXPECT_EQ(normalized(OxinPathData, ""), ".");
+    files().SecurityOptions(kDataAbsolute);
+    EXPECT_EQ(normalized(OxinPathData, "a/../b"), data_ + "/b");
+    EXPECT_EQ(normalized(OxinPathData, "/etc/./x"), "/etc/x");
+    EXPECT_EQ(normalized(OxinPathScript, "/a"), "a");
+    EXPECT_EQ(normalized(OxinPathTemporary, "a"), data_ + "/a");  // the data settings stand in
+    ASSERT_TRUE(files().InitializeTempDirectory(temp_.c_str()));
+    EXPECT_EQ(normalized(OxinPathTemporary, "a"), "a");
+    EXPECT_EQ(normalized(OxinPathTemporary, "/a"), "a");
+    UNIXFileManager bare(&app_);
+    EXPECT_EQ(bare.NormalizeContainedPath(OxinPathData, "a", nullptr, nullptr), nullptr);
+    EXPECT_STREQ(bare.error().c_str(), "There is no configured data directory");
+}
+
+TEST_F(FileOperationsTest, RootSetUpErrors) {
+    UNIXFileManager& m = files();
+    EXPECT_FALSE(m.InitializeScriptDirectory("relative/dir", "bob"));
+    EXPECT_EQ(Text(), "The configured script directory for 'bob' is not an absolute path");
+    EXPECT_FALSE(m.InitializeScriptDirectory("relative/dir", nullptr));
+    EXPECT_EQ(Text(), "The configured script directory is not an absolute path");
+    EXPECT_FALSE(m.InitializeDataDirectory(""));
+    EXPECT_EQ(Text(), "The configured data directory is not an absolute path");
+    EXPECT_FALSE(m.InitializeTempDirectory("tmp"));
+    EXPECT_EQ(Text(), "The configured temporary directory is not an absolute path");
+
+    std::string missing = base_ + "/missing";
+    EXPECT_FALSE(m.InitializeScriptDirectory(missing.c_str(), "bob"));
+    EXPECT_EQ(Text(), "The configured script directory for 'bob' does not exist");
+    EXPECT_FALSE(m.InitializeScriptDirectory(missing.c_str(), nullptr));
+    EXPECT_EQ(Text(), "The configured script directory does not exist");
+    EXPECT_FALSE(m.InitializeDataDirectory(missing.c_str()));
+    EXPECT_EQ(Text(), "The configured data directory does not exist");
+    EXPECT_FALSE(m.InitializeTempDirectory(missing.c_str()));
+    EXPECT_EQ(Text(), "The configured temporary directory does not exist");
+    Put(base_ + "/plain", "");
+    EXPECT_FALSE(m.InitializeDataDirectory((base_ + "/plain").c_str()));
+    EXPECT_EQ(Text(), "The configured data directory does not exist");
+
+    std::string link = base_ + "/root-link";
+    Link(outside_, link);
+    EXPECT_FALSE(m.InitializeScriptDirectory(link.c_str(), "bob"));
+    EXPECT_EQ(Text(), "The configured script directory for 'bob' references a symbolic link");
+    EXPECT_FALSE(m.InitializeScriptDirectory(link.c_str(), nullptr));
+    EXPECT_EQ(Text(), "The configured script directory references a symbolic link");
+    EXPECT_FALSE(m.InitializeDataDirectory(link.c_str()));
+    EXPECT_EQ(Text(), "The configured data directory references a symbolic link");
+    EXPECT_FALSE(m.InitializeTempDirectory(link.c_str()));
+    EXPECT_EQ(Text(), "The configured temporary directory references a symbolic link");
+
+    GiveToNobody(outside_);
+    m.SecurityOptions(kScriptSymlinks | kDataSymlinks | kTempSymlinks);
+    EXPECT_FALSE(m.InitializeScriptDirectory(link.c_str(), "bob"));
+    EXPECT_EQ(Text(),
+              "The configured script directory for 'bob' references a symbolic link to a "
+              "directory owned by a different user");
+    EXPECT_FALSE(m.InitializeScriptDirectory(link.c_str(), nullptr));
+    EXPECT_EQ(Text(),
+              "The configured script directory references a symbolic link to a directory owned "
+              "by a different user");
+    EXPECT_FALSE(m.InitializeDataDirectory(link.c_str()));
+    EXPECT_EQ(Text(),
+              "The configured data directory references a symbolic link to a directory owned by "
+              "a different user");
+    EXPECT_FALSE(m.InitializeTempDirectory(link.c_str()));
+    EXPECT_EQ(Text(),
+              "The configured temporary directory references a symbolic link to a directory "
+              "owned by a different user");
+
+    // A failed set-up leaves the class without a root.
+    EXPECT_EQ(m.Open(OxinPathScript, "x", FileOpenRead), nullptr);
+    EXPECT_EQ(Text(), "There is no configured script directory");
+    EXPECT_EQ(m.Open(OxinPathData, "x", FileOpenRead), nullptr);
+    EXPECT_EQ(Text(), "There is no configured data directory");
+    EXPECT_EQ(m.Open(OxinPathTemporary, "x", FileOpenRead), nullptr);
+    EXPECT_EQ(Text(), "There is no configured data directory");
+
+    // With the other-owner bit, the real directory behind the link is the root.
+    m.SecurityOptions(kDataSymlinks | kDataOtherOwner);
+    ASSERT_TRUE(m.InitializeDataDirectory(link.c_str())) << Text();
+    EXPECT_EQ(ReadContained(OxinPathData, "secret"), "secret");
+    UNIXFilePath* realized = nullptr;
+    ASSERT_TRUE(m.RealizeContainedPath(OxinPathData, "", &realized));
+    EXPECT_EQ(std::string(realized->Collapsed_Path().c_str()), outside_);
+    delete realized;
+    // A link owned like its target is accepted with the symlink bit alone.
+    GiveToNobody(link);
+    m.SecurityOptions(kScriptSymlinks);
+    ASSERT_TRUE(m.InitializeScriptDirectory((link + "/").c_str(), "bob")) << Text();
+    EXPECT_EQ(ReadContained(OxinPathScript, "dir/inner"), "inner");
+}
+
+TEST_F(FileOperationsTest, RealizePathResults) {
+    UNIXFileManager& m = files();
+    std::string link = base_ + "/link";
+    Link(outside_, link);
+    UNIXFilePath* out = nullptr;
+    EXPECT_EQ(m.RealizePath(data_.c_str(), data_.c_str(), &out, false, false), 0);
+    ASSERT_NE(out, nullptr);
+    EXPECT_EQ(std::string(out->Collapsed_Path().c_str()), data_);
+    delete out;
+    EXPECT_EQ(m.RealizePath(data_.c_str(), (base_ + "/none").c_str(), &out, true, true), 1);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(m.RealizePath(link.c_str(), link.c_str(), &out, false, false), 2);
+    EXPECT_EQ(m.RealizePath(link.c_str(), link.c_str(), &out, true, false), 0);
+    ASSERT_NE(out, nullptr);
+    EXPECT_EQ(std::string(out->Collapsed_Path().c_str()), outside_);
+    delete out;
+    GiveToNobody(outside_);
+    EXPECT_EQ(m.RealizePath(link.c_str(), link.c_str(), &out, true, false), 3);
+    EXPECT_EQ(m.RealizePath(link.c_str(), link.c_str(), &out, true, true), 0);
+    delete out;
+    // A link below, owned like its target, passes the walk level by level.
+    GiveToNobody(outside_ + "/dir");
+    std::string below = link + "/dir";
+    EXPECT_EQ(m.RealizePath(below.c_str(), below.c_str(), nullptr, true, false), 3);
+    GiveToNobody(link);
+    EXPECT_EQ(m.RealizePath(below.c_str(), below.c_str(), nullptr, true, false), 0);
+}
+
+TEST_F(FileOperationsTest, ContainedPathSettingsPerClass) {
+    _UNIXContainedPathSettings settings;
+    files().SecurityOptions(0xffff);
+    ASSERT_TRUE(files().ContainedPathSettings(OxinPathData, &settings));
+    EXPECT_TRUE(settings.allow_symlinks && settings.allow_other_owner && settings.allow_absolute);
+    files().SecurityOptions(kDataSymlinks | kScriptOtherOwner | kScriptAbsolute);
+    ASSERT_TRUE(files().ContainedPathSettings(OxinPathData, &settings));
+    EXPECT_EQ(settings.allow_symlinks, 1);
+    EXPECT_EQ(settings.allow_other_owner, 0);
+    EXPECT_EQ(settings.allow_absolute, 0);
+    ASSERT_TRUE(files().ContainedPathSettings(OxinPathScript, &settings));
+    EXPECT_EQ(settings.allow_symlinks, 0);
+    EXPECT_EQ(settings.allow_other_owner, 1);
+    EXPECT_EQ(settings.allow_absolute, 1);
+    ASSERT_TRUE(files().InitializeTempDirectory(temp_.c_str()));
+    files().SecurityOptions(0xffff & ~kTempOtherOwner);
+    ASSERT_TRUE(files().ContainedPathSettings(OxinPathTemporary, &settings));
+    EXPECT_EQ(settings.allow_symlinks, 1);
+    EXPECT_EQ(settings.allow_other_owner, 0);
+    EXPECT_EQ(settings.allow_absolute, 0);
+    _UNIXContainedPathSettings untouched;
+    untouched.fd = 12345;
+    EXPECT_TRUE(files().ContainedPathSettings(static_cast<Oxin_PathType>(7), &untouched));
+    EXPECT_EQ(untouched.fd, 12345);
+}
+
+TEST_F(FileOperationsTest, ClonedManagerKeepsItsOwnHandles) {
+    Put(data_ + "/x", "x");
+    files().SecurityOptions(kDataSymlinks);
+    UNIXFileManager* clone = new UNIXFileManager(&app_, files());
+    EXPECT_EQ(clone->security_options(), kDataSymlinks);
+    // The original's roots may go; the clone still reaches its own.
+    ASSERT_TRUE(files().InitializeDataDirectory(temp_.c_str()));
+    File* file = clone->Open(OxinPathData, "x", FileOpenRead);
+    ASSERT_NE(file, nullptr) << clone->error().c_str();
+    delete file;
+    EXPECT_EQ(clone->Open(OxinPathData, "../outside/secret", FileOpenRead), nullptr);
+    EXPECT_STREQ(clone->error().c_str(), kOutsideData);
+    delete clone;
+}
+
+TEST_F(FileOperationsTest, SavedDirectoryComesBack) {
+    ASSERT_EQ(chdir(outside_.c_str()), 0);
+    ASSERT_TRUE(files().SaveCurrentDirectory());
+    EXPECT_TRUE(files().TouchFile(OxinPathData, "t"));
+    ASSERT_TRUE(files().RestoreCurrentDirectory());
+    char here[4096];
+    ASSERT_NE(getcwd(here, sizeof(here)), nullptr);
+    EXPECT_EQ(std::string(here), outside_);
+    EXPECT_FALSE(files().RestoreCurrentDirectory());  // nothing saved any more
+}
+
+TEST_F(FileOperationsTest, SystemOpenFlags) {
+    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(0), O_RDONLY);
+    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenRead), O_RDONLY);
+    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenWrite), O_WRONLY);
+    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenRead | FileOpenWrite), O_RDWR);
+    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenWrite | FileOpenCreate | FileOpenTruncate),
+              O_WRONLY | O_CREAT | O_TRUNC);
+    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenWrite | FileOpenAppend | FileOpenExclusive |
+                                               FileOpenUnmanaged),
+              O_WRONLY | O_APPEND | O_EXCL);
+}
+
+TEST_F(FileOperationsTest, PlainOperations) {
+    UNIXFileManager& m = files();
+    std::string a = base_ + "/a", b = base_ + "/b", d = base_ + "/d";
+    File* file = m.Open(a.c_str(), FileOpenWrite | FileOpenCreate);
+    ASSERT_NE(file, nullptr) << Text();
+    EXPECT_EQ(file->contained(), 0);
+    EXPECT_EQ(file->Write(String("plain")), 5);
+    delete file;
+    EXPECT_EQ(m.Open((base_ + "/none").c_str(), FileOpenRead), nullptr);
+    EXPECT_EQ(Text(), NoSuchFile());
+
+    EXPECT_TRUE(m.Copy(a.c_str(), b.c_str())) << Text();
+    EXPECT_EQ(Get(b), "plain");
+    EXPECT_FALSE(m.Copy((base_ + "/none").c_str(), b.c_str()));
+    EXPECT_EQ(Text(), NoSuchFile());
+    m.MaxFiles(1);
+    EXPECT_FALSE(m.Copy(a.c_str(), b.c_str()));
+    EXPECT_EQ(Text(),
+              "Simultaneous request for 1 file handles exceeds the maximum number of "
+              "simultaneous file handles.");
+    m.MaxFiles(0);
+
+    EXPECT_TRUE(m.Rename(b.c_str(), (base_ + "/c").c_str())) << Text();
+    EXPECT_FALSE(Present(b));
+    EXPECT_FALSE(m.Rename(b.c_str(), a.c_str()));
+    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_TRUE(m.Delete((base_ + "/c").c_str()));
+    EXPECT_FALSE(m.Delete((base_ + "/c").c_str()));
+
+    bool exists = false;
+    EXPECT_TRUE(m.Exists(a.c_str(), &exists));
+    EXPECT_TRUE(exists);
+    EXPECT_FALSE(m.Exists((base_ + "/none").c_str(), &exists));  // missing is an error here
+    EXPECT_EQ(Text(), NoSuchFile());
+
+    EXPECT_TRUE(m.TouchFile(b.c_str())) << Text();
+    EXPECT_EQ((ModeOf(b) & 0777), 0644u);
+    SetTime(b, 5000);
+    EXPECT_TRUE(m.TouchFile(b.c_str()));
+    time_t when = 0;
+    EXPECT_TRUE(m.ModifiedTime(b.c_str(), &when));
+    EXPECT_GT(when, 5000);
+    EXPECT_FALSE(m.TouchFile((base_ + "/nodir/x").c_str()));
+
+    // ModifiedTime is the link's own time.
+    SetTime(a, 7000);
+    Link(a, base_ + "/l");
+    EXPECT_TRUE(m.ModifiedTime((base_ + "/l").c_str(), &when));
+    EXPECT_NE(when, 7000);
+    EXPECT_TRUE(m.ModifiedTime(a.c_str(), &when));
+    EXPECT_EQ(when, 7000);
+    EXPECT_FALSE(m.ModifiedTime((base_ + "/none").c_str(), &when));
+
+    EXPECT_EQ(m.Length(a.c_str()), 5);
+    EXPECT_EQ(m.Length((base_ + "/none").c_str()), -1);
+    bool directory = false;
+    EXPECT_TRUE(m.MakeDirectory(d.c_str()));
+    EXPECT_TRUE(m.IsDirectory(d.c_str(), &directory));
+    EXPECT_TRUE(directory);
+    EXPECT_FALSE(m.MakeDirectory(d.c_str()));
+    EXPECT_TRUE(m.RemoveDirectory(d.c_str()));
+    EXPECT_FALSE(m.RemoveDirectory(d.c_str()));
+    EXPECT_FALSE(m.IsDirectory(d.c_str(), &directory));
+
+    EXPECT_TRUE(m.MakeSymbolicLink("anything", (base_ + "/sym").c_str()));
+    EXPECT_FALSE(m.MakeSymbolicLink("anything", (base_ + "/sym").c_str()));
+    int mode = 0;
+    EXPECT_TRUE(m.ChangeMode(a.c_str(), 0604));
+    EXPECT_TRUE(m.Mode(a.c_str(), &mode));
+    EXPECT_EQ(mode, 0604);
+    EXPECT_FALSE(m.ChangeMode((base_ + "/none").c_str(), 0600));
+    EXPECT_FALSE(m.Mode((base_ + "/none").c_str(), &mode));
+
+    char* name = nullptr;
+    file = m.MakeTemporary(base_.c_str(), "up", &name, FileOpenWrite);
+    ASSERT_NE(file, nullptr) << Text();
+    EXPECT_EQ(std::string(name), base_ + "/up.0");
+    delete file;
+    delete[] name;
+    file = m.MakeTemporary((base_ + "/").c_str(), "up", &name, FileOpenWrite);
+    ASSERT_NE(file, nullptr) << Text();
+    EXPECT_EQ(std::string(name), base_ + "/up.1");
+    delete file;
+    delete[] name;
+    EXPECT_EQ(m.MakeTemporary(base_.c_str(), "../up", &name, FileOpenWrite), nullptr);
+    EXPECT_EQ(Text(), "Invalid temporary filename prefix");
+}
+
+}  // namespace
