@@ -223,11 +223,22 @@ TEST(StodTest, DecimalForms) {
         const char* text;
         double value;
     } cases[] = {
-        {"0", 0.0},     {"12", 12.0},     {"-1.5e3", -1500.0}, {"+5", 5.0},    {"1.5", 1.5},
-        {".5", 0.5},    {" 12", 12.0},    {"\t 12", 12.0},     {"0x1F", 31.0}, {"0x1f", 31.0},
-        {"0X1F", 31.0}, {"-0x1F", -31.0}, {"1e-999", 0.0},  // underflow: only an overflow sets the
-                                                            // flag
-        {"0.1", 0.1},   {"1E2", 100.0},
+        {"0", 0.0},
+        {"12", 12.0},
+        {"-1.5e3", -1500.0},
+        {"+5", 5.0},
+        {"1.5", 1.5},
+        {".5", 0.5},
+        {" 12", 12.0},
+        {"\t 12", 12.0},
+        {"0x1F", 31.0},
+        {"0x1f", 31.0},
+        {"0X1F", 31.0},
+        {"-0x1F", -31.0},
+        {"1e-999", 0.0},  // underflow: only an overflow sets the
+                          // flag
+        {"0.1", 0.1},
+        {"1E2", 100.0},
     };
     for (const Case& c : cases) {
         Number n = parse_double(c.text);
@@ -587,6 +598,7 @@ TEST(JavaScriptTest, EveryByteAlone) {
 TEST(JavaScriptTest, Utf8Sequences) {
     EXPECT_EQ(javascript("\xC3\xA9", true), "\\u00E9");
     EXPECT_EQ(javascript("\xE2\x82\xAC", true), "\\u20AC");
+    // Without UTF-8, bytes above 159 stay as they are and the others are escaped.
     EXPECT_EQ(javascript("Gr\xC3\xBC\xC3\x9F"
                          "e \xE2\x82\xAC"
                          "5",
