@@ -144,6 +144,16 @@ char javascript_escape(unsigned char c) {
     }
 }
 
+// The length of the text dtos builds from count digits with the decimal
+// point at point.
+int fixed_length(int count, int point, int sign, int precision) {
+    int integer_digits = point > 0 ? point : 1;
+    int digits_behind = count - (point > 0 ? point : 0);
+    if (precision < 1 && digits_behind <= 0) return sign + integer_digits;
+    int places = (point < 0 ? -point : 0) + (digits_behind > 0 ? digits_behind : 0);
+    return sign + integer_digits + 1 + (places > precision ? places : precision);
+}
+
 }  // namespace
 
 char* TextConversion::itos(int value, int* length, int* size) {
@@ -170,9 +180,11 @@ char* TextConversion::dtos(double value, int* length, int* size, int precision) 
     }
     int allocated = (count > point ? count : point) + 2 + (precision < 0 ? 21 : 1 + precision) +
                     (point == 0 ? 1 : 0);
-    // Room for sign, "0." and the places, should the rule above fall short.
-    int needed = (point > 0 ? point : 1) + 3 + (precision > count ? precision : count);
-    char* text = new char[allocated > needed ? allocated : needed];
+    // The rule above leaves no room for the NUL of a negative value that
+    // rounds to nothing, such as "-0.00".
+    int needed = fixed_length(count, point, sign, precision) + 1;
+    if (needed > allocated) allocated = needed;
+    char* text = new char[allocated];
     int n = 0;
     if (sign) text[n++] = '-';
     int used = 0;
@@ -195,7 +207,7 @@ char* TextConversion::dtos(double value, int* length, int* size, int precision) 
         for (; places > 0; places--) text[n++] = '0';
     }
     text[n] = 0;
-    return hand_over(text, n, allocated > needed ? allocated : needed, length, size);
+    return hand_over(text, n, allocated, length, size);
 }
 
 int TextConversion::stoi(const char* text, int length, int* error) {
