@@ -84,6 +84,7 @@ TEST(Base64Test, DecodingWithoutValidation) {
     // "=" in third or fourth place suppresses output bytes.
     EXPECT_EQ(decode("Zm9vAAAA"), std::string("foo\0\0\0", 6));
     EXPECT_EQ(decode("Zg==Zm8="), "ffo");
+    EXPECT_EQ(decode("Zm=v"), "f/");  // "=" third drops the second byte only
     // A byte outside the alphabet counts as 0 bits.
     EXPECT_EQ(decode("Z!=="), "d");
     EXPECT_EQ(decode("Zm9v!!!!"), std::string("foo\0\0\0", 6));

@@ -495,7 +495,8 @@ TEST(EntityTest, Decoding) {
         {"&;", "&;"},
         {"&ampx;", "&ampx;"},
         {"a;b", "a;b"},
-        {"&lt", "<"},  // the name runs to the end of the text
+        {"&lt", "<"},          // the name runs to the end of the text
+        {"&a&lt;", "&a&lt;"},  // the name "a&lt" is no entity: kept whole
         {"", ""},
     };
     for (const Case& c : cases) {
