@@ -38,7 +38,7 @@ int ox_base64_decode(const char* in, char* out, int length) {
                          sextet(in[i + 3]);
         out[n++] = static_cast<char>(group >> 16);
         if (in[i + 2] != '=') out[n++] = static_cast<char>(group >> 8);
-        if (in[i + 2] != '=' && in[i + 3] != '=') out[n++] = static_cast<char>(group);
+        if (in[i + 3] != '=') out[n++] = static_cast<char>(group);
     }
     return n;
 }

@@ -26,7 +26,8 @@ int shortest_digits(double value, char* digits, int* decpt) {
     int power = 0;
     std::from_chars(exponent[1] == '+' ? exponent + 2 : exponent + 1, end, power);
     *decpt = power + 1;
-    while (count > 1 && digits[count - 1] == '0') count--;
+    while (count > 1 && digits[count - 1] == '0')
+        count--;
     return count;
 }
 
@@ -43,14 +44,16 @@ int fixed_digits(double value, int ndigits, char* digits, int size, int* decpt) 
     int count = 0;
     if (point - text == 1 && text[0] == '0') {
         *decpt = 0;
-        for (p = point + 1; p < end && *p == '0'; p++) (*decpt)--;
+        for (p = point + 1; p < end && *p == '0'; p++)
+            (*decpt)--;
     } else {
         *decpt = static_cast<int>(point - text);
     }
     for (; p < end && count < size; p++) {
         if (*p != '.') digits[count++] = *p;
     }
-    while (count > 0 && digits[count - 1] == '0') count--;
+    while (count > 0 && digits[count - 1] == '0')
+        count--;
     if (count == 0) *decpt = -ndigits;
     return count;
 }

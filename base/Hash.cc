@@ -27,9 +27,7 @@ struct PlainByte {
 };
 
 struct LowerByte {
-    unsigned operator()(unsigned char byte) const {
-        return lower_byte(byte);
-    }
+    unsigned operator()(unsigned char byte) const { return lower_byte(byte); }
 };
 
 // Reads four bytes little-endian, each through Byte.

@@ -39,7 +39,9 @@ void LinkBuffer_Block::release() {
 
 LinkBuffer::LinkBuffer(int first, int next) : first_size_(first), next_size_(next) {}
 
-LinkBuffer::~LinkBuffer() { delete first_; }
+LinkBuffer::~LinkBuffer() {
+    delete first_;
+}
 
 void LinkBuffer::link_last(LinkBuffer_Block* block) {
     block->previous = last_;

@@ -30,7 +30,7 @@ struct LinkBuffer_Block {
 //
 // Lengths given to cat and prepend must be real: -1 is not understood here.
 class LinkBuffer {
-public:
+  public:
     // first and next are the rounding steps of the first and later blocks.
     LinkBuffer(int first, int next);
     virtual ~LinkBuffer();
@@ -74,7 +74,7 @@ public:
     void append_to(char* out) const;
     int length() const { return total_; }
 
-private:
+  private:
     // Makes the chain one block with room for extra more bytes.
     void coalesce(int extra);
     void cat_formatted(char* text, int length, int size);

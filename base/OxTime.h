@@ -2,7 +2,7 @@
 
 // The local clock, broken down.
 struct OXTIME {
-    long seconds;            // since the epoch
+    long seconds;  // since the epoch
     long microseconds;
     int second;
     int minute;

@@ -8,15 +8,23 @@
 
 namespace {
 
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+bool is_blank(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
 
 }  // namespace
 
-String::String(const char* s, int n) { assign(s, n); }
+String::String(const char* s, int n) {
+    assign(s, n);
+}
 
-String::String(char* buffer, int n, int size) { assign_nocopy(buffer, n, size); }
+String::String(char* buffer, int n, int size) {
+    assign_nocopy(buffer, n, size);
+}
 
-String::String(const String& other) { assign(other.text_, other.length_); }
+String::String(const String& other) {
+    assign(other.text_, other.length_);
+}
 
 String& String::operator=(const String& other) {
     assign(other.text_, other.length_);
@@ -38,10 +46,14 @@ String& String::operator=(String&& other) noexcept {
     return *this;
 }
 
-String::~String() { delete[] text_; }
+String::~String() {
+    delete[] text_;
+}
 
 // A needed size rounded up to a multiple of 24; multiples stay as they are.
-int String::rounded(int size) { return (size + 23) / 24 * 24; }
+int String::rounded(int size) {
+    return (size + 23) / 24 * 24;
+}
 
 // Replaces the block by a fresh one of the given size; the content is lost.
 void String::allocate(int size) {
@@ -95,7 +107,9 @@ char* String::release() {
     return text;
 }
 
-void String::destroy() { delete[] release(); }
+void String::destroy() {
+    delete[] release();
+}
 
 void String::cat(char c) {
     if (!text_) return assign(c);
@@ -210,11 +224,13 @@ String String::Base64_Decode() const {
 void String::StripWhitespace() {
     if (!text_) return;
     const char* start = text_;
-    while (is_blank(*start)) start++;
+    while (is_blank(*start))
+        start++;
     char* block = new char[capacity_];
     strcpy(block, start);
     int length = static_cast<int>(strlen(block));
-    while (length > 0 && is_blank(block[length - 1])) length--;
+    while (length > 0 && is_blank(block[length - 1]))
+        length--;
     block[length] = 0;
     delete[] text_;
     text_ = block;
@@ -224,7 +240,8 @@ void String::StripWhitespace() {
 void String::ltrim() {
     if (!text_) return;
     const char* start = text_;
-    while (is_blank(*start)) start++;
+    while (is_blank(*start))
+        start++;
     char* block = new char[capacity_];
     strcpy(block, start);
     delete[] text_;
@@ -246,11 +263,13 @@ void String::CompressWhitespace() {
 }
 
 void String::upcase() {
-    for (int i = 0; i < length_; i++) text_[i] = static_cast<char>(toupper((unsigned char)text_[i]));
+    for (int i = 0; i < length_; i++)
+        text_[i] = static_cast<char>(toupper((unsigned char)text_[i]));
 }
 
 void String::lowcase() {
-    for (int i = 0; i < length_; i++) text_[i] = static_cast<char>(tolower((unsigned char)text_[i]));
+    for (int i = 0; i < length_; i++)
+        text_[i] = static_cast<char>(tolower((unsigned char)text_[i]));
 }
 
 String String::upper() const {
@@ -278,7 +297,8 @@ String String::padl(int width, char c) const {
 
 String String::padr(int width, char c) const {
     String copy(*this);
-    while (copy.length_ < width) copy.cat(c);
+    while (copy.length_ < width)
+        copy.cat(c);
     return copy;
 }
 
@@ -304,11 +324,14 @@ bool String::contains(char c, int start) const {
     return false;
 }
 
-bool String::contains(const char* pat, int start) const { return search(pat, start) >= 0; }
+bool String::contains(const char* pat, int start) const {
+    return search(pat, start) >= 0;
+}
 
 int String::freq(const char* pat) const {
     int count = 0;
-    for (int found = search(pat, 0); found >= 0; found = search(pat, found + 1)) count++;
+    for (int found = search(pat, 0); found >= 0; found = search(pat, found + 1))
+        count++;
     return count;
 }
 

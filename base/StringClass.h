@@ -7,7 +7,7 @@
 // include NULs wherever an explicit length is used. Capacity grows in steps
 // of 24 bytes and never shrinks while the block is kept.
 class String {
-public:
+  public:
     String() = default;
     // Copies n bytes of s; n = -1 measures s with strlen.
     String(const char* s, int n = -1);
@@ -99,7 +99,7 @@ public:
     void chop(int n);
     void truncate(unsigned n);
 
-private:
+  private:
     static int rounded(int size);
     void allocate(int size);
 

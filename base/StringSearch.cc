@@ -45,14 +45,17 @@ int boyer_moore(const char* pattern, int m, const char* text, int n, bool revers
     if (m > n) return -1;
     if (m == 0) return reverse ? n : 0;
     int shift[256];
-    for (int& s : shift) s = m;
+    for (int& s : shift)
+        s = m;
     if (reverse) {
-        for (int j = m - 1; j >= 1; j--) shift[Case::fold(pattern[j])] = j;
+        for (int j = m - 1; j >= 1; j--)
+            shift[Case::fold(pattern[j])] = j;
         for (int i = n - m; i >= 0; i -= shift[Case::fold(text[i])]) {
             if (equal_at<Case>(pattern, m, text + i)) return i;
         }
     } else {
-        for (int j = 0; j < m - 1; j++) shift[Case::fold(pattern[j])] = m - 1 - j;
+        for (int j = 0; j < m - 1; j++)
+            shift[Case::fold(pattern[j])] = m - 1 - j;
         for (int i = 0; i <= n - m; i += shift[Case::fold(text[i + m - 1])]) {
             if (equal_at<Case>(pattern, m, text + i)) return i;
         }
@@ -104,7 +107,9 @@ int bm_search_reverse(const char* p, int m, const char* t, int n) {
 int bm_searchi_reverse(const char* p, int m, const char* t, int n) {
     return boyer_moore<Folded>(p, m, t, n, true);
 }
-int rk_search(const char* p, int m, const char* t, int n) { return rabin_karp<Exact>(p, m, t, n); }
+int rk_search(const char* p, int m, const char* t, int n) {
+    return rabin_karp<Exact>(p, m, t, n);
+}
 int rk_searchi(const char* p, int m, const char* t, int n) {
     return rabin_karp<Folded>(p, m, t, n);
 }

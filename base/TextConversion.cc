@@ -99,13 +99,20 @@ bool attribute_keeps(unsigned char c) {
 
 const char* entity_of(unsigned char c) {
     switch (c) {
-        case '"': return "&quot;";
-        case '&': return "&amp;";
-        case '(': return "&#40;";
-        case ')': return "&#41;";
-        case '<': return "&lt;";
-        case '>': return "&gt;";
-        default: return nullptr;
+        case '"':
+            return "&quot;";
+        case '&':
+            return "&amp;";
+        case '(':
+            return "&#40;";
+        case ')':
+            return "&#41;";
+        case '<':
+            return "&lt;";
+        case '>':
+            return "&gt;";
+        default:
+            return nullptr;
     }
 }
 
@@ -135,13 +142,29 @@ bool javascript_keeps(unsigned char c) {
 
 char javascript_escape(unsigned char c) {
     switch (c) {
-        case 7: return 'b';
-        case 9: return 't';
-        case 10: return 'n';
-        case 12: return 'f';
-        case 13: return 'r';
-        default: return 0;
+        case 7:
+            return 'b';
+        case 9:
+            return 't';
+        case 10:
+            return 'n';
+        case 12:
+            return 'f';
+        case 13:
+            return 'r';
+        default:
+            return 0;
     }
+}
+
+// The length of the text dtos builds from count digits with the decimal
+// point at point.
+int fixed_length(int count, int point, int sign, int precision) {
+    int integer_digits = point > 0 ? point : 1;
+    int digits_behind = count - (point > 0 ? point : 0);
+    if (precision < 1 && digits_behind <= 0) return sign + integer_digits;
+    int places = (point < 0 ? -point : 0) + (digits_behind > 0 ? digits_behind : 0);
+    return sign + integer_digits + 1 + (places > precision ? places : precision);
 }
 
 }  // namespace
@@ -149,11 +172,13 @@ char javascript_escape(unsigned char c) {
 char* TextConversion::itos(int value, int* length, int* size) {
     unsigned magnitude = value < 0 ? 0u - static_cast<unsigned>(value) : value;
     int digits = 1;
-    for (unsigned rest = magnitude; rest >= 10; rest /= 10) digits++;
+    for (unsigned rest = magnitude; rest >= 10; rest /= 10)
+        digits++;
     int n = digits + (value < 0 ? 1 : 0);
     char* text = new char[n + 1];
     text[n] = 0;
-    for (int i = n - 1; i >= n - digits; i--, magnitude /= 10) text[i] = '0' + magnitude % 10;
+    for (int i = n - 1; i >= n - digits; i--, magnitude /= 10)
+        text[i] = '0' + magnitude % 10;
     if (value < 0) text[0] = '-';
     return hand_over(text, n, n + 1, length, size);
 }
@@ -161,8 +186,8 @@ char* TextConversion::itos(int value, int* length, int* size) {
 char* TextConversion::dtos(double value, int* length, int* size, int precision) {
     char digits[512];
     int point, sign;
-    int count = ox_dtoa(digits, sizeof digits, value, 5, precision < 0 ? 20 : precision, &point,
-                        &sign);
+    int count =
+        ox_dtoa(digits, sizeof digits, value, 5, precision < 0 ? 20 : precision, &point, &sign);
     if (point == 9999) {
         bool infinity = count >= 8 && memcmp(digits, "Infinity", 8) == 0;
         if (infinity) return copy_text(sign ? "-Infinity" : "Infinity", length, size);
@@ -170,14 +195,17 @@ char* TextConversion::dtos(double value, int* length, int* size, int precision) 
     }
     int allocated = (count > point ? count : point) + 2 + (precision < 0 ? 21 : 1 + precision) +
                     (point == 0 ? 1 : 0);
-    // Room for sign, "0." and the places, should the rule above fall short.
-    int needed = (point > 0 ? point : 1) + 3 + (precision > count ? precision : count);
-    char* text = new char[allocated > needed ? allocated : needed];
+    // The rule above leaves no room for the NUL of a negative value that
+    // rounds to nothing, such as "-0.00".
+    int needed = fixed_length(count, point, sign, precision) + 1;
+    if (needed > allocated) allocated = needed;
+    char* text = new char[allocated];
     int n = 0;
     if (sign) text[n++] = '-';
     int used = 0;
     if (point > 0) {
-        for (; used < point; used++) text[n++] = used < count ? digits[used] : '0';
+        for (; used < point; used++)
+            text[n++] = used < count ? digits[used] : '0';
     } else {
         text[n++] = '0';
     }
@@ -192,10 +220,11 @@ char* TextConversion::dtos(double value, int* length, int* size, int precision) 
             text[n++] = digits[used];
             if (places > 0) places--;
         }
-        for (; places > 0; places--) text[n++] = '0';
+        for (; places > 0; places--)
+            text[n++] = '0';
     }
     text[n] = 0;
-    return hand_over(text, n, allocated > needed ? allocated : needed, length, size);
+    return hand_over(text, n, allocated, length, size);
 }
 
 int TextConversion::stoi(const char* text, int length, int* error) {
@@ -277,8 +306,7 @@ char* TextConversion::DecodeAttribute(const char* text, int length, int* out_len
     return hand_over(out, n, length + 1, out_length, out_size);
 }
 
-char* TextConversion::EncodeEntities(const char* text, int length, int* out_length,
-                                     int* out_size) {
+char* TextConversion::EncodeEntities(const char* text, int length, int* out_length, int* out_size) {
     length = measured(text, length);
     LinkBuffer buffer(length + 512, 512);
     for (int i = 0; i < length; i++) {
@@ -292,8 +320,7 @@ char* TextConversion::EncodeEntities(const char* text, int length, int* out_leng
     return hand_over(buffer, out_length, out_size);
 }
 
-char* TextConversion::DecodeEntities(const char* text, int length, int* out_length,
-                                     int* out_size) {
+char* TextConversion::DecodeEntities(const char* text, int length, int* out_length, int* out_size) {
     length = measured(text, length);
     char* out = new char[length + 1];
     int n = 0;
@@ -305,19 +332,16 @@ char* TextConversion::DecodeEntities(const char* text, int length, int* out_leng
         int end = i + 1;
         while (end < length && text[end] != ';' && !isspace(static_cast<unsigned char>(text[end])))
             end++;
-        if (end < length && text[end] != ';') {
-            // A blank inside the name: no entity; copy what was scanned.
+        int byte = end < length && text[end] != ';' ? -1 : entity_byte(text + i + 1, end - i - 1);
+        if (byte >= 0) {
+            out[n++] = static_cast<char>(byte);
+            i = end;
+        } else {
+            // A blank inside the name, or a name of no entity: copy what was
+            // scanned as it stands.
             memcpy(out + n, text + i, end - i);
             n += end - i;
             i = end - 1;
-            continue;
-        }
-        int byte = entity_byte(text + i + 1, end - i - 1);
-        if (byte < 0) {
-            out[n++] = '&';
-        } else {
-            out[n++] = static_cast<char>(byte);
-            i = end;
         }
     }
     out[n] = 0;

@@ -6,7 +6,7 @@
 // (either may be null), so that a String or a LinkBuffer can adopt it. The
 // application derives from this class, so these are also its own members.
 class TextConversion {
-public:
+  public:
     // Decimal text of value; the size is exactly length + 1.
     static char* itos(int value, int* length, int* size);
     // Text of value. precision -1 is free format: the shortest digits that

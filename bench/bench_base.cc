@@ -23,9 +23,15 @@ std::vector<double> random_doubles() {
     std::vector<double> values(4096);
     for (std::size_t i = 0; i < values.size(); i++) {
         switch (i % 3) {
-            case 0: values[i] = static_cast<double>(random() % 100000) / 100; break;
-            case 1: values[i] = std::ldexp(static_cast<double>(random() >> 11), -30); break;
-            default: values[i] = static_cast<double>(random() % 1000000); break;
+            case 0:
+                values[i] = static_cast<double>(random() % 100000) / 100;
+                break;
+            case 1:
+                values[i] = std::ldexp(static_cast<double>(random() >> 11), -30);
+                break;
+            default:
+                values[i] = static_cast<double>(random() % 1000000);
+                break;
         }
     }
     return values;
@@ -70,8 +76,8 @@ void stod_oxin(benchmark::State& state) {
     for (auto _ : state) {
         const std::string& text = texts[i++ % texts.size()];
         int error;
-        benchmark::DoNotOptimize(TextConversion::stod(
-            text.c_str(), static_cast<int>(text.size()), static_cast<int>(text.size()) + 1, &error));
+        benchmark::DoNotOptimize(TextConversion::stod(text.c_str(), static_cast<int>(text.size()),
+                                                      static_cast<int>(text.size()) + 1, &error));
     }
 }
 void stod_std(benchmark::State& state) {
@@ -86,7 +92,8 @@ BENCHMARK(stod_std)->Name("stod/std");
 
 std::vector<std::string> table_keys() {
     std::vector<std::string> keys;
-    for (int i = 0; i < 2000; i++) keys.push_back("variable_" + std::to_string(i * 7919));
+    for (int i = 0; i < 2000; i++)
+        keys.push_back("variable_" + std::to_string(i * 7919));
     return keys;
 }
 
@@ -109,7 +116,8 @@ namespace {
 void lookup_oxin(benchmark::State& state) {
     std::vector<std::string> keys = table_keys();
     HashTable<Named> table(1, 1, 12, 512);
-    for (const std::string& key : keys) table.Insert(new Named{key});
+    for (const std::string& key : keys)
+        table.Insert(new Named{key});
     std::size_t i = 0;
     for (auto _ : state) {
         const std::string& key = keys[i++ % keys.size()];
@@ -119,12 +127,14 @@ void lookup_oxin(benchmark::State& state) {
 void lookup_std(benchmark::State& state) {
     std::vector<std::string> keys = table_keys();
     std::unordered_map<std::string, Named*> table;
-    for (const std::string& key : keys) table[key] = new Named{key};
+    for (const std::string& key : keys)
+        table[key] = new Named{key};
     std::size_t i = 0;
     for (auto _ : state) {
         benchmark::DoNotOptimize(table.find(keys[i++ % keys.size()]));
     }
-    for (auto& entry : table) delete entry.second;
+    for (auto& entry : table)
+        delete entry.second;
 }
 BENCHMARK(lookup_oxin)->Name("hash lookup/oxin");
 BENCHMARK(lookup_std)->Name("hash lookup/std");
@@ -159,10 +169,11 @@ BENCHMARK(append_std)->Name("text append/std");
 
 // Prints the console report and remembers each time for the ratio table.
 class RatioReporter : public benchmark::ConsoleReporter {
-public:
+  public:
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) times_[run.benchmark_name()] = run.GetAdjustedRealTime();
+        for (const Run& run : runs)
+            times_[run.benchmark_name()] = run.GetAdjustedRealTime();
     }
     void PrintRatios() const {
         printf("\n%-20s %12s\n", "case", "oxin / std");
@@ -175,7 +186,7 @@ public:
         }
     }
 
-private:
+  private:
     std::map<std::string, double> times_;
 };
 

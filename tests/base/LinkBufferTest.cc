@@ -1,10 +1,10 @@
-#include "base/LinkBuffer.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
 #include <string>
+
+#include "base/LinkBuffer.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ TEST(LinkBufferTest, BlockSizesRoundWithSpare) {
     LinkBuffer small(512, 4096);
     small.cat("abc", 3);
     EXPECT_EQ(small.cat(exact.data(), 512), 3);  // 509 fit, 3 into a new 4096 block
-    small.data(&length, &size);  // two blocks flatten to exactly total + 1
+    small.data(&length, &size);                  // two blocks flatten to exactly total + 1
     EXPECT_EQ(length, 515);
     EXPECT_EQ(size, 516);
 }
@@ -116,7 +116,8 @@ TEST(LinkBufferTest, RandomEditsMatchStdString) {
     std::string model;
     for (int step = 0; step < 20000; step++) {
         std::string piece(random() % 100, 0);
-        for (char& c : piece) c = static_cast<char>(random());
+        for (char& c : piece)
+            c = static_cast<char>(random());
         int n = static_cast<int>(piece.size());
         switch (random() % 6) {
             case 0:
@@ -169,7 +170,8 @@ TEST(LinkBufferTest, RandomEditsMatchStdString) {
 
 TEST(LinkBufferTest, LongChainsAreFreedWithoutDeepRecursion) {
     LinkBuffer buffer(1, 1);
-    for (int i = 0; i < 300000; i++) buffer.cat_nocopy(new char[1]{'x'}, 1, 1);
+    for (int i = 0; i < 300000; i++)
+        buffer.cat_nocopy(new char[1]{'x'}, 1, 1);
     EXPECT_EQ(buffer.length(), 300000);
 }
 

@@ -1,14 +1,16 @@
-#include "base/StringClass.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
 #include <string>
 
+#include "base/StringClass.h"
+
 namespace {
 
-std::string str(const String& s) { return std::string(s.c_str(), s.length()); }
+std::string str(const String& s) {
+    return std::string(s.c_str(), s.length());
+}
 
 TEST(StringTest, NullAndEmptyTexts) {
     String s;
@@ -185,7 +187,8 @@ TEST(StringTest, RandomEditsMatchStdString) {
     std::string model;
     for (int step = 0; step < 20000; step++) {
         std::string piece(random() % 40, 0);
-        for (char& c : piece) c = static_cast<char>('a' + random() % 3);
+        for (char& c : piece)
+            c = static_cast<char>('a' + random() % 3);
         switch (random() % 6) {
             case 0:
                 s.cat(piece.data(), static_cast<int>(piece.size()));

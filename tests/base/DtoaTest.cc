@@ -1,0 +1,373 @@
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "base/Dtoa.h"
+#include "base/TextConversion.h"
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kScale = 20;
+#else
+constexpr int kScale = 1;
+#endif
+
+struct Digits {
+    std::string text;
+    int decpt;
+    int sign;
+};
+
+Digits dtoa(double value, int ndigits) {
+    char buffer[512];
+    Digits d;
+    int count = ox_dtoa(buffer, sizeof buffer, value, 5, ndigits, &d.decpt, &d.sign);
+    d.text.assign(buffer, count);
+    return d;
+}
+
+struct Formatted {
+    std::string text;
+    int size;
+};
+
+Formatted format(double value, int precision) {
+    int length = -1, size = -1;
+    char* text = TextConversion::dtos(value, &length, &size, precision);
+    Formatted f{std::string(text, length), size};
+    EXPECT_EQ(strlen(text), static_cast<size_t>(length));
+    EXPECT_GE(size, length + 1);
+    delete[] text;
+    return f;
+}
+
+std::string dtos(double value, int precision) {
+    return format(value, precision).text;
+}
+
+std::string printf_fixed(double value, int places) {
+    char text[1200];
+    snprintf(text, sizeof text, "%.*f", places, value);
+    return text;
+}
+
+// The fixed form without trailing zeros behind the point (and without a
+// point left bare).
+std::string trimmed(std::string text) {
+    if (text.find('.') == std::string::npos) return text;
+    while (text.back() == '0')
+        text.pop_back();
+    if (text.back() == '.') text.pop_back();
+    return text;
+}
+
+bool reads_back(const std::string& text, double value) {
+    return strtod(text.c_str(), nullptr) == value;
+}
+
+// The significant digits of a plain decimal text: no sign, point, leading or
+// trailing zeros.
+std::string significant(const std::string& text) {
+    std::string digits;
+    for (char c : text) {
+        if (c >= '0' && c <= '9') digits += c;
+    }
+    size_t first = digits.find_first_not_of('0');
+    if (first == std::string::npos) return "";
+    digits.erase(0, first);
+    while (digits.back() == '0')
+        digits.pop_back();
+    return digits;
+}
+
+// Checks the free form of a finite value: plain decimal with at most 20
+// places, no trailing zeros; either the shortest text that reads back (the
+// nearest such), or, when no text of 20 places reads back, the value rounded
+// at 20 places.
+void check_free_format(double value, bool check_shortest) {
+    std::string text = dtos(value, -1);
+    ASSERT_FALSE(text.empty());
+    size_t start = text[0] == '-' ? 1 : 0;
+    ASSERT_EQ(text[0] == '-', std::signbit(value) != 0) << text;
+    ASSERT_EQ(text.find_first_not_of("0123456789.", start), std::string::npos) << text;
+    size_t point = text.find('.');
+    if (point != std::string::npos) {
+        ASSERT_LE(text.size() - point - 1, 20u) << text;
+        ASSERT_NE(text.back(), '0') << text;
+        ASSERT_LT(point + 1, text.size()) << text;
+    }
+    if (std::fabs(value) < 4e-21) {
+        // Below half of the 20th place: nothing is left but the sign.
+        ASSERT_EQ(text, std::signbit(value) ? "-0" : "0");
+        return;
+    }
+    if (reads_back(text, value)) {
+        if (!check_shortest || value == 0) return;
+        std::string digits = significant(text);
+        int n = static_cast<int>(digits.size());
+        char shorter[64], nearest[64];
+        if (n >= 2) {
+            snprintf(shorter, sizeof shorter, "%.*e", n - 2, value);
+            ASSERT_FALSE(reads_back(shorter, value)) << text << " vs " << shorter;
+        }
+        snprintf(nearest, sizeof nearest, "%.*e", n - 1, value);
+        ASSERT_EQ(significant(std::string(nearest, strchr(nearest, 'e'))), digits)
+            << text << " vs " << nearest;
+    } else {
+        std::string fixed = printf_fixed(value, 20);
+        ASSERT_FALSE(reads_back(fixed, value)) << text << " should read back as " << fixed;
+        ASSERT_EQ(text, trimmed(fixed));
+    }
+}
+
+TEST(DtoaTest, ZeroAndNonFinite) {
+    Digits zero = dtoa(0.0, 20);
+    EXPECT_EQ(zero.text, "0");
+    EXPECT_EQ(zero.decpt, 1);
+    EXPECT_EQ(zero.sign, 0);
+    Digits negative_zero = dtoa(-0.0, 2);
+    EXPECT_EQ(negative_zero.text, "0");
+    EXPECT_EQ(negative_zero.decpt, 1);
+    EXPECT_EQ(negative_zero.sign, 1);
+
+    Digits infinity = dtoa(HUGE_VAL, 20);
+    EXPECT_EQ(infinity.text, "Infinity");
+    EXPECT_EQ(infinity.decpt, 9999);
+    EXPECT_EQ(infinity.sign, 0);
+    EXPECT_EQ(dtoa(-HUGE_VAL, 20).sign, 1);
+    Digits nan = dtoa(NAN, 20);
+    EXPECT_EQ(nan.text, "NaN");
+    EXPECT_EQ(nan.decpt, 9999);
+    EXPECT_EQ(dtoa(-NAN, 3).text, "NaN");
+    EXPECT_EQ(dtoa(-NAN, 3).sign, 1);
+}
+
+TEST(DtoaTest, DigitsWithoutTrailingZerosAndThePoint) {
+    struct Case {
+        double value;
+        int ndigits;
+        const char* digits;
+        int decpt;
+    } cases[] = {
+        {1.0, 20, "1", 1},
+        {100.0, 20, "1", 3},
+        {1e21, 20, "1", 22},
+        {1e23, 20, "1", 24},  // the double nearest 1e23 reads back from "1e23"
+        {0.001, 20, "1", -2},
+        {0.1, 20, "1", 0},
+        {123.456, 20, "123456", 3},
+        {123.456, 1, "1235", 3},  // rounded at one place
+        {9.96, 1, "1", 2},        // rounds up to 10.0
+        {0.006, 2, "1", -1},      // 0.01
+        {1.005, 2, "1", 1},       // the binary value is below 1.005
+        {0.125, 2, "12", 0},      // exact tie: half-even
+        {0.375, 2, "38", 0},      // exact tie: half-even upwards
+        {2.5, 0, "2", 1},
+        {3.5, 0, "4", 1},
+        {1.5, 0, "2", 1},
+        {1.2345678901234567e-5, 20, "1234567890123457", -4},
+        {DBL_MAX, 20, "17976931348623157", 309},
+    };
+    for (const Case& c : cases) {
+        Digits d = dtoa(c.value, c.ndigits);
+        EXPECT_EQ(d.text, c.digits) << c.value << " at " << c.ndigits;
+        EXPECT_EQ(d.decpt, c.decpt) << c.value << " at " << c.ndigits;
+        EXPECT_EQ(d.sign, 0);
+        EXPECT_EQ(dtoa(-c.value, c.ndigits).sign, 1);
+    }
+}
+
+TEST(DtoaTest, NothingLeftAtTheLastPlace) {
+    struct Case {
+        double value;
+        int ndigits;
+    } cases[] = {{1e-25, 20}, {0.0001, 2}, {0.004, 2}, {0.5, 0}, {0.4, 0}, {0.05 - 1e-17, 1}};
+    for (const Case& c : cases) {
+        Digits d = dtoa(c.value, c.ndigits);
+        EXPECT_EQ(d.text, "") << c.value;
+        EXPECT_EQ(d.decpt, -c.ndigits) << c.value;
+    }
+    // A value just above half of the last place rounds up to a single "1".
+    Digits up = dtoa(0.6, 0);
+    EXPECT_EQ(up.text, "1");
+    EXPECT_EQ(up.decpt, 1);
+}
+
+TEST(DtosTest, ListedForms) {
+    EXPECT_EQ(dtos(1.0, -1), "1");
+    EXPECT_EQ(dtos(-0.0, -1), "-0");
+    EXPECT_EQ(dtos(0.0, -1), "0");
+    EXPECT_EQ(dtos(3.0, -1), "3");
+    EXPECT_EQ(dtos(1e21, -1), "1000000000000000000000");
+    EXPECT_EQ(dtos(1e23, -1), "100000000000000000000000");
+    EXPECT_EQ(dtos(std::ldexp(1.0, 70), -1), "1180591620717411300000");
+    EXPECT_EQ(dtos(0.1, -1), "0.1");
+    EXPECT_EQ(dtos(-0.1, -1), "-0.1");
+    EXPECT_EQ(dtos(0.1 + 0.2, -1), "0.30000000000000004");
+    EXPECT_EQ(dtos(1e-20, -1), "0.00000000000000000001");
+    EXPECT_EQ(dtos(1e-25, -1), "0");
+    EXPECT_EQ(dtos(-1e-25, -1), "-0");
+    EXPECT_EQ(dtos(NAN, -1), "NaN");
+    EXPECT_EQ(dtos(-NAN, -1), "-NaN");
+    EXPECT_EQ(dtos(NAN, 2), "NaN");
+    EXPECT_EQ(dtos(HUGE_VAL, -1), "Infinity");
+    EXPECT_EQ(dtos(-HUGE_VAL, -1), "-Infinity");
+    EXPECT_EQ(dtos(-HUGE_VAL, 3), "-Infinity");
+    EXPECT_EQ(dtos(2.5, 2), "2.50");
+    EXPECT_EQ(dtos(1.005, 2), "1.00");
+    EXPECT_EQ(dtos(1.5, 2), "1.50");
+    EXPECT_EQ(dtos(1.0, 0), "1");
+    EXPECT_EQ(dtos(0.5, 0), "0");
+    EXPECT_EQ(dtos(2.5, 0), "2");
+    EXPECT_EQ(dtos(1.5, 0), "2");
+    EXPECT_EQ(dtos(-0.5, 0), "-0");
+    EXPECT_EQ(dtos(0.125, 2), "0.12");
+    EXPECT_EQ(dtos(0.001, 2), "0.00");
+    EXPECT_EQ(dtos(-0.001, 2), "-0.00");
+    EXPECT_EQ(dtos(0.0, 3), "0.000");
+    EXPECT_EQ(dtos(9.999, 2), "10.00");
+    EXPECT_EQ(dtos(1e21, 2), "1000000000000000000000.00");
+    // More places than the value has: the shortest digits, padded.
+    EXPECT_EQ(dtos(0.1, 25), "0.1000000000000000000000000");
+    std::string smallest = "0." + std::string(323, '0') + "5" + std::string(6, '0');
+    EXPECT_EQ(dtos(4.9406564584124654e-324, 330), smallest);
+    std::string largest = dtos(DBL_MAX, -1);
+    EXPECT_EQ(largest, "17976931348623157" + std::string(292, '0'));
+}
+
+TEST(DtosTest, AllocatedSize) {
+    // Digit count and point position as the correctly rounded digits have
+    // them; the size is max(count, point) + 2 + (1 + precision, or 21 in free
+    // format) + (1 when the point is at 0).
+    struct Case {
+        double value;
+        int precision;
+        int count, point;
+    } cases[] = {
+        {1.0, -1, 1, 1},     {1.5, 2, 2, 1},     {-2.5, 2, 2, 1},   {0.5, -1, 1, 0},
+        {1e21, -1, 1, 22},   {123.456, 1, 4, 3}, {0.001, 2, 0, -2}, {0.25, 5, 2, 0},
+        {1e-20, -1, 1, -19}, {12345.0, 0, 5, 5},
+    };
+    for (const Case& c : cases) {
+        int expected = std::max(c.count, c.point) + 2 + (c.precision < 0 ? 21 : 1 + c.precision) +
+                       (c.point == 0 ? 1 : 0);
+        EXPECT_EQ(format(c.value, c.precision).size, expected) << c.value << " at " << c.precision;
+    }
+}
+
+// Over the digits that ox_dtoa gives, the size rule holds for every value
+// but a negative one rounding to nothing, whose sign the rule leaves no room
+// for: that one gets exactly its length + 1.
+TEST(DtosTest, SizeRuleOverRandomValues) {
+    std::mt19937_64 random(10);
+    std::uniform_real_distribution<double> exponent(-25, 25);
+    for (int i = 0; i < 20000 / kScale; i++) {
+        double value = std::pow(10.0, exponent(random)) * (random() & 1 ? -1 : 1);
+        int precision = static_cast<int>(random() % 23) - 1;
+        Digits d = dtoa(value, precision < 0 ? 20 : precision);
+        int count = static_cast<int>(d.text.size());
+        int expected = std::max(count, d.decpt) + 2 + (precision < 0 ? 21 : 1 + precision) +
+                       (d.decpt == 0 ? 1 : 0);
+        Formatted f = format(value, precision);
+        if (value < 0 && count == 0 && precision > 0) expected = precision + 4;
+        ASSERT_EQ(f.size, expected) << value << " at " << precision;
+    }
+    EXPECT_EQ(format(-0.001, 2).size, 6);
+}
+
+// k / 2^m has an exact decimal form of m places, so the fixed forms are what
+// printf gives, ties included.
+TEST(DtosTest, FixedPlacesOfExactBinaryValuesMatchPrintf) {
+    std::mt19937_64 random(11);
+    for (int i = 0; i < 20000 / kScale; i++) {
+        int m = static_cast<int>(random() % 13);
+        double value = std::ldexp(static_cast<double>(random() % (1 << 20)), -m);
+        if (random() & 1) value = -value;
+        int places = static_cast<int>(random() % 21);
+        ASSERT_EQ(dtos(value, places), printf_fixed(value, places)) << value << " at " << places;
+    }
+    for (int k = 0; k < 64; k++) {
+        double value = (k + 0.5) / 8;  // every third-place tie
+        for (int places = 0; places <= 4; places++) {
+            ASSERT_EQ(dtos(value, places), printf_fixed(value, places));
+            ASSERT_EQ(dtos(-value, places), printf_fixed(-value, places));
+        }
+    }
+}
+
+// Below 2^52 the fewest places that read back are the shortest digits, so
+// the fixed form is those places padded with zeros, or printf's rounding
+// when more places would be needed.
+TEST(DtosTest, FixedPlacesOfRandomValues) {
+    std::mt19937_64 random(12);
+    std::uniform_real_distribution<double> exponent(-25, 15.6);
+    for (int i = 0; i < 20000 / kScale; i++) {
+        double value = std::pow(10.0, exponent(random)) * (random() & 1 ? -1 : 1);
+        int places = static_cast<int>(random() % 21);
+        std::string expected = printf_fixed(value, places);
+        for (int fewer = 0; fewer < places; fewer++) {
+            std::string shorter = printf_fixed(value, fewer);
+            if (reads_back(shorter, value)) {
+                expected = shorter + (fewer == 0 ? "." : "") + std::string(places - fewer, '0');
+                break;
+            }
+        }
+        ASSERT_EQ(dtos(value, places), expected) << value << " at " << places;
+    }
+}
+
+TEST(DtosTest, FreeFormatOfRandomBitPatterns) {
+    std::mt19937_64 random(13);
+    const int count = 1000000 / kScale;
+    for (int i = 0; i < count; i++) {
+        uint64_t bits = random();
+        double value;
+        memcpy(&value, &bits, sizeof value);
+        if (std::isnan(value)) {
+            ASSERT_EQ(dtos(value, -1), std::signbit(value) ? "-NaN" : "NaN");
+            continue;
+        }
+        if (std::isinf(value)) continue;
+        ASSERT_NO_FATAL_FAILURE(check_free_format(value, i % 8 == 0));
+    }
+}
+
+// Values near the 20th place, where the shortest form and the rounded form
+// meet.
+TEST(DtosTest, FreeFormatNearTheLastPlace) {
+    std::mt19937_64 random(14);
+    std::uniform_real_distribution<double> exponent(-22, 2);
+    for (int i = 0; i < 300000 / kScale; i++) {
+        double value = std::pow(10.0, exponent(random));
+        ASSERT_NO_FATAL_FAILURE(check_free_format(value, i % 4 == 0));
+    }
+}
+
+// A decimal of at most 15 significant digits is the shortest text of the
+// double it reads as.
+TEST(DtosTest, FreeFormatOfDecimals) {
+    std::mt19937_64 random(15);
+    const int count = 1000000 / kScale;
+    for (int i = 0; i < count; i++) {
+        uint64_t k = random() % 1000000000000000ull;
+        if (i % 4 == 0) k %= 100000;
+        int m = i % 2 ? 2 : static_cast<int>(random() % 21);
+        std::string digits = std::to_string(k);
+        if (static_cast<int>(digits.size()) <= m) digits.insert(0, m + 1 - digits.size(), '0');
+        std::string text =
+            trimmed(digits.substr(0, digits.size() - m) + "." + digits.substr(digits.size() - m));
+        double value = strtod(text.c_str(), nullptr);
+        ASSERT_EQ(dtos(value, -1), text);
+        ASSERT_EQ(dtos(-value, -1), "-" + text);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <string_view>
+
+#include "base/MemCmpI.h"
+#include "base/StringSearch.h"
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kScale = 5;
+#else
+constexpr int kScale = 1;
+#endif
+
+using Search = int (*)(const char*, int, const char*, int);
+
+struct Function {
+    const char* name;
+    Search search;
+    bool fold;
+    bool reverse;
+};
+
+const Function kFunctions[] = {
+    {"bf_search", bf_search, false, false},
+    {"bf_searchi", bf_searchi, true, false},
+    {"bf_search_reverse", bf_search_reverse, false, true},
+    {"bf_searchi_reverse", bf_searchi_reverse, true, true},
+    {"bm_search", bm_search, false, false},
+    {"bm_searchi", bm_searchi, true, false},
+    {"bm_search_reverse", bm_search_reverse, false, true},
+    {"bm_searchi_reverse", bm_searchi_reverse, true, true},
+    {"rk_search", rk_search, false, false},
+    {"rk_searchi", rk_searchi, true, false},
+};
+
+std::string lowered(std::string text) {
+    for (char& c : text)
+        c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+// What std::string_view finds, on lower-cased copies for the folding forms.
+int expected(const Function& f, const std::string& pattern, const std::string& text) {
+    std::string p = f.fold ? lowered(pattern) : pattern;
+    std::string t = f.fold ? lowered(text) : text;
+    std::string_view view(t);
+    size_t at = f.reverse ? view.rfind(p) : view.find(p);
+    return at == std::string_view::npos ? -1 : static_cast<int>(at);
+}
+
+int found(const Function& f, const std::string& pattern, const std::string& text) {
+    // Copies without a terminator, so that a read past either end shows.
+    std::unique_ptr<char[]> p(new char[pattern.size() ? pattern.size() : 1]);
+    std::unique_ptr<char[]> t(new char[text.size() ? text.size() : 1]);
+    memcpy(p.get(), pattern.data(), pattern.size());
+    memcpy(t.get(), text.data(), text.size());
+    return f.search(p.get(), static_cast<int>(pattern.size()), t.get(),
+                    static_cast<int>(text.size()));
+}
+
+std::string random_text(std::mt19937& random, int length, const char* alphabet) {
+    std::string text(length, 0);
+    size_t size = strlen(alphabet);
+    for (char& c : text)
+        c = alphabet[random() % size];
+    return text;
+}
+
+void check(const Function& f, const std::string& pattern, const std::string& text) {
+    ASSERT_EQ(found(f, pattern, text), expected(f, pattern, text))
+        << f.name << " \"" << pattern << "\" in \"" << text << "\"";
+}
+
+TEST(StringSearchTest, KnownPositions) {
+    const std::string text = "abcXabcYABC";
+    for (const Function& f : kFunctions) {
+        check(f, "abc", text);
+        check(f, "ABC", text);
+        check(f, "abcXabcYABC", text);   // the whole text
+        check(f, "abcXabcYABCD", text);  // longer than the text
+        check(f, "a", text);
+        check(f, "C", text);
+        check(f, "Z", text);
+        check(f, "BC", text);  // at the very end
+        check(f, "ab", text);  // at the very start
+        check(f, "x", "");
+    }
+    EXPECT_EQ(bf_search("abc", 3, "abcXabcYABC", 11), 0);
+    EXPECT_EQ(bm_search_reverse("abc", 3, "abcXabcYABC", 11), 4);
+    EXPECT_EQ(bm_searchi_reverse("abc", 3, "abcXabcYABC", 11), 8);
+    EXPECT_EQ(rk_searchi("ya", 2, "abcXabcYABC", 11), 7);
+    EXPECT_EQ(bf_searchi("abcd", 4, "abc", 3), -1);
+}
+
+TEST(StringSearchTest, EmptyPattern) {
+    for (const Function& f : kFunctions) {
+        check(f, "", "abc");
+        check(f, "", "");
+    }
+}
+
+TEST(StringSearchTest, RandomTextsAgainstStringView) {
+    std::mt19937 random(61);
+    const char* alphabets[] = {"ab", "abc", "aAbB", "abcdefghijklmnopqrstuvwxyz", "a\x80\xff\x7f"};
+    for (int i = 0; i < 4000 / kScale; i++) {
+        const char* alphabet = alphabets[i % 5];
+        int length = static_cast<int>(random() % 2 ? random() % 300 : 250 + random() % 400);
+        std::string text = random_text(random, length, alphabet);
+        std::string pattern;
+        int pattern_length = static_cast<int>(random() % (i % 7 == 0 ? 40 : 8));
+        if (random() % 2 && pattern_length <= length) {
+            int start = static_cast<int>(random() % (length - pattern_length + 1));
+            if (random() % 4 == 0) start = random() % 2 ? 0 : length - pattern_length;
+            pattern = text.substr(start, pattern_length);
+            if (random() % 2 && !pattern.empty()) pattern[random() % pattern.size()] ^= 0x20;
+        } else {
+            pattern = random_text(random, pattern_length, alphabet);
+        }
+        for (const Function& f : kFunctions)
+            ASSERT_NO_FATAL_FAILURE(check(f, pattern, text));
+    }
+}
+
+TEST(StringSearchTest, PatternAtTheEdgesOfLongTexts) {
+    std::mt19937 random(62);
+    for (int length : {299, 300, 301, 1000}) {
+        std::string text = random_text(random, length, "ab");
+        for (int m : {1, 2, 5, 17, 64}) {
+            std::string head = "C" + text.substr(0, m);
+            std::string tail = text.substr(length - m) + "C";
+            std::string probe = "c" + text.substr(m, length - 2 * m) + "C";
+            for (const Function& f : kFunctions) {
+                ASSERT_NO_FATAL_FAILURE(check(f, text.substr(0, m), text));
+                ASSERT_NO_FATAL_FAILURE(check(f, head, "C" + text));
+                ASSERT_NO_FATAL_FAILURE(check(f, tail, text + "c"));
+                ASSERT_NO_FATAL_FAILURE(check(f, text.substr(length - m), text));
+                ASSERT_NO_FATAL_FAILURE(check(f, probe, text));
+            }
+        }
+    }
+}
+
+int sign(int value) {
+    return value < 0 ? -1 : value > 0 ? 1 : 0;
+}
+
+TEST(MemCmpITest, AgainstLowerCasedCopies) {
+    EXPECT_EQ(memcmpi("ABC", "abc", 3), 0);
+    EXPECT_EQ(memcmpi("abd", "ABC", 3), 1);
+    EXPECT_EQ(memcmpi("ABC", "abd", 3), -1);
+    EXPECT_EQ(memcmpi("abc", "xyz", 0), 0);
+    EXPECT_EQ(memcmpi("abc", "xyz", -1), 0);
+    EXPECT_EQ(memcmpi("a\xff", "A\x01", 2), 1);  // bytes compare unsigned
+    std::mt19937 random(63);
+    for (int i = 0; i < 20000; i++) {
+        int length = static_cast<int>(random() % 6);
+        std::string a = random_text(random, length, "aAbB[\x80");
+        std::string b = random_text(random, length, "aAbB[\x80");
+        std::string la = lowered(a), lb = lowered(b);
+        int model = sign(memcmp(la.data(), lb.data(), length));
+        ASSERT_EQ(memcmpi(a.data(), b.data(), length), model) << a << " " << b;
+    }
+}
+
+}  // namespace
