@@ -26,7 +26,7 @@ enum FileOpenFlag {
 // Operations return the count or position, true on success, or -1, false or
 // null on failure, with the text in error().
 class File {
-public:
+  public:
     // contained: path is relative to the root of type and is reopened
     // under the same checks as at first.
     File(FileManager* manager, int contained, Oxin_PathType type, const char* path);
@@ -74,7 +74,7 @@ public:
     Oxin_PathType path_type() const { return path_type_; }
     const char* path() const { return path_; }
 
-protected:
+  protected:
     FileManager* manager_;
     int contained_;
     Oxin_PathType path_type_;

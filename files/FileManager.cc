@@ -9,7 +9,8 @@ FileManager::FileManager(OxinApplication* app) : app_(app) {}
 FileManager::~FileManager() {
     // Files that outlive their manager must not call back into it.
     for (List<File>* list : {&active_, &inactive_}) {
-        for (File* file = list->First(); file; file = list->Next()) file->Detach();
+        for (File* file = list->First(); file; file = list->Next())
+            file->Detach();
     }
 }
 
@@ -33,7 +34,9 @@ bool FileManager::FreeFileSpace(int count) {
     return true;
 }
 
-void FileManager::FileOpened(File* file) { active_.Insert(file, ListHead); }
+void FileManager::FileOpened(File* file) {
+    active_.Insert(file, ListHead);
+}
 
 void FileManager::FileClosed(File* file) {
     if (active_.Seek(file)) {

@@ -19,7 +19,7 @@ class OxinApplication;
 // and closes the least recently opened descriptors when max_files would be
 // exceeded.
 class FileManager {
-public:
+  public:
     explicit FileManager(OxinApplication* app);
     virtual ~FileManager();
     FileManager(const FileManager&) = delete;
@@ -102,7 +102,7 @@ public:
     int active_count() { return active_.Entries(); }
     int inactive_count() { return inactive_.Entries(); }
 
-protected:
+  protected:
     OxinApplication* app_;
     String error_;
     int max_files_ = 0;

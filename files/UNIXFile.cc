@@ -118,7 +118,9 @@ bool UNIXFile::Lock(FileLockType type, long offset, long length) {
     return RecordLock(type == FileLockWrite ? F_WRLCK : F_RDLCK, offset, length);
 }
 
-bool UNIXFile::Release(long offset, long length) { return RecordLock(F_UNLCK, offset, length); }
+bool UNIXFile::Release(long offset, long length) {
+    return RecordLock(F_UNLCK, offset, length);
+}
 
 const char* UNIXFile::Map(long offset, long length) {
     Release();

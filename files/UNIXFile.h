@@ -5,7 +5,7 @@
 // A File on a POSIX descriptor. fd is -1 while the file is deactivated; every
 // operation then first asks the manager to reactivate it.
 class UNIXFile : public File {
-public:
+  public:
     // Wraps fd, opened with open_flags (the system's O_ flags); a reopen
     // uses them without create, exclusive and truncate.
     UNIXFile(FileManager* manager, int contained, Oxin_PathType type, const char* path, int fd,
@@ -32,7 +32,7 @@ public:
 
     int fd() const { return fd_; }
 
-private:
+  private:
     // Reactivates through the manager when needed; false with the error set.
     bool Ready();
     bool SystemError();

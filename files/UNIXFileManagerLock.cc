@@ -37,7 +37,8 @@ LockHolder parse_holder(char* text) {
         holder.host = colon + 1;
     }
     holder.pid = static_cast<unsigned>(strtoul(text, nullptr, 10));
-    if (char* bang = strchr(text, '!')) holder.tid = static_cast<unsigned>(strtoul(bang + 1, nullptr, 10));
+    if (char* bang = strchr(text, '!'))
+        holder.tid = static_cast<unsigned>(strtoul(bang + 1, nullptr, 10));
     return holder;
 }
 

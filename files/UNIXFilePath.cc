@@ -25,10 +25,12 @@ void UNIXFilePath::Parse() {
     if (absolute_) elements_[element_count_++] = 0;
     int i = 0;
     while (i < length_) {
-        while (i < length_ && path_[i] == '/') path_[i++] = 0;
+        while (i < length_ && path_[i] == '/')
+            path_[i++] = 0;
         if (i == length_) break;
         elements_[element_count_++] = i;
-        while (i < length_ && path_[i] != '/') i++;
+        while (i < length_ && path_[i] != '/')
+            i++;
     }
     if (length_ > 0) path_[length_] = 0;
 }
@@ -80,7 +82,9 @@ int UNIXFilePath::collapsed_count() {
     return collapsed_count_;
 }
 
-const char* UNIXFilePath::Collapsed(int i) { return Element(collapsed_[i]); }
+const char* UNIXFilePath::Collapsed(int i) {
+    return Element(collapsed_[i]);
+}
 
 bool UNIXFilePath::Contains(UNIXFilePath& other) {
     int count = collapsed_count();
@@ -102,7 +106,8 @@ bool UNIXFilePath::Matches(UNIXFilePath& other, int skip) {
 
 String UNIXFilePath::Join(int first, int last) {
     String text("", 0);
-    for (int i = first; i <= last; i++) append_element(text, Collapsed(i));
+    for (int i = first; i <= last; i++)
+        append_element(text, Collapsed(i));
     return text;
 }
 

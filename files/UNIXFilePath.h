@@ -11,7 +11,7 @@
 // climbs above the root of an absolute path; a relative path keeps the ".."
 // elements that lead out of it.
 class UNIXFilePath {
-public:
+  public:
     explicit UNIXFilePath(const char* path, int length = -1);
     ~UNIXFilePath();
     UNIXFilePath(const UNIXFilePath&) = delete;
@@ -40,7 +40,7 @@ public:
     // The collapsed elements joined with "/"; "/" or "." when none are left.
     String Collapsed_Path();
 
-private:
+  private:
     void Parse();
     void Collapse();
     // Collapsed elements first to last (indices into collapsed_) joined.

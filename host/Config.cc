@@ -73,7 +73,7 @@ ConfigValue::~ConfigValue() {
 // Values keyed by the four bytes of their id: hashed as text, ordered in a
 // chain as signed integers.
 class Config::ValueTable : public HashTable<ConfigValue> {
-public:
+  public:
     ValueTable() : HashTable<ConfigValue>(1, 1, 12, 512) {}
 
     unsigned hash(ConfigValue* value) override {
@@ -96,7 +96,7 @@ public:
         return HashTable<ConfigValue>::Remove(key_of(id, key), 4);
     }
 
-private:
+  private:
     static const char* key_of(int id, char* key) {
         memcpy(key, &id, 4);
         return key;
@@ -106,9 +106,13 @@ private:
 
 Config::Config() : values_(new ValueTable) {}
 
-Config::~Config() { delete values_; }
+Config::~Config() {
+    delete values_;
+}
 
-const ConfigKey* Config::Keys() { return kKeys; }
+const ConfigKey* Config::Keys() {
+    return kKeys;
+}
 
 const ConfigKey* Config::Key(int id) {
     for (const ConfigKey* key = kKeys; key->key; key++) {

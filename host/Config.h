@@ -48,8 +48,12 @@ enum ConfigId : int {
     kConfigFileCa = 0x2000033,
 };
 
-inline bool config_id_is_integer(int id) { return (id & 0x1000000) != 0; }
-inline bool config_id_is_string(int id) { return (id & 0x2000000) != 0; }
+inline bool config_id_is_integer(int id) {
+    return (id & 0x1000000) != 0;
+}
+inline bool config_id_is_string(int id) {
+    return (id & 0x2000000) != 0;
+}
 
 // One configuration value. A copy always owns a copy of the string.
 struct ConfigValue {
@@ -79,7 +83,7 @@ struct ConfigKey {
 // Settings by numeric id, with built-in defaults behind them. Reading never
 // fails: a missing integer is -1, a missing string null with length 0.
 class Config {
-public:
+  public:
     Config();
     virtual ~Config();
     Config(const Config&) = delete;
@@ -103,12 +107,12 @@ public:
     // Every known key, ending with an entry whose key is null.
     static const ConfigKey* Keys();
 
-protected:
+  protected:
     // Finds id, asking default_value on a miss and keeping what it gives.
     ConfigValue* Lookup(int id);
     void Store(ConfigValue* value);
 
-private:
+  private:
     class ValueTable;
     ValueTable* values_;
 };

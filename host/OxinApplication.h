@@ -10,7 +10,7 @@ class FileManager;
 // managers and stores, the clock and the cancellation flags. The CGI host is
 // its one concrete form; tests provide their own.
 class OxinApplication : public TextConversion {
-public:
+  public:
     OxinApplication() = default;
     virtual ~OxinApplication() = default;
     OxinApplication(const OxinApplication&) = delete;

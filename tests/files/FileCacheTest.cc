@@ -24,7 +24,7 @@ int open_descriptors() {
 }
 
 class FileCacheTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         char pattern[] = "/tmp/oxin-cache-XXXXXX";
         directory_ = mkdtemp(pattern);
@@ -48,8 +48,8 @@ TEST_F(FileCacheTest, FiftyFilesThroughThreeDescriptors) {
     std::vector<std::unique_ptr<File>> handles;
     std::vector<std::string> models(50);
     for (int i = 0; i < 50; i++) {
-        handles.emplace_back(files.Open(path(i).c_str(), FileOpenRead | FileOpenWrite |
-                                                             FileOpenCreate | FileOpenTruncate));
+        handles.emplace_back(files.Open(
+            path(i).c_str(), FileOpenRead | FileOpenWrite | FileOpenCreate | FileOpenTruncate));
         ASSERT_NE(handles.back(), nullptr) << files.error().c_str();
         ASSERT_LE(open_descriptors() - baseline, 3);
     }

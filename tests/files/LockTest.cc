@@ -18,7 +18,7 @@
 namespace {
 
 class LockTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         char pattern[] = "/tmp/oxin-lock-XXXXXX";
         directory_ = mkdtemp(pattern);
@@ -113,11 +113,11 @@ TEST_F(LockTest, AKilledHolderOnThisHostIsBrokenAtOnce) {
 
 TEST_F(LockTest, AForeignLockIsBrokenOnlyByAge) {
     app_.config()->SetValue_Integer(kConfigLockExpiration, 2);
-    write_lock("4242!4242:some-other-host", 1);
+    write_lock("4242!4242:some-other-host", 0);
     int result;
     double waited = seconds_to_lock(&result);
     EXPECT_EQ(result, 0);
-    EXPECT_GE(waited, 0.5);
+    EXPECT_GE(waited, 0.9);  // two clock seconds, whole seconds apart
     EXPECT_LT(waited, 5.0);
     EXPECT_EQ(leftovers(), 0);
 }
@@ -168,8 +168,8 @@ TEST_F(LockTest, TheLockFileNamesItsHolder) {
     ASSERT_EQ(app_.filemanager()->Lock(lock_.c_str()), 0);
     std::string contents;
     std::getline(std::ifstream(lock_), contents);
-    std::string expected = std::to_string(getpid()) + "!" + std::to_string(getpid()) + ":" +
-                           app_.lockhostname();
+    std::string expected =
+        std::to_string(getpid()) + "!" + std::to_string(getpid()) + ":" + app_.lockhostname();
     EXPECT_EQ(contents, expected);
 }
 
@@ -177,6 +177,20 @@ TEST_F(LockTest, AFailedPrivateFileLeavesNothingBehind) {
     std::string missing = directory_ + "/no-such-dir/x.lck";
     EXPECT_EQ(app_.filemanager()->Lock(missing.c_str()), 2);
     EXPECT_STREQ(app_.filemanager()->error().c_str(), "No such file or directory");
+}
+
+TEST_F(LockTest, ContainedLocksStayUnderTheirRoot) {
+    UNIXFileManager& files = app_.files();
+    ASSERT_TRUE(files.InitializeDataDirectory(directory_.c_str())) << files.error().c_str();
+    EXPECT_EQ(files.Lock(OxinPathData, "missing/../shared.lck"), 0);
+    EXPECT_EQ(access(lock_.c_str(), F_OK), 0);
+    EXPECT_EQ(files.Lock(OxinPathData, "../escape.lck"), 2);
+    EXPECT_STREQ(files.error().c_str(),
+                 "The specified path references a path outside the configured data directory");
+    EXPECT_EQ(files.Lock(OxinPathData, "no-such-dir/x.lck"), 2);
+    EXPECT_STREQ(files.error().c_str(),
+                 "The specified path references a directory that does not exist");
+    EXPECT_EQ(leftovers(), 0);
 }
 
 }  // namespace

@@ -1,12 +1,14 @@
-#include "files/UNIXFilePath.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "files/UNIXFilePath.h"
+
 namespace {
 
-std::string str(const String& s) { return std::string(s.c_str(), s.length()); }
+std::string str(const String& s) {
+    return std::string(s.c_str(), s.length());
+}
 
 TEST(UNIXFilePathTest, SplitsOnRunsOfSlashes) {
     UNIXFilePath path("//usr///local/lib//");

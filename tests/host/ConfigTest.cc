@@ -1,14 +1,14 @@
-#include "host/Config.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
+
+#include "host/Config.h"
 
 namespace {
 
 // A library-like override that answers some ids itself.
 class AnsweringConfig : public Config {
-public:
+  public:
     int asked = 0;
     ConfigValue* default_value(int id) override {
         asked++;
@@ -81,7 +81,8 @@ TEST(ConfigTest, KeysNameEveryId) {
     EXPECT_STREQ(Config::Key(kConfigMaxUnknownContentLength)->key, "max_unknown_content_length");
     EXPECT_EQ(Config::Key(0x1234), nullptr);
     int count = 0;
-    for (const ConfigKey* key = Config::Keys(); key->key; key++) count++;
+    for (const ConfigKey* key = Config::Keys(); key->key; key++)
+        count++;
     EXPECT_EQ(count, 42);
 }
 

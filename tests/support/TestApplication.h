@@ -11,7 +11,7 @@
 // An application for tests: a real UNIXFileManager and Config, the process's
 // own ids, and a host name that a test may set.
 class TestApplication : public OxinApplication {
-public:
+  public:
     TestApplication() : files_(this) {}
 
     FileManager* filemanager() override { return &files_; }
@@ -34,7 +34,7 @@ public:
     int lockexpiration() override { return config_.value_integer(kConfigLockExpiration); }
     void Sleep(int milliseconds) override { usleep(milliseconds * 1000); }
 
-private:
+  private:
     static char* strdup_new(const char* text) {
         size_t n = strlen(text);
         char* copy = new char[n + 1];
