@@ -223,18 +223,10 @@ String String::Base64_Decode() const {
 
 void String::StripWhitespace() {
     if (!text_) return;
-    const char* start = text_;
-    while (is_blank(*start))
-        start++;
-    char* block = new char[capacity_];
-    strcpy(block, start);
-    int length = static_cast<int>(strlen(block));
-    while (length > 0 && is_blank(block[length - 1]))
-        length--;
-    block[length] = 0;
-    delete[] text_;
-    text_ = block;
-    length_ = length;
+    ltrim();
+    while (length_ > 0 && is_blank(text_[length_ - 1]))
+        length_--;
+    text_[length_] = 0;
 }
 
 void String::ltrim() {

@@ -758,18 +758,19 @@ static char* temporary_name(const char* directory, const char* prefix, long numb
     return new_text(name);
 }
 
-File* UNIXFileManager::MakeTemporary(Oxin_PathType type, const char* directory, const char* prefix,
-                                     char** name, int flags) {
-    if (!prefix) prefix = "";
-    if (strchr(prefix, '/')) {
-        Error("Invalid temporary filename prefix");
-        return nullptr;
-    }
-    if (!FreeFileSpace(1)) return nullptr;
-    if (!RealizeContainedPath(type, directory, nullptr)) return nullptr;
+bool UNIXFileManager::CheckTemporaryPrefix(const char* prefix) {
+    if (strchr(prefix, '/')) return Fail("Invalid temporary filename prefix");
+    return FreeFileSpace(1);
+}
+
+// Creates prefix.N in the directory open_in (null: the current one), and
+// names the file after directory.
+File* UNIXFileManager::CreateTemporary(int contained, Oxin_PathType type, const char* open_in,
+                                       const char* directory, const char* prefix, char** name,
+                                       int flags) {
     int open_flags = SystemOpenFlags(flags) | O_CREAT | O_EXCL;
     long number;
-    int fd = create_numbered(nullptr, prefix, open_flags, &number);
+    int fd = create_numbered(open_in, prefix, open_flags, &number);
     if (fd < 0) {
         if (number < 0) {
             Error("Unable to generate unique temporary filename");
@@ -779,7 +780,15 @@ File* UNIXFileManager::MakeTemporary(Oxin_PathType type, const char* directory, 
         return nullptr;
     }
     *name = temporary_name(directory, prefix, number);
-    return WrapDescriptor(1, type, *name, fd, open_flags, flags);
+    return WrapDescriptor(contained, type, *name, fd, open_flags, flags);
+}
+
+File* UNIXFileManager::MakeTemporary(Oxin_PathType type, const char* directory, const char* prefix,
+                                     char** name, int flags) {
+    if (!prefix) prefix = "";
+    if (!CheckTemporaryPrefix(prefix)) return nullptr;
+    if (!RealizeContainedPath(type, directory, nullptr)) return nullptr;
+    return CreateTemporary(1, type, nullptr, directory, prefix, name, flags);
 }
 
 File* UNIXFileManager::MakeTemporaryLike(Oxin_PathType type, const char* path, char** name,
@@ -942,22 +951,6 @@ bool UNIXFileManager::ChangeMode(const char* path, int mode) {
 File* UNIXFileManager::MakeTemporary(const char* directory, const char* prefix, char** name,
                                      int flags) {
     if (!prefix) prefix = "";
-    if (strchr(prefix, '/')) {
-        Error("Invalid temporary filename prefix");
-        return nullptr;
-    }
-    if (!FreeFileSpace(1)) return nullptr;
-    int open_flags = SystemOpenFlags(flags) | O_CREAT | O_EXCL;
-    long number;
-    int fd = create_numbered(directory, prefix, open_flags, &number);
-    if (fd < 0) {
-        if (number < 0) {
-            Error("Unable to generate unique temporary filename");
-        } else {
-            SystemError();
-        }
-        return nullptr;
-    }
-    *name = temporary_name(directory, prefix, number);
-    return WrapDescriptor(0, OxinPathData, *name, fd, open_flags, flags);
+    if (!CheckTemporaryPrefix(prefix)) return nullptr;
+    return CreateTemporary(0, OxinPathData, directory, directory, prefix, name, flags);
 }

@@ -136,6 +136,9 @@ class UNIXFileManager : public FileManager {
     bool FollowLink(const _UNIXContainedPathSettings& settings, LinkTrail* trail,
                     UNIXFilePath** current, String* name, bool* missing);
     bool CopyDescriptors(int from, int to);
+    bool CheckTemporaryPrefix(const char* prefix);
+    File* CreateTemporary(int contained, Oxin_PathType type, const char* open_in,
+                          const char* directory, const char* prefix, char** name, int flags);
     File* WrapDescriptor(int contained, Oxin_PathType type, const char* path, int fd,
                          int open_flags, int flags);
 
