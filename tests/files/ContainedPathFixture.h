@@ -31,6 +31,10 @@ enum {
 
 constexpr uid_t kNobody = 65534;
 
+// Giving a file to another owner takes root; elsewhere such tests are skipped.
+#define REQUIRE_ROOT() \
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to give files to another owner"
+
 inline const char* const kOutsideData =
     "The specified path references a path outside the configured data directory";
 inline const char* const kOutsideScript =

@@ -110,6 +110,7 @@ TEST_F(ContainedPathTest, SymbolicLinksAreRefusedWithoutTheirBit) {
 }
 
 TEST_F(ContainedPathTest, LinksToAnotherOwnerAreRefusedUnlessAllowed) {
+    REQUIRE_ROOT();
     Link(outside_ + "/secret", data_ + "/file-link");
     Link(outside_ + "/dir", data_ + "/dir-link");
     GiveToNobody(outside_ + "/secret");
@@ -270,6 +271,7 @@ TEST_F(ContainedPathTest, DeactivatedFileIsReopenedUnderTheSameChecks) {
 }
 
 TEST_F(ContainedPathTest, HardLinkToAnotherOwnerIsTheSameFile) {
+    REQUIRE_ROOT();
     // A hard link cannot be told from the file it shares: both names carry
     // the owner of the one inode, so the owner checks, which compare a link
     // with its target, have nothing to compare. Permissions are what guard

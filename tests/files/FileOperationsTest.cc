@@ -361,6 +361,7 @@ TEST_F(FileOperationsTest, NormalizedPathsAsTheScriptSeesThem) {
 }
 
 TEST_F(FileOperationsTest, RootSetUpErrors) {
+    REQUIRE_ROOT();
     UNIXFileManager& m = files();
     EXPECT_FALSE(m.InitializeScriptDirectory("relative/dir", "bob"));
     EXPECT_EQ(Text(), "The configured script directory for 'bob' is not an absolute path");
@@ -438,6 +439,7 @@ TEST_F(FileOperationsTest, RootSetUpErrors) {
 }
 
 TEST_F(FileOperationsTest, RealizePathResults) {
+    REQUIRE_ROOT();
     UNIXFileManager& m = files();
     std::string link = base_ + "/link";
     Link(outside_, link);
