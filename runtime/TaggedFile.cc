@@ -244,8 +244,12 @@ int TaggedFile::Section_Read(uint32_t id, int offset, void* buffer, int size) {
 }
 
 int TaggedFile::Section_Remaining() const {
-    if (current_ < 0) return 0;
-    int64_t left = static_cast<int64_t>(directory_[current_].length) - read_position_;
+    if (current_ < 0 || !file_) return 0;
+    const TaggedFile_DirectoryEntry& entry = directory_[current_];
+    int64_t left = static_cast<int64_t>(entry.length) - read_position_;
+    // A section that claims more than the file holds has only what is there.
+    int64_t in_file = file_->Length() - (static_cast<int64_t>(entry.offset) + read_position_);
+    if (in_file < left) left = in_file;
     if (left < 0) return 0;
     return left > INT_MAX ? INT_MAX : static_cast<int>(left);
 }

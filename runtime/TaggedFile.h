@@ -85,7 +85,9 @@ class TaggedFile {
     // Reads up to size bytes at offset within section id, making it current,
     // without touching the read position; bounds as above.
     int Section_Read(uint32_t id, int offset, void* buffer, int size);
-    // Bytes between the read position and the end of the current section.
+    // Bytes between the read position and the end of the current section,
+    // or of the file if that comes first: an upper bound for what a reader
+    // may allocate.
     int Section_Remaining() const;
 
     // Ends an open section (one with a nonzero id), then opens section id at

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "runtime/Dictionary.h"
+#include "runtime/LittleEndian.h"
 #include "tests/runtime/CompiledFileFixture.h"
 
 namespace {
@@ -221,6 +222,18 @@ TEST_F(DictionaryFileTest, EmptyDictionariesAndShortSections) {
     huge = whole;
     huge[7] = 0xFF;
     EXPECT_FALSE(ReadFrom(d, huge));
+
+    // A directory entry that claims more than the file holds bounds nothing.
+    Bytes lying = build_tagged_file({{kSectionDict, DictSection({}, "")}});
+    put_u32(lying.data() + 32 + 4, 0x10000000);            // D
+    put_u32(lying.data() + lying.size() - 4, 0xFFFF0000);  // the section's length
+    Put("lying", lying);
+    {
+        TaggedFile file(manager());
+        ASSERT_TRUE(OpenFile(file, "lying"));
+        EXPECT_FALSE(d.Read(&file));
+        EXPECT_EQ(entry_text(d, 0), "ok");
+    }
 
     // No "dict" at all.
     Put("none", build_tagged_file({}));

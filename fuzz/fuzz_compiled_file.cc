@@ -1,0 +1,85 @@
+// Loads arbitrary bytes as a compiled file: the header and directory, then
+// the sections that have readers. Damaged files must be refused cleanly;
+// findings are crashes, overruns, leaks and runaway allocations.
+
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "runtime/Dictionary.h"
+#include "runtime/SegmentManager.h"
+#include "runtime/TaggedFile.h"
+#include "tests/support/TestApplication.h"
+
+namespace {
+
+std::string temporary_path() {
+    static std::string path = [] {
+        char pattern[] = "/tmp/oxin_fuzz_compiled_XXXXXX";
+        int fd = mkstemp(pattern);
+        if (fd < 0) abort();
+        close(fd);
+        return std::string(pattern);
+    }();
+    return path;
+}
+
+void check_dictionary(const Dictionary& d) {
+    for (int id = 0; id < d.entries(); id++) {
+        int length = -1;
+        const char* text = d.Entry(id, &length);
+        if (!text || length < 0) __builtin_trap();
+        volatile char sink = 0;
+        for (int i = 0; i < length; i++)
+            sink = sink ^ text[i];  // every byte readable
+    }
+}
+
+void check_segments(const SegmentManager& m) {
+    for (int id = 0; id < m.count(); id++) {
+        const Segment* s = m.Segment_Get(id);
+        if (!s) continue;
+        uint16_t word;
+        for (int at = 0; at >= 0 && at < s->Code_Length();)
+            at = s->Read_Word(at, &word);
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size > 1 << 16) return 0;
+    static TestApplication* app = new TestApplication();
+    std::string path = temporary_path();
+    FILE* out = fopen(path.c_str(), "wb");
+    if (!out) abort();
+    if (size) fwrite(data, 1, size, out);
+    fclose(out);
+
+    TaggedFile file(app->filemanager());
+    if (!file.Open(path.c_str(), FileOpenRead)) {
+        if (file.error().length() == 0) __builtin_trap();
+        return 0;
+    }
+    Dictionary dictionary;
+    if (dictionary.Read(&file)) check_dictionary(dictionary);
+    dictionary.Entry_Add("added after the load");
+    check_dictionary(dictionary);
+    SegmentManager segments;
+    if (segments.Read(&file)) check_segments(segments);
+    // The reads by offset and sequence over every directory entry.
+    char buffer[64];
+    for (int i = 0; i < file.directory_entries(); i++) {
+        uint32_t id = file.directory_entry(i)->id;
+        if (file.Section_Read_Start(id)) {
+            while (file.Section_Read(buffer, sizeof buffer) > 0) {
+            }
+        }
+        file.Section_Read(id, i * 3, buffer, sizeof buffer);
+    }
+    return 0;
+}
