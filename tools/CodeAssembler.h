@@ -1,0 +1,48 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tools/AssemblyLexer.h"
+
+class Dictionary;
+class Segment;
+
+// Turns instruction lines into the code of one segment. Operands are numbers;
+// a dictionary operand may also be a string, which is added to the
+// dictionary; a jump operand may be a label, defined anywhere in the same
+// segment. Labels are resolved by Finish.
+class CodeAssembler {
+  public:
+    CodeAssembler(Segment* segment, Dictionary* dictionary);
+
+    // Defines a label at the present end of the code.
+    bool Label(const AssemblyToken& label);
+    // Assembles one line: a mnemonic, ".word", or ".byte" and its operands.
+    bool Line(const std::vector<AssemblyToken>& tokens);
+    // Fills in the jumps to labels; false if one was never defined.
+    bool Finish();
+
+    const std::string& error() const { return error_; }
+
+  private:
+    struct Fixup {
+        int operand_offset;  // where the displacement goes
+        int end;             // the end of the jumping instruction
+        AssemblyToken label;
+    };
+
+    bool Instruction(uint16_t word, const std::vector<AssemblyToken>& tokens, size_t first,
+                     bool known);
+    bool Bytes(const std::vector<AssemblyToken>& tokens);
+    bool Dword(uint16_t word, int which, const AssemblyToken& token, int at, int end);
+    bool Fail(const AssemblyToken& token, const std::string& what);
+
+    Segment* segment_;
+    Dictionary* dictionary_;
+    int offset_;
+    std::map<std::string, int> labels_;
+    std::vector<Fixup> fixups_;
+    std::string error_;
+};
