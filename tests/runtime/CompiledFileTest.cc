@@ -1,0 +1,271 @@
+// A whole compiled file through the writer classes, the stored hash-table
+// record, and the instruction table.
+
+#include <cstring>
+#include <map>
+#include <random>
+#include <set>
+
+#include "runtime/Dictionary.h"
+#include "runtime/Instructions.h"
+#include "runtime/LittleEndian.h"
+#include "runtime/SegmentManager.h"
+#include "runtime/StoredHashTable.h"
+#include "tests/runtime/CompiledFileFixture.h"
+
+namespace {
+
+class CompiledFileTest : public CompiledFileFixture {};
+
+TEST_F(CompiledFileTest, WriterClassesProduceTheHelloFile) {
+    Dictionary dictionary;
+    ASSERT_EQ(dictionary.Entry_Add("Hello"), 0);
+    SegmentManager segments;
+    Segment* start = segments.Start();
+    int at = start->Write_Word(0, Op_pushc);
+    at = start->Write_Dword(at, 0);
+    start->Write_Word(at, Op_out);
+
+    TaggedFile file(manager());
+    ASSERT_TRUE(file.Create(Path("hello.oxc").c_str()));
+    ASSERT_TRUE(dictionary.Write(&file));
+    StoredHashTable empty(8);
+    for (uint32_t id : {kSectionSyst, kSectionGlbl, kSectionLocl}) {
+        ASSERT_TRUE(file.Section_Start(id));
+        ASSERT_TRUE(empty.Write(&file));
+    }
+    ASSERT_TRUE(file.Section_Start(kSectionLocd));
+    ASSERT_TRUE(StoredHashTable::Write_U32(&file, 0));
+    ASSERT_TRUE(segments.Write(&file));
+    ASSERT_TRUE(file.Section_Start(kSectionFunc));
+    ASSERT_TRUE(empty.Write(&file));
+    ASSERT_TRUE(file.Section_Flush()) << Text(file);
+    file.Close();
+    EXPECT_EQ(Get("hello.oxc"), hello_file_bytes());
+
+    // Read back in the load order.
+    TaggedFile reader(manager());
+    ASSERT_TRUE(OpenFile(reader, "hello.oxc")) << Text(reader);
+    Dictionary d;
+    ASSERT_TRUE(d.Read(&reader));
+    int length = 0;
+    const char* text = d.Entry(0, &length);
+    EXPECT_EQ(std::string(text, length), "Hello");
+    SegmentManager s;
+    ASSERT_TRUE(s.Read(&reader));
+    ASSERT_NE(s.Start(), nullptr);
+    EXPECT_EQ(s.Start()->Code_Length(), 8);
+    uint16_t word = 0;
+    uint32_t operand = 1;
+    EXPECT_EQ(s.Start()->Read_Word(0, &word), 2);
+    EXPECT_EQ(word, Op_pushc);
+    EXPECT_EQ(s.Start()->Read_Dword(2, &operand), 6);
+    EXPECT_EQ(operand, 0u);
+}
+
+class StoredHashTableTest : public CompiledFileFixture {
+  protected:
+    bool ReadTable(StoredHashTable& table, const Bytes& section, int entry_size,
+                   int head_size = StoredHashTable::kHeadSize) {
+        Put("t", build_tagged_file({{kSectionGlbl, section}}));
+        TaggedFile file(manager());
+        if (!OpenFile(file, "t") || !file.Section_Read_Start(kSectionGlbl)) return false;
+        return table.Read(&file, entry_size, head_size);
+    }
+};
+
+TEST_F(StoredHashTableTest, RoundTripOfRandomTablesWithTheirEntries) {
+    std::mt19937 random(3);
+    for (int round = 0; round < 20; round++) {
+        int bits = static_cast<int>(random() % 17);
+        int entries = static_cast<int>(random() % 200);
+        StoredHashTable table(bits);
+        table.set_entries(entries);
+        std::map<int, int32_t> model;
+        for (int i = 0; i < entries; i++) {
+            int bucket = static_cast<int>(random() % table.buckets());
+            table.set_head(bucket, i);
+            model[bucket] = i;
+        }
+        int head_size =
+            round % 2 ? StoredHashTable::kTokenIndexHeadSize : StoredHashTable::kHeadSize;
+        TaggedFile writer(manager());
+        ASSERT_TRUE(writer.Create(Path("h").c_str()));
+        ASSERT_TRUE(writer.Section_Start(kSectionGlbl));
+        ASSERT_TRUE(table.Write(&writer, head_size));
+        for (int i = 0; i < entries; i++) {  // the owner's entries follow
+            ASSERT_TRUE(StoredHashTable::Write_U32(&writer, i * 3));
+            ASSERT_TRUE(StoredHashTable::Write_U16(&writer, static_cast<uint16_t>(i)));
+        }
+        ASSERT_TRUE(writer.Section_Flush());
+        writer.Close();
+
+        Bytes raw = Get("h");
+        EXPECT_EQ(get_u16(raw.data() + 32), model.size());
+        EXPECT_EQ(raw[34], bits);
+        EXPECT_EQ(get_u32(raw.data() + 35), static_cast<uint32_t>(entries));
+        if (head_size == StoredHashTable::kTokenIndexHeadSize) {
+            EXPECT_EQ(get_u32(raw.data() + 39), 0u);
+        }
+        // Bucket records in ascending order.
+        const unsigned char* record = raw.data() + 32 + head_size;
+        for (auto [bucket, first] : model) {
+            EXPECT_EQ(get_u16(record), bucket);
+            EXPECT_EQ(get_u32(record + 2), static_cast<uint32_t>(first));
+            record += 6;
+        }
+
+        TaggedFile reader(manager());
+        ASSERT_TRUE(OpenFile(reader, "h"));
+        ASSERT_TRUE(reader.Section_Read_Start(kSectionGlbl));
+        StoredHashTable back;
+        ASSERT_TRUE(back.Read(&reader, 6, head_size)) << back.error().c_str();
+        EXPECT_EQ(back.bits(), bits);
+        EXPECT_EQ(back.entries(), entries);
+        EXPECT_EQ(back.used_buckets(), static_cast<int>(model.size()));
+        for (int b = 0; b < back.buckets(); b++) {
+            auto it = model.find(b);
+            ASSERT_EQ(back.head(b), it == model.end() ? -1 : it->second);
+        }
+        for (int i = 0; i < entries; i++) {
+            uint32_t value;
+            uint16_t small;
+            ASSERT_TRUE(StoredHashTable::Read_U32(&reader, &value));
+            ASSERT_TRUE(StoredHashTable::Read_U16(&reader, &small));
+            ASSERT_EQ(value, static_cast<uint32_t>(i * 3));
+            ASSERT_EQ(small, i);
+        }
+        uint16_t beyond;
+        EXPECT_FALSE(StoredHashTable::Read_U16(&reader, &beyond));
+    }
+}
+
+TEST_F(StoredHashTableTest, DamagedTablesAreRefused) {
+    auto table_bytes = [](int used, int bits, uint32_t entries, std::vector<int> buckets) {
+        Bytes out;
+        append_u16(out, static_cast<uint16_t>(used));
+        out.push_back(static_cast<unsigned char>(bits));
+        append_u32(out, entries);
+        for (size_t i = 0; i < buckets.size(); i += 2) {
+            append_u16(out, static_cast<uint16_t>(buckets[i]));
+            append_u32(out, static_cast<uint32_t>(buckets[i + 1]));
+        }
+        return out;
+    };
+    StoredHashTable t;
+    // H = 0: one bucket, and it works.
+    Bytes one = table_bytes(1, 0, 1, {0, 0});
+    append_u32(one, 5);
+    append_u32(one, 0xFFFFFFFF);
+    ASSERT_TRUE(ReadTable(t, one, 8));
+    EXPECT_EQ(t.buckets(), 1);
+    EXPECT_EQ(t.head(0), 0);
+    EXPECT_EQ(t.head(1), -1);
+
+    const char* corrupt = "File is either corrupt or not a valid compiled Oxin Script file";
+    struct Case {
+        Bytes bytes;
+        int entry_size;
+    } cases[] = {
+        {table_bytes(0, 17, 0, {}), 8},           // too many bits
+        {table_bytes(1, 2, 1, {4, 0}), 0},        // bucket beyond the table
+        {table_bytes(1, 2, 1, {1, 1}), 0},        // chain head not below E
+        {table_bytes(0, 8, 0x80000000u, {}), 0},  // E beyond an int
+        {table_bytes(0, 8, 100, {}), 8},          // entries cannot fit
+        {table_bytes(3, 8, 0, {1, 0}), 0},        // bucket records cut off
+    };
+    for (size_t i = 0; i < std::size(cases); i++) {
+        EXPECT_FALSE(ReadTable(t, cases[i].bytes, cases[i].entry_size)) << i;
+        EXPECT_EQ(std::string(t.error().c_str()), corrupt) << i;
+        EXPECT_EQ(t.entries(), 0) << i;
+    }
+    // A head shorter than 7 (or 11) bytes fails.
+    Bytes six = table_bytes(0, 8, 0, {});
+    six.pop_back();
+    EXPECT_FALSE(ReadTable(t, six, 0));
+    EXPECT_FALSE(ReadTable(t, table_bytes(0, 8, 0, {}), 0, StoredHashTable::kTokenIndexHeadSize));
+}
+
+TEST(StoredHashTableOrderTest, BucketAndChainOrder) {
+    // The bucket is hashi with 0, masked: case does not matter.
+    EXPECT_EQ(StoredHashTable::Bucket("Name", 4, 12), StoredHashTable::Bucket("nAME", 4, 12));
+    EXPECT_EQ(StoredHashTable::Bucket("anything", 8, 0), 0);
+    for (int bits = 1; bits <= 16; bits++) {
+        int b = StoredHashTable::Bucket("counter", 7, bits);
+        EXPECT_GE(b, 0);
+        EXPECT_LT(b, 1 << bits);
+        EXPECT_EQ(b, StoredHashTable::Bucket("counter", 7, 16) & ((1 << bits) - 1));
+    }
+    EXPECT_EQ(StoredHashTable::Compare("zz", 2, "aaa", 3), -1);
+    EXPECT_EQ(StoredHashTable::Compare("abc", 3, "ABD", 3), -1);
+    EXPECT_EQ(StoredHashTable::Compare("ABC", 3, "abc", 3), 0);
+    EXPECT_EQ(StoredHashTable::Compare("b", 1, "A", 1), 1);
+}
+
+TEST(InstructionsTest, OperandKindsComeFromTheBits) {
+    EXPECT_EQ(Instructions::Length(Op_pushf), 10);  // a double
+    EXPECT_EQ(Instructions::Length(Op_pushi), 6);   // a dword
+    EXPECT_EQ(Instructions::Length(Op_cmpgg), 10);
+    EXPECT_EQ(Instructions::Length(Op_out), 2);
+    EXPECT_EQ(Instructions::First_Operand(0xC000), OperandNone);
+    EXPECT_EQ(Instructions::Second_Operand(0x3000), OperandNone);
+    EXPECT_EQ(Instructions::Second_Operand(0x2000), OperandDouble);
+    EXPECT_EQ(Instructions::Length(0xA000), 18);
+}
+
+TEST(InstructionsTest, TableHoldsEveryNumberOnce) {
+    int count = 0;
+    const Instruction_Info* table = Instructions::Table(&count);
+    EXPECT_EQ(count, 147);
+    std::set<std::string> mnemonics;
+    int unknown_to_listing = 0;
+    for (int i = 0; i < count; i++) {
+        if (i > 0) {
+            EXPECT_LT(table[i - 1].number, table[i].number);
+        }
+        EXPECT_TRUE(mnemonics.insert(table[i].mnemonic).second) << table[i].mnemonic;
+        EXPECT_EQ(Instructions::Lookup(table[i].number), &table[i]);
+        EXPECT_EQ(Instructions::Lookup(table[i].mnemonic), &table[i]);
+        unknown_to_listing += table[i].listing == nullptr;
+    }
+    // Every other number is illegal, the gaps included.
+    int legal = 0;
+    for (int word = 0; word < 0x10000; word++)
+        legal += Instructions::Lookup(word) != nullptr;
+    EXPECT_EQ(legal, count);
+    EXPECT_EQ(Instructions::Lookup(static_cast<uint16_t>(2)), nullptr);
+    EXPECT_EQ(Instructions::Lookup(static_cast<uint16_t>(527)), nullptr);
+    EXPECT_EQ(Instructions::Lookup(static_cast<uint16_t>(16659)), nullptr);
+    EXPECT_EQ(Instructions::Lookup("nope"), nullptr);
+    EXPECT_EQ(Instructions::Lookup("pushc", 4), nullptr);
+
+    // The listing shows these as illegal.
+    const int illegal[] = {63,  65,  82,    85,    88,    89,    91,    278,   534,   535,  536,
+                           537, 538, 16467, 16468, 16470, 16658, 16661, 20572, 20755, 20756};
+    EXPECT_EQ(unknown_to_listing, static_cast<int>(std::size(illegal)));
+    for (int number : illegal) {
+        const Instruction_Info* info = Instructions::Lookup(static_cast<uint16_t>(number));
+        ASSERT_NE(info, nullptr) << number;
+        EXPECT_EQ(info->listing, nullptr) << number;
+    }
+    EXPECT_STREQ(Instructions::Lookup(Op_op_export)->listing, "export");
+    EXPECT_STREQ(Instructions::Lookup(Op_op_export)->name, "op_export");
+    EXPECT_STREQ(Instructions::Lookup(Op_exit)->listing, "exit");
+    EXPECT_STREQ(Instructions::Lookup(Op_exit_alt)->name, "exit");
+    EXPECT_STREQ(Instructions::Lookup(Op_dbopen1)->name, "dbopen");
+    EXPECT_STREQ(Instructions::Lookup(Op_op_http_counted)->name, "op_http");
+    // Spot checks of numbers against the instruction set.
+    EXPECT_EQ(Op_pushc, 16385);
+    EXPECT_EQ(Op_pushf, 32771);
+    EXPECT_EQ(Op_poplvnc, 16461);
+    EXPECT_EQ(Op_swapn, 20572);
+    EXPECT_EQ(Op_storegi, 21253);
+    EXPECT_EQ(Op_call, 16445);
+    EXPECT_EQ(Op_tagerror, 20555);
+    EXPECT_EQ(Op_async, 16661);
+    EXPECT_EQ(Op_dbcommand, 538);
+    EXPECT_EQ(Op_pop3stop, 16649);
+    EXPECT_EQ(Op_op_commerce_stop, 16657);
+}
+
+}  // namespace
