@@ -1,5 +1,8 @@
 #include "variables/ReferenceVariable.h"
 
+// Make_Reference builds a reference in place over a plain variable.
+static_assert(sizeof(ReferenceVariable) == sizeof(Variable));
+
 ReferenceVariable::ReferenceVariable(const char* name, int length, Variable* target)
     : Variable(name, length) {
     target_ = target;
