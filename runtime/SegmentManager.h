@@ -33,6 +33,8 @@ class SegmentManager {
     bool Write(TaggedFile* file);
 
     int start() const { return start_; }
+    // Makes id the segment where execution begins (a writer's choice).
+    void set_start(int id) { start_ = id; }
     int count() const { return count_; }
     int capacity() const { return capacity_; }
 

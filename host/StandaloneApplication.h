@@ -1,0 +1,27 @@
+#pragma once
+
+#include "files/UNIXFileManager.h"
+#include "host/Config.h"
+#include "host/OxinApplication.h"
+
+// The application of programs that run outside a web request, such as the
+// engine's tools and its tests: a real file manager and configuration with
+// their defaults, the process's own ids, and the system's host name.
+class StandaloneApplication : public OxinApplication {
+  public:
+    StandaloneApplication() : files_(this) {}
+
+    FileManager* filemanager() override { return &files_; }
+    UNIXFileManager& files() { return files_; }
+    Config* config() override { return &config_; }
+    const char* lasterror() override;
+    int processid() override;
+    int threadid() override { return processid(); }
+    const char* lockhostname() override;
+    int lockexpiration() override { return config_.value_integer(kConfigLockExpiration); }
+    void Sleep(int milliseconds) override;
+
+  private:
+    Config config_;
+    UNIXFileManager files_;
+};
