@@ -1,0 +1,232 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "base/Hash.h"
+#include "base/MemCmpI.h"
+#include "runtime/Dictionary.h"
+#include "runtime/TaggedFile.h"
+#include "tests/runtime/CompiledFileFixture.h"
+#include "tests/variables/VariableTestSupport.h"
+#include "variables/ReferenceVariableHash.h"
+#include "variables/VariableHash.h"
+
+namespace {
+
+class VariableHashFile : public CompiledFileFixture {
+  protected:
+    // Writes each hash as its section into one new file.
+    void WriteFile(const std::string& name,
+                   const std::vector<std::pair<uint32_t, VariableHash*>>& sections) {
+        TaggedFile writer(manager());
+        ASSERT_TRUE(writer.Create(Path(name).c_str())) << Text(writer);
+        for (auto& [id, hash] : sections)
+            ASSERT_TRUE(hash->Write(&writer, id)) << hash->error().c_str();
+        ASSERT_TRUE(writer.Section_Flush()) << Text(writer);
+        writer.Close();
+    }
+
+    Bytes SectionBytes(const std::string& name, uint32_t id) {
+        TaggedFile reader(manager());
+        EXPECT_TRUE(OpenFile(reader, name)) << Text(reader);
+        int size = 0;
+        EXPECT_TRUE(reader.Section_Read_Start(id, &size));
+        Bytes bytes(size);
+        EXPECT_EQ(reader.Section_Read(bytes.data(), size), size);
+        return bytes;
+    }
+};
+
+void ExpectSameTables(VariableHash& a, VariableHash& b) {
+    ASSERT_EQ(a.bits(), b.bits());
+    ASSERT_EQ(a.buckets(), b.buckets());
+    ASSERT_EQ(a.used_buckets(), b.used_buckets());
+    ASSERT_EQ(a.Entries(), b.Entries());
+    for (int i = 0; i < a.buckets(); i++)
+        ASSERT_EQ(a.bucket_head(i), b.bucket_head(i)) << "bucket " << i;
+    for (int n = 0; n < a.Entries(); n++) {
+        ASSERT_EQ(a.entry(n)->id, b.entry(n)->id) << "entry " << n;
+        ASSERT_EQ(a.next_link(n), b.next_link(n)) << "entry " << n;
+    }
+}
+
+std::string RandomName(std::mt19937& random) {
+    std::string name(1 + random() % 6, 'a');
+    for (char& c : name)
+        c = static_cast<char>((random() % 2 ? 'a' : 'A') + random() % 5);
+    return name;
+}
+
+// The section bytes of a table built without VariableHash: buckets by hashi,
+// chains sorted by length, then case-insensitive bytes, then entry number.
+Bytes ExpectedSection(const std::vector<std::string>& names, const std::vector<int>& ids,
+                      int bits) {
+    int buckets = 1 << bits;
+    std::vector<std::vector<int>> chains(buckets);
+    for (int n = 0; n < static_cast<int>(names.size()); n++)
+        chains[hashi(names[n].data(), names[n].size(), 0) & (buckets - 1)].push_back(n);
+    std::vector<uint32_t> next(names.size(), 0xFFFFFFFF);
+    Bytes records;
+    int used = 0;
+    for (int bucket = 0; bucket < buckets; bucket++) {
+        std::vector<int>& chain = chains[bucket];
+        if (chain.empty()) continue;
+        std::stable_sort(chain.begin(), chain.end(), [&names](int x, int y) {
+            const std::string &a = names[x], &b = names[y];
+            if (a.size() != b.size()) return a.size() < b.size();
+            return memcmpi(a.data(), b.data(), static_cast<int>(a.size())) < 0;
+        });
+        for (size_t i = 0; i + 1 < chain.size(); i++)
+            next[chain[i]] = chain[i + 1];
+        append_u16(records, static_cast<uint16_t>(bucket));
+        append_u32(records, chain[0]);
+        used++;
+    }
+    Bytes out;
+    append_u16(out, static_cast<uint16_t>(used));
+    out.push_back(static_cast<unsigned char>(bits));
+    append_u32(out, static_cast<uint32_t>(names.size()));
+    out.insert(out.end(), records.begin(), records.end());
+    for (size_t n = 0; n < names.size(); n++) {
+        append_u32(out, ids[n]);
+        append_u32(out, next[n]);
+    }
+    return out;
+}
+
+TEST_F(VariableHashFile, StoredBytesFollowTheHashAndTheChainOrder) {
+    std::mt19937 random(11);
+    Dictionary dictionary;
+    VariableHash hash(&dictionary, 3, 16);
+    std::vector<std::string> names;
+    std::vector<int> ids;
+    for (int i = 0; i < 60; i++) {
+        names.push_back(RandomName(random));
+        int n = hash.Insert(names.back().c_str(), -1);
+        ids.push_back(hash.entry(n)->id);
+    }
+    WriteFile("bytes.oxc", {{kSectionGlbl, &hash}});
+    EXPECT_EQ(SectionBytes("bytes.oxc", kSectionGlbl), ExpectedSection(names, ids, 3));
+}
+
+TEST_F(VariableHashFile, TablesReadBackEqual) {
+    std::mt19937 random(12);
+    Dictionary dictionary;
+    VariableHash system(&dictionary, 12, 512);
+    VariableHash globals(&dictionary, 0, 8);  // one bucket: a single chain
+    VariableHash empty(&dictionary, 5, 4);
+    VariableHash grown(&dictionary, 6, 4);
+    for (int i = 0; i < 300; i++)
+        system.Insert(RandomName(random).c_str(), -1);
+    for (int i = 0; i < 40; i++)
+        globals.Insert(RandomName(random).c_str(), -1);
+    for (int i = 0; i < 600; i++)
+        grown.Insert(RandomName(random).c_str(), -1);
+    system.SetVariable("allocated", -1, "not stored", -1);
+    const uint32_t kGrown = 0x12345678;
+    const uint32_t kEmpty = 0x0000FFFF;
+    WriteFile(
+        "tables.oxc",
+        {{kSectionSyst, &system}, {kSectionGlbl, &globals}, {kEmpty, &empty}, {kGrown, &grown}});
+
+    TaggedFile reader(manager());
+    ASSERT_TRUE(OpenFile(reader, "tables.oxc")) << Text(reader);
+    std::vector<std::pair<uint32_t, VariableHash*>> sections = {
+        {kSectionSyst, &system}, {kSectionGlbl, &globals}, {kEmpty, &empty}, {kGrown, &grown}};
+    for (auto& [id, original] : sections) {
+        VariableHash copy(&dictionary, 1, 1);
+        copy.Insert("replaced", -1);
+        ASSERT_TRUE(copy.Read(&reader, id)) << copy.error().c_str();
+        ExpectSameTables(*original, copy);
+        EXPECT_EQ(copy.capacity(), original->Entries());
+        for (int n = 0; n < copy.Entries(); n++) {
+            int length;
+            const char* name = dictionary.Entry(copy.entry(n)->id, &length);
+            ASSERT_EQ(copy.Seek(-1, name, length), original->Seek(-1, name, length));
+            ASSERT_EQ(copy.Index(n, 0), nullptr);
+        }
+        copy.Insert("after", -1);  // a read table still grows
+        EXPECT_EQ(copy.Seek(-1, "AFTER", -1), original->Entries());
+    }
+    EXPECT_EQ(SectionBytes("tables.oxc", kEmpty), (Bytes{0, 0, 5, 0, 0, 0, 0}));
+}
+
+TEST_F(VariableHashFile, MissingAndShortSectionsFail) {
+    Dictionary dictionary;
+    VariableHash hash(&dictionary, 2, 8);
+    for (const char* name : {"a", "b", "c", "d"})
+        hash.Insert(name, -1);
+    WriteFile("whole.oxc", {{kSectionGlbl, &hash}});
+    Bytes body = SectionBytes("whole.oxc", kSectionGlbl);
+    body.resize(body.size() - 3);  // the last entry record cut short
+    Put("short.oxc", build_tagged_file({{kSectionGlbl, body}}));
+
+    TaggedFile reader(manager());
+    ASSERT_TRUE(OpenFile(reader, "short.oxc")) << Text(reader);
+    VariableHash copy(&dictionary, 2, 8);
+    copy.Insert("old", -1);
+    EXPECT_FALSE(copy.Read(&reader, kSectionGlbl));
+    EXPECT_GT(copy.error().length(), 0);
+    EXPECT_EQ(copy.Entries(), 0);  // the old tables are gone
+    VariableHash other(&dictionary);
+    EXPECT_FALSE(other.Read(&reader, kSectionSyst));
+    EXPECT_GT(other.error().length(), 0);
+}
+
+// A file's table of globals: its numbers are its own, resolved by name in
+// the request's table on first use.
+TEST_F(VariableHashFile, FileTablesReachTheGlobalsByTheirOwnNumbers) {
+    Dictionary file_names;
+    VariableHash written_one(&file_names, 4, 8);
+    written_one.Insert("fresh", -1);
+    written_one.Insert("Shared", -1);
+    written_one.Insert("byref", -1);
+    VariableHash written_two(&file_names, 4, 8);
+    written_two.Insert("SHARED", -1);
+    WriteFile("file.oxc", {{kSectionGlbl, &written_one}, {kSectionSyst, &written_two}});
+
+    Dictionary request;
+    VariableHash globals(&request);
+    globals.SetVariable("shared", -1, "g", -1);
+    ReferenceVariableHash one(&file_names, &globals);
+    ReferenceVariableHash two(&file_names, &one);
+    EXPECT_EQ(two.RealIdentity(), &globals);
+    TaggedFile reader(manager());
+    ASSERT_TRUE(OpenFile(reader, "file.oxc")) << Text(reader);
+    ASSERT_TRUE(one.Read(&reader, kSectionGlbl));
+    ASSERT_TRUE(two.Read(&reader, kSectionSyst));
+    EXPECT_EQ(one.entry(0)->version, -1);
+
+    EXPECT_EQ(::Text(one.Index(1, 0)), "g");
+    EXPECT_EQ(one.entry(1)->version, 0);  // resolved to the globals' entry 0
+    EXPECT_EQ(one.Index(1, 0), two.Index(0, 0));
+    EXPECT_EQ(one.Index(0, 0), nullptr);  // not in the globals, not made
+    EXPECT_EQ(globals.Entries(), 1);
+    Variable* fresh = one.Index(0, 1);
+    ASSERT_NE(fresh, nullptr);
+    EXPECT_EQ(globals.Entries(), 2);
+    EXPECT_EQ(globals.Index(1, 0), fresh);
+    Variable* found = nullptr;
+    EXPECT_TRUE(one.Find(&found, "FRESH", -1, 0));
+    EXPECT_EQ(found, fresh);
+    EXPECT_FALSE(one.Find(&found, "other", -1, 0));
+    one.SetVariable("other", -1, "o", -1);  // goes to the globals
+    EXPECT_EQ(globals.Entries(), 3);
+    EXPECT_EQ(one.Entries(), 3);
+    EXPECT_TRUE(one.Find(&found, "other", -1, 0));  // straight to the globals
+    EXPECT_EQ(::Text(found), "o");
+    EXPECT_FALSE(one.LookupVariable_Fancy(&found, "x[y]", -1, 1));
+    EXPECT_STREQ(one.error().c_str(), "Array index must be positive integer");
+
+    Held target(new Variable("t", -1, "t", -1));
+    EXPECT_EQ(one.SetVariable_Reference(2, target.get()), 1);
+    Variable* byref = nullptr;
+    EXPECT_TRUE(globals.Find(&byref, "byref", -1, 0));
+    EXPECT_EQ(byref->RealIdentity(), target.get());
+    EXPECT_EQ(one.Index(2, 0), byref);
+}
+
+}  // namespace

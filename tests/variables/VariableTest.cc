@@ -1,0 +1,533 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/variables/VariableTestSupport.h"
+#include "variables/AggregateElementTree.h"
+#include "variables/ImmutableVariable.h"
+#include "variables/NULLVariable.h"
+#include "variables/ReferenceVariable.h"
+#include "variables/VariableList.h"
+
+namespace {
+
+constexpr unsigned char kS = Variable::kStringValid;
+constexpr unsigned char kI = Variable::kIntegerValid;
+constexpr unsigned char kD = Variable::kDoubleValid;
+
+TEST(VariableForms, FreshVariableIsUnsetAndReadsAsEmptyText) {
+    Held v(new Variable("x", -1));
+    EXPECT_EQ(v->name().length(), 1);
+    EXPECT_TRUE(v->IsNULL());
+    EXPECT_EQ(v->flags(), 0);
+    EXPECT_EQ(v->primary_type(), PrimaryNone);
+    EXPECT_EQ(Text(v.get()), "");
+    EXPECT_EQ(v->flags(), kS);
+    EXPECT_TRUE(v->IsNULL());
+    EXPECT_EQ(v->value_integer(), 0);
+    EXPECT_EQ(v->value_double(), 0.0);
+    EXPECT_FALSE(v->IsTrue());
+    EXPECT_EQ(v->aggregatetype(), AggregateNone);
+    // A number read from an unset variable is a valid 0 from then on.
+    Held w(new Variable("w", -1));
+    EXPECT_EQ(w->value_double(), 0.0);
+    EXPECT_EQ(w->flags(), kD);
+    EXPECT_FALSE(w->IsNULL());
+}
+
+TEST(VariableForms, EachAssignmentKeepsOnlyItsFormAndFillsTheOthersOnDemand) {
+    Held v(new Variable("v", 1));
+    v->SetValue_Integer(-42);
+    EXPECT_EQ(v->flags(), kI);
+    EXPECT_EQ(v->primary_type(), PrimaryInteger);
+    EXPECT_FALSE(v->IsNULL());
+    EXPECT_EQ(Text(v.get()), "-42");
+    EXPECT_EQ(v->value_double(), -42.0);
+    EXPECT_EQ(v->flags(), kS | kI | kD);
+    EXPECT_EQ(v->primary_type(), PrimaryInteger);
+
+    v->SetValue_Double(-2.75);
+    EXPECT_EQ(v->flags(), kD);
+    EXPECT_EQ(v->value_integer(), -2);  // toward zero
+    EXPECT_EQ(Text(v.get()), "-2.75");
+    EXPECT_EQ(v->primary_type(), PrimaryDouble);
+
+    v->SetValue("1", 1);
+    EXPECT_EQ(v->flags(), kS);
+    EXPECT_EQ(v->value_integer(), 1);
+    EXPECT_EQ(v->flags(), kS | kI);
+    EXPECT_EQ(v->primary_type(), PrimaryString);
+
+    char* buffer = new char[8];
+    memcpy(buffer, "0x1F", 5);
+    v->SetValue_Nocopy(buffer, 4, 8);
+    EXPECT_EQ(v->value_integer(), 31);
+    EXPECT_EQ(v->value_double(), 31.0);
+    EXPECT_EQ(Text(v.get()), "0x1F");
+}
+
+TEST(VariableForms, ConstructorsSetTheDocumentedForms) {
+    Held i(new Variable("i", -1, 7));
+    EXPECT_EQ(i->flags(), kI);
+    EXPECT_EQ(i->primary_type(), PrimaryInteger);
+    Held d(new Variable("d", -1, 3.75));
+    EXPECT_EQ(d->flags(), kI | kD);
+    EXPECT_EQ(d->value_integer(), 3);
+    // The double outranks the integer when the text is made.
+    EXPECT_EQ(Text(d.get()), "3.75");
+    Held s(new Variable(String("s"), String("abc")));
+    EXPECT_EQ(s->flags(), kS);
+    EXPECT_EQ(s->primary_type(), PrimaryString);
+    char* buffer = new char[16];
+    memcpy(buffer, "hello", 6);
+    Held n(new Variable("n", -1, buffer, 5, 16));
+    EXPECT_EQ(Text(n.get()), "hello");
+    EXPECT_STREQ(n->name().c_str(), "n");
+}
+
+TEST(VariableForms, TextThatIsNoPlainNumber) {
+    Held v(new Variable("v", -1, "12abc", -1));
+    EXPECT_EQ(v->value_integer(), 0);
+    EXPECT_EQ(v->value_double(), 0.0);
+    EXPECT_EQ(Text(v.get()), "12abc");
+    v->SetValue("3.9", -1);
+    EXPECT_EQ(v->value_integer(), 3);  // through the double
+    EXPECT_EQ(v->flags(), kS | kI | kD);
+    v->SetValue("-3.9", -1);
+    EXPECT_EQ(v->value_integer(), -3);
+    v->SetValue("1e3", -1);
+    EXPECT_EQ(v->value_integer(), 1000);
+    int error = 5;
+    v->SetValue("abc", -1);
+    EXPECT_EQ(v->value_compare(&error), 0.0);
+    EXPECT_EQ(error, 1);
+    EXPECT_EQ(v->flags() & kD, 0);
+    v->SetValue("2.5", -1);
+    EXPECT_EQ(v->value_compare(&error), 2.5);
+    EXPECT_EQ(error, 0);
+    EXPECT_EQ(v->flags() & kD, kD);
+    v->SetValue_Integer(9);
+    EXPECT_EQ(v->value_compare(&error), 9.0);
+    EXPECT_EQ(v->flags(), kI | kD);
+}
+
+TEST(VariableForms, TextRuleOfTruth) {
+    for (const char* text : {"", "0", "00", ".", "0.0", ".000", "000.", "0."})
+        EXPECT_FALSE(Variable::IsTrue(text, -1)) << text;
+    for (const char* text : {"0.0.0", "1", "-0", " ", "abc", "..", "0,0", "0.01"})
+        EXPECT_TRUE(Variable::IsTrue(text, -1)) << text;
+    Held v(new Variable("v", -1));
+    v->SetValue_Double(0.0);
+    EXPECT_FALSE(v->IsTrue());
+    v->SetValue_Double(0.5);
+    EXPECT_TRUE(v->IsTrue());
+    v->SetValue_Integer(0);
+    EXPECT_FALSE(v->IsTrue());
+    v->SetNULL();
+    EXPECT_TRUE(v->IsNULL());
+    EXPECT_EQ(v->flags(), 0);
+}
+
+// The expected value of a variable, worked out with the C library.
+struct Expected {
+    std::string text;
+    int integer = 0;
+    double number = 0.0;
+    bool null = true;
+    // Unset: the first reading decides. A text reading makes it an empty
+    // text, a number reading makes it a valid 0.
+    bool unset = true;
+};
+
+Expected FromInteger(int value) {
+    char text[16];
+    snprintf(text, sizeof text, "%d", value);
+    return {text, value, static_cast<double>(value), false, false};
+}
+
+Expected FromDouble(double value) {
+    // The text is checked by reading it back rather than by spelling.
+    return {"", static_cast<int>(value), value, false, false};
+}
+
+Expected FromText(const std::string& text) {
+    Expected e{text, 0, 0.0, text.empty(), false};
+    char* end;
+    errno = 0;
+    long integer = strtol(text.c_str(), &end, 0);
+    bool plain_integer = !text.empty() && *end == 0 && text[0] != '+' && text[0] != ' ' &&
+                         integer >= INT32_MIN && integer <= INT32_MAX &&
+                         !(text.size() > 1 && text[0] == '0' && text[1] != 'x');
+    double number = strtod(text.c_str(), &end);
+    bool is_number = !text.empty() && *end == 0 && text[0] != ' ';
+    e.number = is_number ? number : 0.0;
+    e.integer = plain_integer ? static_cast<int>(integer) : static_cast<int>(e.number);
+    return e;
+}
+
+std::string RandomText(std::mt19937& random) {
+    switch (random() % 6) {
+        case 0:
+            return std::to_string(static_cast<int>(random() % 200000) - 100000);
+        case 1: {
+            char text[32];
+            snprintf(text, sizeof text, "%.3f",
+                     (static_cast<int>(random() % 200000) - 100000) / 8.0);
+            return text;
+        }
+        case 2: {
+            char text[16];
+            snprintf(text, sizeof text, "0x%X", static_cast<unsigned>(random() % 65536));
+            return text;
+        }
+        case 3:
+            return std::to_string(random() % 1000) + "abc";
+        case 4:
+            return "";
+        default:
+            return std::string(1 + random() % 5, static_cast<char>('a' + random() % 26));
+    }
+}
+
+// Random assignments of every kind and random reads in random order over a
+// pool of variables and references to them; each read must agree with the
+// C library's reading of what was assigned last.
+TEST(VariableForms, RandomAssignmentsStayCoherent) {
+    std::mt19937 random(20240601);
+    constexpr int kPool = 8;
+    std::vector<Variable*> pool;
+    std::map<Variable*, Expected> model;
+    for (int i = 0; i < kPool; i++) {
+        pool.push_back(new Variable("p", -1));
+        model[pool.back()] = Expected{};
+    }
+    std::vector<Variable*> references;
+    for (int i = 0; i < 4; i++)
+        references.push_back(new ReferenceVariable("r", -1, pool[random() % kPool]));
+    auto pick = [&]() -> Variable* {
+        return random() % 3 == 0 ? references[random() % references.size()]
+                                 : pool[random() % kPool];
+    };
+    for (int step = 0; step < kRandomSteps; step++) {
+        Variable* v = pick();
+        Expected& e = model[v->RealIdentity()];
+        switch (random() % 8) {
+            case 0: {
+                int value = static_cast<int>(random()) / 3;
+                v->SetValue_Integer(value);
+                e = FromInteger(value);
+                break;
+            }
+            case 1: {
+                double value = (static_cast<int>(random() % 2000000) - 1000000) / 64.0;
+                v->SetValue_Double(value);
+                e = FromDouble(value);
+                break;
+            }
+            case 2: {
+                std::string text = RandomText(random);
+                v->SetValue(text.c_str(), static_cast<int>(text.size()));
+                e = FromText(text);
+                break;
+            }
+            case 3: {
+                Variable* source = pick();
+                if (source->RealIdentity() == v->RealIdentity()) break;  // no change at all
+                Expected& s = model[source->RealIdentity()];
+                if (s.unset) s = FromText("");
+                v->SetValue(*source);
+                e = s;
+                break;
+            }
+            case 4:
+                v->SetNULL();
+                e = Expected{};
+                break;
+            default:
+                break;
+        }
+        // Whether the value is null is asked before any number is filled
+        // in: an unset variable that was read as a number is no longer null.
+        if (random() % 2) {
+            ASSERT_EQ(v->IsNULL(), e.null) << "step " << step;
+        }
+        for (int read = 0; read < 3; read++) {
+            int kind = random() % 3;
+            if (e.unset) e = kind == 2 ? FromText("") : FromInteger(0);
+            switch (kind) {
+                case 0:
+                    ASSERT_EQ(v->value_integer(), e.integer) << "step " << step;
+                    break;
+                case 1:
+                    ASSERT_EQ(v->value_double(), e.number) << "step " << step;
+                    break;
+                case 2:
+                    if (!e.text.empty() || e.null) {
+                        ASSERT_EQ(Text(v), e.text) << "step " << step;
+                    } else {
+                        ASSERT_EQ(strtod(Text(v).c_str(), nullptr), e.number) << "step " << step;
+                    }
+                    break;
+            }
+        }
+    }
+    for (Variable* r : references)
+        r->DecRefCount();
+    for (Variable* v : pool) {
+        EXPECT_EQ(v->refcount(), 1);
+        v->DecRefCount();
+    }
+}
+
+TEST(VariableCopy, CopyingAnUnsetVariableGivesBothAnEmptyText) {
+    Held source(new Variable("s", -1));
+    Held target(new Variable("t", -1, 5));
+    target->SetValue(*source);
+    EXPECT_EQ(source->flags(), kS);
+    EXPECT_EQ(target->flags(), kS);
+    EXPECT_EQ(target->primary_type(), PrimaryNone);
+    EXPECT_TRUE(target->IsNULL());
+    EXPECT_STREQ(target->name().c_str(), "t");
+}
+
+TEST(VariableCopy, CopiesTakeEveryValidForm) {
+    Held source(new Variable("s", -1, "12", -1));
+    source->value_double();
+    Held target(new Variable("t", -1));
+    target->SetValue(*source);
+    EXPECT_EQ(target->flags(), kS | kD);
+    EXPECT_EQ(target->primary_type(), PrimaryString);
+    EXPECT_EQ(target->value_double(), 12.0);
+    Held copy(new Variable(*source));
+    EXPECT_STREQ(copy->name().c_str(), "s");
+    EXPECT_EQ(copy->refcount(), 1);
+    EXPECT_EQ(Text(copy.get()), "12");
+    Held unset(new NULLVariable());
+    target->SetValue(*unset);
+    EXPECT_EQ(target->flags(), 0);
+    EXPECT_TRUE(target->IsNULL());
+}
+
+TEST(VariableCopy, SelfAssignment) {
+    Held v(new Variable("v", -1, "abc", -1));
+    v->SetValue(*v);
+    EXPECT_EQ(Text(v.get()), "abc");
+    EXPECT_EQ(v->flags(), kS);
+    v->Element(AggregateIndex(1), 1)->SetValue("x", -1);
+    v->Element(AggregateIndex(2), 1)->SetValue("y", -1);
+    AggregateElementTree* before = v->aggregateelements();
+    Variable* first = v->Element(AggregateIndex(1), 0);
+    v->SetValue(*v);
+    EXPECT_NE(v->aggregateelements(), before);
+    EXPECT_NE(v->Element(AggregateIndex(1), 0), first);
+    EXPECT_EQ(Text(v.get()), "x,y");
+}
+
+TEST(VariableCopy, AggregatesCopyDeeply) {
+    Held a(new Variable("a", -1));
+    a->Element(AggregateIndex("m", -1), 1)->Element(AggregateIndex(3), 1)->SetValue_Integer(4);
+    Held b(new Variable("b", -1, "old", -1));
+    b->SetValue(*a);
+    EXPECT_EQ(b->aggregatetype(), AggregateStructure);
+    EXPECT_EQ(b->flags(), 0);
+    Variable* inner = b->Element(AggregateIndex("M", -1), 0)->Element(AggregateIndex(3), 0);
+    ASSERT_NE(inner, nullptr);
+    inner->SetValue_Integer(5);
+    EXPECT_EQ(Text(a.get()), "4");
+    EXPECT_EQ(Text(b.get()), "5");
+    Held c(a->Clone(nullptr));
+    EXPECT_EQ(Text(c.get()), "4");
+    // An element assigned from its own aggregate: the value is read before
+    // the old elements go.
+    a->SetValue(*a->Element(AggregateIndex("m", -1), 0));
+    EXPECT_EQ(a->aggregatetype(), AggregateArray);
+    EXPECT_EQ(a->Element(AggregateIndex(3), 0)->value_integer(), 4);
+}
+
+TEST(VariableSerialize, ElementsJoinWithCommasDepthFirst) {
+    Held a(new Variable("a", -1));
+    a->Element(AggregateIndex(1), 1);  // empty
+    a->Element(AggregateIndex(2), 1)->SetValue("a", -1);
+    a->Element(AggregateIndex(3), 1)->SetValue("b", -1);
+    EXPECT_EQ(Text(a.get()), "a,b");
+    Held b(new Variable("b", -1));
+    b->Element(AggregateIndex(1), 1)->SetValue("a", -1);
+    b->Element(AggregateIndex(2), 1);
+    b->Element(AggregateIndex(3), 1)->SetValue("b", -1);
+    EXPECT_EQ(Text(b.get()), "a,,b");
+    Variable* nested = b->Element(AggregateIndex(2), 0);
+    nested->Element(AggregateIndex("y", -1), 1)->SetValue_Integer(2);
+    nested->Element(AggregateIndex("x", -1), 1)->SetValue_Double(1.5);
+    EXPECT_EQ(Text(b.get()), "a,1.5,2,b");
+    EXPECT_EQ(b->value_integer(), 0);
+    EXPECT_EQ(b->value_double(), 0.0);
+    EXPECT_FALSE(b->IsNULL());
+    int error = 0;
+    EXPECT_EQ(b->value_compare(&error), 0.0);
+    EXPECT_EQ(error, 1);
+}
+
+TEST(VariableSerialize, TruthOfArraysFollowsTheirText) {
+    Held one(new Variable("one", -1));
+    one->Element(AggregateIndex(1), 1)->SetValue("0", -1);
+    EXPECT_FALSE(one->IsTrue());
+    Held two(new Variable("two", -1));
+    two->Element(AggregateIndex(1), 1)->SetValue("0", -1);
+    two->Element(AggregateIndex(2), 1)->SetValue("0", -1);
+    EXPECT_TRUE(two->IsTrue());
+}
+
+TEST(VariableCounts, HoldersShareOneVariable) {
+    Variable* v = new Variable("v", -1, 1);
+    VariableList* list = new VariableList();
+    list->Insert(v, ListTail);
+    list->Insert(v, ListTail);
+    EXPECT_EQ(v->refcount(), 3);
+    Variable* owned = new Variable("o", -1);
+    list->Insert(owned, ListHead, 0);  // the list takes over this count
+    EXPECT_EQ(owned->refcount(), 1);
+    Held holder(new Variable("h", -1));
+    holder->SetElement(AggregateIndex(1), v);
+    holder->SetElement(AggregateIndex("x", -1), v);  // a structure now: the array element went
+    EXPECT_EQ(v->refcount(), 4);
+    holder->SetElement(AggregateIndex("X", -1), v);
+    EXPECT_EQ(v->refcount(), 4);
+    list->Destroy();
+    EXPECT_EQ(v->refcount(), 2);
+    v->DecRefCount();
+    EXPECT_EQ(v->refcount(), 1);
+    holder->SetNULL();  // the last count goes with the element
+}
+
+TEST(VariableReferences, WritesReachTheTargetAndNamesStay) {
+    Variable* target = new Variable("target", -1, "a", -1);
+    Variable* reference = new Variable("ref", -1, 3);
+    reference->IncRefCount();  // two holders
+    reference->Make_Reference(target);
+    EXPECT_EQ(reference->type(), 1);
+    EXPECT_EQ(static_cast<ReferenceVariable*>(reference)->TypeReferredTo(), 0);
+    EXPECT_EQ(target->refcount(), 3);
+    EXPECT_STREQ(reference->name().c_str(), "ref");
+    EXPECT_EQ(Text(reference), "a");
+    reference->SetValue_Integer(8);
+    EXPECT_EQ(target->value_integer(), 8);
+    reference->Element(AggregateIndex(2), 1)->SetValue("z", -1);
+    EXPECT_EQ(target->ElementsUsed(), 1);
+    EXPECT_EQ(reference->Max(), 2);
+    EXPECT_EQ(reference->RealIdentity(), target);
+    EXPECT_EQ(reference->NextIdentity(), target);
+    Held clone(reference->Clone(nullptr));
+    EXPECT_EQ(clone->type(), 0);
+    EXPECT_EQ(Text(clone.get()), "z");
+
+    // Retargeting moves both counts.
+    Variable* other = new Variable("other", -1, "o", -1);
+    reference->Make_Reference(other);
+    EXPECT_EQ(target->refcount(), 1);
+    EXPECT_EQ(other->refcount(), 3);
+    EXPECT_EQ(Text(reference), "o");
+    reference->DecRefCount();
+    reference->DecRefCount();
+    EXPECT_EQ(other->refcount(), 1);
+    other->DecRefCount();
+    target->DecRefCount();
+}
+
+TEST(VariableReferences, ReferenceToItselfAndChains) {
+    Variable* v = new Variable("v", -1, "x", -1);
+    Variable* r = new ReferenceVariable("r", -1, v);
+    v->Make_Reference(r);  // r already leads to v
+    EXPECT_EQ(v->type(), 0);
+    Variable* r2 = new ReferenceVariable("r2", -1, r);
+    EXPECT_EQ(r2->RealIdentity(), v);
+    EXPECT_EQ(v->refcount(), 3);
+    r2->SetValue("y", -1);
+    EXPECT_EQ(Text(v), "y");
+    r2->Make_Reference(v);  // same real identity: nothing
+    EXPECT_EQ(r2->NextIdentity(), r);
+    r2->DecRefCount();
+    r->DecRefCount();
+    EXPECT_EQ(v->refcount(), 1);
+    v->DecRefCount();
+}
+
+TEST(VariableReferences, SingleHolderAndPathTargets) {
+    Variable* base = new Variable("base", -1);
+    List<AggregateIndex> path(1);
+    path.Insert(new AggregateIndex("a", -1), ListTail);
+    path.Insert(new AggregateIndex(2), ListTail);
+    Variable* r = new ReferenceVariable(String("r"), base, &path);
+    r->SetValue("deep", -1);
+    EXPECT_EQ(Text(base->Element(&path, 0)), "deep");
+    EXPECT_EQ(base->Element(&path, 0)->refcount(), 2);
+
+    Variable* plain = new Variable("p", -1);
+    plain->Make_Reference(r);
+    EXPECT_EQ(plain->RealIdentity(), base->Element(&path, 0));
+    plain->DecRefCount();
+    r->DecRefCount();
+    EXPECT_EQ(base->Element(&path, 0)->refcount(), 1);
+    base->DecRefCount();
+}
+
+TEST(VariableImmutable, WritesAreIgnoredAndMissingElementsReadAsNull) {
+    Held v(new ImmutableVariable("c", -1, "const", -1));
+    v->SetValue("x", -1);
+    v->SetValue_Integer(1);
+    v->SetValue_Double(1.0);
+    v->SetNULL();
+    v->SetValue_Nocopy(new char[10], 0, 10);  // freed, not kept
+    Held other(new Variable("o", -1, 3));
+    v->SetValue(*other);
+    v->SetElement(AggregateIndex(1), other.get());
+    v->Make_Reference(other.get());
+    EXPECT_EQ(other->refcount(), 1);
+    EXPECT_EQ(Text(v.get()), "const");
+    EXPECT_EQ(v->type(), 0);
+    Variable* missing = v->Element(AggregateIndex(4), 1);
+    ASSERT_NE(missing, nullptr);
+    EXPECT_EQ(missing->type(), 2);
+    EXPECT_EQ(v->Element(AggregateIndex("m", -1), 1), missing);
+    EXPECT_EQ(v->Element(AggregateIndex(4), 0), nullptr);
+    EXPECT_EQ(v->aggregatetype(), AggregateNone);
+    EXPECT_EQ(v->CollapseElements(), 0);
+    Held clone(v->Clone(nullptr));
+    EXPECT_EQ(Text(clone.get()), "const");
+    clone->SetValue("changed", -1);
+    EXPECT_EQ(Text(clone.get()), "const");
+    Held number(new ImmutableVariable("n", -1, 2.5));
+    Held number_clone(number->Clone(nullptr));
+    EXPECT_EQ(number_clone->flags(), kD);
+    EXPECT_EQ(number_clone->value_double(), 2.5);
+}
+
+TEST(VariableImmutable, NullVariableIsNothing) {
+    Held n(new NULLVariable());
+    EXPECT_EQ(n->value().text(), nullptr);
+    EXPECT_EQ(n->value_integer(), 0);
+    EXPECT_EQ(n->value_double(), 0.0);
+    int error = 1;
+    EXPECT_EQ(n->value_compare(&error), 0.0);
+    EXPECT_EQ(error, 0);
+    EXPECT_FALSE(n->IsTrue());
+    EXPECT_TRUE(n->IsNULL());
+    EXPECT_EQ(n->Element(AggregateIndex(1), 1), n.get());
+    EXPECT_EQ(n->Element(AggregateIndex(1), 0), nullptr);
+    n->SetValue("x", -1);
+    EXPECT_TRUE(n->IsNULL());
+    Held clone(n->Clone(nullptr));
+    EXPECT_EQ(clone->type(), 2);
+    Held holder(new Variable("h", -1));
+    holder->Element(AggregateIndex(1), 1)->SetValue("a", -1);
+    holder->Element(AggregateIndex(2), 1)->SetValue(*n);
+    EXPECT_EQ(Text(holder.get()), "a,");  // the comma comes before the empty text
+}
+
+}  // namespace

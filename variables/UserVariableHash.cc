@@ -1,0 +1,10 @@
+#include "variables/UserVariableHash.h"
+
+#include "runtime/Dictionary.h"
+
+UserVariableHash::UserVariableHash() : VariableHash(new Dictionary(), 12, 512) {}
+
+UserVariableHash::~UserVariableHash() {
+    Dump();
+    delete dictionary_;
+}
