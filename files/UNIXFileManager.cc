@@ -197,33 +197,40 @@ bool UNIXFileManager::InitializeTempDirectory(const char* dir) {
     return InitializeRoot(dir, "temporary", nullptr, 0x100, 0x200, &temp_root_, &temp_fd_);
 }
 
+namespace {
+
+// The security bits that govern one path class; absolute 0 means never.
+struct ClassBits {
+    int symlinks;
+    int other_owner;
+    int absolute;
+};
+
+void fill_settings(_UNIXContainedPathSettings* settings, int fd, UNIXFilePath* root, int options,
+                   ClassBits bits) {
+    settings->fd = fd;
+    settings->path = root;
+    settings->allow_symlinks = (options & bits.symlinks) != 0;
+    settings->allow_other_owner = (options & bits.other_owner) != 0;
+    settings->allow_absolute = (options & bits.absolute) != 0;
+}
+
+}  // namespace
+
 bool UNIXFileManager::ContainedPathSettings(Oxin_PathType type,
                                             _UNIXContainedPathSettings* settings) {
-    int options = security_options_;
     switch (type) {
         case OxinPathTemporary:
             if (!temp_root_) return ContainedPathSettings(OxinPathData, settings);
-            settings->fd = temp_fd_;
-            settings->path = temp_root_;
-            settings->allow_symlinks = (options & 0x100) != 0;
-            settings->allow_other_owner = (options & 0x200) != 0;
-            settings->allow_absolute = 0;
+            fill_settings(settings, temp_fd_, temp_root_, security_options_, {0x100, 0x200, 0});
             return true;
         case OxinPathScript:
             if (!script_root_) return Fail("There is no configured script directory");
-            settings->fd = script_fd_;
-            settings->path = script_root_;
-            settings->allow_symlinks = (options & 0x1) != 0;
-            settings->allow_other_owner = (options & 0x2) != 0;
-            settings->allow_absolute = (options & 0x20) != 0;
+            fill_settings(settings, script_fd_, script_root_, security_options_, {0x1, 0x2, 0x20});
             return true;
         case OxinPathData:
             if (!data_root_) return Fail("There is no configured data directory");
-            settings->fd = data_fd_;
-            settings->path = data_root_;
-            settings->allow_symlinks = (options & 0x4) != 0;
-            settings->allow_other_owner = (options & 0x8) != 0;
-            settings->allow_absolute = (options & 0x10) != 0;
+            fill_settings(settings, data_fd_, data_root_, security_options_, {0x4, 0x8, 0x10});
             return true;
     }
     return true;
