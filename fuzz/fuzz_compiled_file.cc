@@ -1,6 +1,7 @@
-// Loads arbitrary bytes as a compiled file: the header and directory, then
-// the sections that have readers. Damaged files must be refused cleanly;
-// findings are crashes, overruns, leaks and runaway allocations.
+// Loads arbitrary bytes as a compiled file: the header and directory, every
+// section through its reader, and the whole listing of the disassembler.
+// Damaged files must be refused cleanly; findings are crashes, overruns,
+// leaks and runaway allocations.
 
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include "runtime/SegmentManager.h"
 #include "runtime/TaggedFile.h"
 #include "tests/support/TestApplication.h"
+#include "tools/Disassembler.h"
 
 namespace {
 
@@ -81,5 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         file.Section_Read(id, i * 3, buffer, sizeof buffer);
     }
+    std::string listing;
+    Disassembler disassembler;
+    if (!disassembler.List(app->filemanager(), path.c_str(), &listing) &&
+        disassembler.error().empty())
+        __builtin_trap();
     return 0;
 }

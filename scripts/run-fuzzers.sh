@@ -5,6 +5,14 @@ set -eu
 bindir="$1"
 seconds="$2"
 status=0
+
+# Compiled files start from every assembly listing of the examples and tests.
+seeds_of_compiled="build-fuzz/seeds/fuzz_compiled_file"
+mkdir -p "$seeds_of_compiled"
+find examples tests -name '*.oxs' | while read -r listing; do
+  name=$(echo "$listing" | tr '/' '_')
+  "$bindir/oxin-asm" "$listing" "$seeds_of_compiled/${name%.oxs}.oxc" || exit 1
+done
 for fuzzer in "$bindir"/fuzz_*; do
   [ -x "$fuzzer" ] || continue
   name=$(basename "$fuzzer")
@@ -12,6 +20,7 @@ for fuzzer in "$bindir"/fuzz_*; do
   mkdir -p "$work"
   seeds=""
   [ -d "fuzz/corpus/$name" ] && seeds="fuzz/corpus/$name"
+  [ -d "build-fuzz/seeds/$name" ] && seeds="$seeds build-fuzz/seeds/$name"
   echo "== $name for ${seconds}s"
   # shellcheck disable=SC2086
   if ! "$fuzzer" -max_total_time="$seconds" -print_final_stats=0 "$work" $seeds >"build-fuzz/$name.log" 2>&1; then

@@ -1,12 +1,12 @@
 #include "tools/CodeAssembler.h"
 
-#include "runtime/Dictionary.h"
 #include "runtime/Instructions.h"
 #include "runtime/Segment.h"
+#include "tools/AssemblyNames.h"
 #include "tools/OperandRoles.h"
 
-CodeAssembler::CodeAssembler(Segment* segment, Dictionary* dictionary)
-    : segment_(segment), dictionary_(dictionary), offset_(segment->Code_Length()) {}
+CodeAssembler::CodeAssembler(Segment* segment, AssemblyNames* names)
+    : segment_(segment), names_(names), offset_(segment->Code_Length()) {}
 
 bool CodeAssembler::Fail(const AssemblyToken& token, const std::string& what) {
     error_ = "line " + std::to_string(token.line) + ", column " + std::to_string(token.column) +
@@ -93,18 +93,22 @@ bool CodeAssembler::Instruction(uint16_t word, const std::vector<AssemblyToken>&
 
 bool CodeAssembler::Dword(uint16_t word, int which, const AssemblyToken& token, int at, int end) {
     OperandRole role = word ? Operand_Role(word, which) : RoleValue;
+    bool named = role != RoleValue && role != RoleJump;
     int64_t value = 0;
     if (token.kind == AssemblyToken::Integer) {
         if (token.integer < INT32_MIN || token.integer > UINT32_MAX)
             return Fail(token, "number does not fit in 32 bits");
         value = token.integer;
-    } else if (token.kind == AssemblyToken::Text && role == RoleDictionary) {
-        value = dictionary_->Entry_Add(token.text.data(), static_cast<int>(token.text.size()));
+    } else if (named && (token.kind == AssemblyToken::Text ||
+                         (token.kind == AssemblyToken::Name && role != RoleDictionary))) {
+        value = names_->Number(role, token.text, offset_);
+        if (value < 0) return Fail(token, names_->error());
     } else if (token.kind == AssemblyToken::Name && role == RoleJump) {
         fixups_.push_back({at, end, token});
     } else {
         return Fail(token, role == RoleJump         ? "expected a label or a number"
                            : role == RoleDictionary ? "expected a string or a number"
+                           : named                  ? "expected a name or a number"
                                                     : "expected a number");
     }
     segment_->Write_Dword(at, static_cast<uint32_t>(value));

@@ -6,16 +6,18 @@
 
 #include "tools/AssemblyLexer.h"
 
-class Dictionary;
+class AssemblyNames;
 class Segment;
 
 // Turns instruction lines into the code of one segment. Operands are numbers;
 // a dictionary operand may also be a string, which is added to the
-// dictionary; a jump operand may be a label, defined anywhere in the same
-// segment. Labels are resolved by Finish.
+// dictionary; a variable or function operand may be its name (a string or a
+// bare name), found through names; a jump operand may be a label, defined
+// anywhere in the same segment. Labels are resolved by Finish.
 class CodeAssembler {
   public:
-    CodeAssembler(Segment* segment, Dictionary* dictionary);
+    // names (not owned) must have entered the segment.
+    CodeAssembler(Segment* segment, AssemblyNames* names);
 
     // Defines a label at the present end of the code.
     bool Label(const AssemblyToken& label);
@@ -40,7 +42,7 @@ class CodeAssembler {
     bool Fail(const AssemblyToken& token, const std::string& what);
 
     Segment* segment_;
-    Dictionary* dictionary_;
+    AssemblyNames* names_;
     int offset_;
     std::map<std::string, int> labels_;
     std::vector<Fixup> fixups_;

@@ -12,6 +12,8 @@ OperandRole Operand_Role(uint16_t number, int which) {
         case Op_sourcefile:
         case Op_pushdc:
         case Op_popdc:
+        case Op_localize:
+        case Op_localizev:
             return RoleDictionary;
         case Op_pushg:
         case Op_popg:

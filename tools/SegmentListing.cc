@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <set>
 
-#include "runtime/Dictionary.h"
 #include "runtime/Instructions.h"
 #include "runtime/Segment.h"
+#include "tools/AssemblyNames.h"
 #include "tools/OperandRoles.h"
 
 namespace {
@@ -134,9 +134,8 @@ void SegmentListing::List(const Segment& segment, std::string* out) const {
             }
             line += std::to_string(decoded.dword[i]);
             int length;
-            const char* text = role == RoleDictionary && dictionary_
-                                   ? dictionary_->Entry(decoded.dword[i], &length)
-                                   : nullptr;
+            const char* text =
+                names_ ? names_->Name(role, decoded.dword[i], offset, &length) : nullptr;
             if (text) comment += (comment.empty() ? "" : " ") + Quote(text, length);
         }
         *out += line + (comment.empty() ? "" : "  ; " + comment) + "\n";

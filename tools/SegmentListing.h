@@ -2,7 +2,7 @@
 
 #include <string>
 
-class Dictionary;
+class AssemblyNames;
 class Segment;
 
 // The code of one segment as assembly text: one instruction a line, jump
@@ -12,8 +12,9 @@ class Segment;
 // assembled back to the same bytes.
 class SegmentListing {
   public:
-    // dictionary gives the texts of dictionary operands; it may be null.
-    explicit SegmentListing(const Dictionary* dictionary) : dictionary_(dictionary) {}
+    // names gives the texts of operands; it may be null. For local
+    // variables it must have entered the segment listed.
+    explicit SegmentListing(const AssemblyNames* names) : names_(names) {}
 
     // Appends the listing of segment to out.
     void List(const Segment& segment, std::string* out) const;
@@ -24,5 +25,5 @@ class SegmentListing {
     static std::string FormatDouble(double value);
 
   private:
-    const Dictionary* dictionary_;
+    const AssemblyNames* names_;
 };

@@ -9,6 +9,7 @@
 #include "runtime/Instructions.h"
 #include "runtime/Segment.h"
 #include "tools/AssemblyLexer.h"
+#include "tools/AssemblyNames.h"
 #include "tools/CodeAssembler.h"
 #include "tools/OperandRoles.h"
 #include "tools/SegmentListing.h"
@@ -19,7 +20,8 @@ namespace {
 // else the error.
 std::string assemble(const std::string& text, Segment* segment, Dictionary* dictionary) {
     AssemblyLexer lexer(text.data(), text.size());
-    CodeAssembler code(segment, dictionary);
+    AssemblyNames names(dictionary, nullptr, nullptr, nullptr);
+    CodeAssembler code(segment, &names);
     std::vector<AssemblyToken> line;
     AssemblyToken token;
     for (;;) {
@@ -35,6 +37,13 @@ std::string assemble(const std::string& text, Segment* segment, Dictionary* dict
         }
     }
     return code.Finish() ? "" : code.error();
+}
+
+std::string list(const Segment& segment, Dictionary* dictionary) {
+    AssemblyNames names(dictionary, nullptr, nullptr, nullptr);
+    std::string listing;
+    SegmentListing(dictionary ? &names : nullptr).List(segment, &listing);
+    return listing;
 }
 
 std::string bytes(const Segment& segment) {
@@ -54,8 +63,7 @@ TEST(CodeListingTest, ListsWithLabelsAndDictionaryTexts) {
                        "end:\n",
                        &segment, &dictionary),
               "");
-    std::string listing;
-    SegmentListing(&dictionary).List(segment, &listing);
+    std::string listing = list(segment, &dictionary);
     EXPECT_EQ(listing,
               "L0:\n"
               "    pushc 0  ; \"Hello\"\n"
@@ -164,8 +172,7 @@ TEST(CodeListingTest, RandomCodeRoundTrips) {
             int target = random() % 4 ? starts[random() % starts.size()] : end + 1;
             segment.Write_Dword(operand, static_cast<uint32_t>(target - end));
         }
-        std::string listing;
-        SegmentListing(&dictionary).List(segment, &listing);
+        std::string listing = list(segment, &dictionary);
         Dictionary again_dictionary(dictionary);
         Segment again(0);
         ASSERT_EQ(assemble(listing, &again, &again_dictionary), "") << listing;
