@@ -1,9 +1,11 @@
 #include "variables/Variable.h"
 
+#include <cassert>
 #include <climits>
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <typeinfo>
 
 #include "base/TextConversion.h"
 #include "variables/AggregateElementTree.h"
@@ -360,6 +362,7 @@ void Variable::Serialize(String& out) {
 
 void Variable::Make_Reference(Variable* target) {
     if (target == this || target->RealIdentity() == this) return;
+    assert(typeid(*this) == typeid(Variable));
     String name(std::move(name_));
     string_value_.destroy();
     error_.destroy();

@@ -157,7 +157,10 @@ class Variable {
     // order, depth first; a scalar its text after a "," when out is not empty.
     virtual void Serialize(String& out);
     // Turns this variable into a reference to target in place; holders keep
-    // their pointers and now reach target.
+    // their pointers and now reach target. The object is rebuilt as a
+    // ReferenceVariable in its own storage, which fits only a plain Variable:
+    // every subclass overrides this (references retarget, immutable
+    // variables refuse).
     virtual void Make_Reference(Variable* target);
 
     // The text rule of truth: empty, runs of "0" with at most one ".", and
