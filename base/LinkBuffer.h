@@ -73,6 +73,8 @@ class LinkBuffer {
     // Copies every byte, in order, to out, which has room; no NUL.
     void append_to(char* out) const;
     int length() const { return total_; }
+    // The chain, for writing it out block by block; null when empty.
+    const LinkBuffer_Block* first() const { return first_; }
 
   private:
     // Makes the chain one block with room for extra more bytes.

@@ -5,6 +5,8 @@
 
 class Config;
 class FileManager;
+class Output;
+class UFCrypt;
 
 // The application as the engine's services see it: the owner of the request's
 // managers and stores, the clock and the cancellation flags. The CGI host is
@@ -12,7 +14,7 @@ class FileManager;
 class OxinApplication : public TextConversion {
   public:
     OxinApplication() = default;
-    virtual ~OxinApplication() = default;
+    virtual ~OxinApplication();
     OxinApplication(const OxinApplication&) = delete;
     OxinApplication& operator=(const OxinApplication&) = delete;
 
@@ -31,8 +33,25 @@ class OxinApplication : public TextConversion {
     virtual int lockexpiration() = 0;
     virtual void Sleep(int milliseconds) = 0;
 
+    // Where scripts print now; null when nothing takes output.
+    virtual Output* output() { return output_; }
+    // Makes output (not owned) the one that scripts print to.
+    virtual void SetOutput(Output* output) { output_ = output; }
+    // The traditional crypt(3) hash of key under the first two characters
+    // of salt: a new 14-byte buffer holding 13 characters and a NUL.
+    virtual char* Crypt(const char* key, int key_length, const char* salt, int* length, int* size);
+    // Shows an error message to the user, through OutputError.
+    virtual void Error(const String& text) { OutputError(text.c_str(), text.length()); }
+    virtual void Error(const char* text);
+    // Writes error text to the output and flushes it; nothing without one.
+    virtual void OutputError(const char* text, int length);
+
     volatile unsigned heartbeat_count = 0;
     volatile int cancelled_flag = 0;
     volatile int post_timed_out = 0;
     volatile int finished_flag = 0;
+
+  private:
+    Output* output_ = nullptr;
+    UFCrypt* crypt_ = nullptr;
 };

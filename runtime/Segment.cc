@@ -7,18 +7,29 @@
 #include "runtime/LittleEndian.h"
 #include "runtime/TaggedFile.h"
 
+namespace {
+
+// Every block has zero bytes behind its size, so that an instruction whose
+// operands are cut off by the end of the code reads zeros, never outside the
+// block: the machine does not bounds-check operands.
+unsigned char* allocate(int size) {
+    return new unsigned char[(size > 0 ? size : 0) + Segment::kOperandSlack]();
+}
+
+}  // namespace
+
 Segment::Segment(int id)
-    : id_(id), Code_(new unsigned char[kGrowthUnit]()), size_(kGrowthUnit), Code_Length_(0) {}
+    : id_(id), Code_(allocate(kGrowthUnit)), size_(kGrowthUnit), Code_Length_(0) {}
 
 Segment::Segment(int id, int size)
     : id_(id),
-      Code_(new unsigned char[size > 0 ? size : 1]()),
+      Code_(allocate(size)),
       size_(size > 0 ? size : 0),
       Code_Length_(size_) {}
 
 Segment::Segment(const Segment& other)
     : id_(other.id_),
-      Code_(new unsigned char[other.size_ > 0 ? other.size_ : 1]()),
+      Code_(allocate(other.size_)),
       size_(other.size_),
       Code_Length_(other.Code_Length_) {
     if (size_ > 0) memcpy(Code_, other.Code_, size_);
@@ -30,7 +41,7 @@ Segment::~Segment() {
 
 void Segment::Grow(int n) {
     int size = n % kGrowthUnit == 0 ? n : n / kGrowthUnit * kGrowthUnit + kGrowthUnit;
-    auto* code = new unsigned char[size > 0 ? size : 1]();
+    unsigned char* code = allocate(size);
     int keep = size < size_ ? size : size_;
     if (keep > 0) memcpy(code, Code_, keep);
     delete[] Code_;

@@ -6,11 +6,13 @@ class TaggedFile;
 
 // One run of byte code. A code address is a segment id and a byte offset in
 // its Code. Instructions have no alignment: words, dwords and doubles are
-// stored byte by byte, little-endian. Bytes between Code_Length and size
-// are zero.
+// stored byte by byte, little-endian. Bytes between Code_Length and size,
+// and kOperandSlack more behind size, are zero.
 class Segment {
   public:
     static constexpr int kGrowthUnit = 8192;
+    // Zero bytes behind the end of the code: the longest operands.
+    static constexpr int kOperandSlack = 16;
 
     // Room for 8192 bytes, all zero, none in use.
     explicit Segment(int id);

@@ -1,0 +1,248 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/Stack.h"
+#include "base/StringClass.h"
+#include "runtime/Feature.h"
+#include "runtime/TagLookup.h"
+
+class CommerceLibraryManager;
+class Dictionary;
+class ExternalCallManager;
+class ExternalDatabaseLibraryManager;
+class Function;
+class FunctionManager;
+class LocalizedDictionary;
+class LocalizedLanguages;
+class NULLVariable;
+class OxinApplication;
+class OxinVM_Frame;
+class OxinVM_Stack;
+class Segment;
+class SegmentManager;
+class Variable;
+class VariableHash;
+class VariableList;
+
+// The virtual machine that runs a compiled script, or part of one, to its
+// end: the instruction loop, the position, the frames with their stacks and
+// variables, the per-run error table and the open statements (features).
+// The stores of the compiled file are the caller's.
+class OxinVM {
+  public:
+    static constexpr int kStackSize = 512;
+    // Bits of the error flags of a frame, and of the log mask.
+    static constexpr unsigned kErrorsReachApplication = 4;
+
+    // A machine over the stores of a loaded script, positioned at the start
+    // of the start segment in an outermost frame whose locals are the
+    // globals. The three flags are the request's (null in a child: the
+    // parent's); parent is the machine of the file that reached this one.
+    OxinVM(const char* path, int path_length, OxinApplication* application,
+           Dictionary* dictionary, VariableHash* system, VariableHash* global,
+           SegmentManager* segments, FunctionManager* functions,
+           ExternalCallManager* externalfunctions, CommerceLibraryManager* commerce,
+           ExternalDatabaseLibraryManager* externaldbmgr, LocalizedLanguages* languages,
+           LocalizedDictionary* pieces, volatile unsigned* heartbeat_count,
+           volatile int* cancelled_flag, volatile int* finished_flag, OxinVM* parent);
+    OxinVM(const OxinVM&) = delete;
+    OxinVM& operator=(const OxinVM&) = delete;
+    // Deletes every frame left and every open feature.
+    virtual ~OxinVM();
+
+    // Calls an external function; a fatal error until libraries can provide
+    // them. Returns 1, or 0 after a fatal error.
+    virtual int CallExternalFunction(Function* function);
+    // Enters a script function: the arguments are taken from the stack and
+    // the position moves to its entry point. Returns 1, or 0 after a fatal
+    // error.
+    virtual int CallFunction(Function* function);
+
+    // Runs until the end of the outermost code, exit, a fatal error or
+    // cancellation. 1 for a normal end, 0 for a fatal error or a time-out.
+    int Go();
+    // Runs the start segment to its end in a fresh outermost frame, from
+    // inside a running machine, and comes back to where it was.
+    int Go_Recursive();
+    // Loads the segment to run now; false after "Invalid segment reference".
+    bool Set_Segment();
+
+    // The variable of a name with an optional scope prefix, as the rules
+    // of scopes give it; null (after a fatal error) when the name is bad.
+    Variable* Lookup_Variable(const char* name, int length);
+    // The same, reporting a bad name in *error and returning false; *out may
+    // be null with true when nothing is found.
+    bool Lookup_Variable(Variable** out, const char* name, int length, String* error);
+    // The global of the name, created if needed.
+    Variable* Lookup_Global(const char* name, int length);
+    // Fills list with references, named without scope, to the variables of
+    // a comma-separated list of names (the null variable for a missing one).
+    void Lookup_VariableList(VariableList* list, const char* names, int length);
+
+    // The language's comparison of two variables, or of one with an
+    // integer: -1, 0 or 1.
+    int Compare(Variable* left, Variable* right);
+    int Compare(Variable* left, int right);
+
+    void Heartbeat();
+    void Push_Feature(Feature* feature);
+    // Deletes feature and takes off the stack, undeleted, those above it.
+    void Pop_Feature(Feature* feature);
+    // The topmost feature of the ID, or null.
+    Feature* Lookup_Feature(int id);
+    // Ends the features that frame left open on top of the stack.
+    void Cleanup_Function_Features(OxinVM_Frame* frame);
+
+    // Ends the run with message, shown to the user.
+    void FatalError(const String& message);
+    void FatalError(const char* message);
+    // A failure of a statement of tag: shown, fatal and stored in the tag's
+    // variable as the machine's tag table says.
+    void RuntimeError(int tag, const String& message);
+    // The same, with the message's markup characters entity-encoded first.
+    void EncodedRuntimeError(int tag, const String& message);
+    // Unsets the error variable of tag.
+    void ClearErrorVariable(int tag);
+
+    // Calls a script function by name from inside an instruction, with
+    // parameters pushed in list order; its value goes to result (or is
+    // dropped). 1, or 0 for no such function, a wrong parameter count or a
+    // fatal error.
+    int RunFunction(const char* name, int length, VariableList* parameters, Variable* result);
+
+    void System_Vars(VariableList* list);
+    void Global_Vars(VariableList* list);
+    void Local_Vars(VariableList* list);
+
+    OxinVM_Frame* Frame() const { return frame_; }
+    OxinVM_Stack* stack() const { return stack_; }
+    VariableHash* globalvar_hash() const { return global_; }
+    VariableHash* systemvar_hash() const { return system_; }
+    VariableHash* localvar_hash() const;
+    ExternalCallManager* externalfunctions() const { return externalfunctions_; }
+    ExternalDatabaseLibraryManager* externaldbmgr() const { return externaldbmgr_; }
+    LocalizedLanguages* LF() const { return languages_; }
+    OxinApplication* oxinapplication() const { return application_; }
+    Dictionary* dictionary() const { return dictionary_; }
+    FunctionManager* functions() const { return functions_; }
+    SegmentManager* segments() const { return segments_; }
+    OxinVM* parent() const { return parent_; }
+    NULLVariable* nullvariable() const { return null_variable_; }
+    const String& error() const { return error_; }
+    const String& basescriptdir() const { return basescriptdir_; }
+    const String& Current_Filename() const { return filename_; }
+    int Current_LineNumber() const { return line_; }
+    // The name of the current source file, from the dictionary; "" if none.
+    const char* Current_SourceFile(int* length);
+    bool fatal() const { return fatal_ != 0; }
+    // The tag table of this machine.
+    TagErrorSetting* tags() { return tags_; }
+
+    int RefCount() const { return reference_count_; }
+    void IncRefCount() { reference_count_++; }
+    void DecRefCount() { reference_count_--; }
+
+    // The position: the segment to run, the next instruction's offset.
+    int segment = 0;
+    int ip = 0;
+
+  private:
+    using NameAction = void (OxinVM::*)(const char*, int);
+
+    // Runs one instruction whose operands are decoded.
+    void Execute(uint16_t word);
+    bool Load_Segment();
+    bool Return(bool with_value);
+    void SetOutputFlags(unsigned flags);
+    String ErrorText(const char* kind, int tag);
+    // The text of dictionary entry id; false after "Invalid dictionary
+    // reference".
+    bool Dictionary_Text(int id, const char** text, int* length);
+    // Runs action on a name popped from the stack, or on the dictionary
+    // entry of the first operand.
+    void with_name(NameAction action);
+    void with_dictionary_name(NameAction action);
+    // The globals of the operands of a combined instruction.
+    bool Globals(Variable** first, Variable** second);
+    void jump_if(bool condition);
+
+    // Instructions with more than a line of work, by their names.
+    void pushc();
+    void pushd();
+    void pushdc();
+    void pushn(const char* name, int length);
+    void popn(const char* name, int length);
+    void popd();
+    void popdc();
+    void poprg(VariableHash* hash);
+    void poprn(const char* name, int length);
+    void refer();
+    void store();
+    void elem(int create);
+    void memb(int create);
+    void div();
+    void mod();
+    void power();
+    void shift(bool left);
+    void search(bool ignore_case, bool end);
+    void crypt();
+    void rounds(bool as_text);
+    void call();
+    void out();
+    void out_comp();
+    void op_errmsg();
+    void cmpgg();
+    void cmpgi();
+    void incg();
+    void modgg();
+    void storegi();
+    void unavailable(uint16_t word);
+
+    int reference_count_ = 0;
+    String error_;
+    int line_ = 0;
+    int last_line_traced_ = 0;
+    int source_file_ = -1;
+    String filename_;
+    String basescriptdir_;
+    String error_prefix_;
+    TagErrorSetting tags_[kTagRows];
+
+    // Operands of the instruction being run.
+    int32_t dword1_ = 0;
+    int32_t dword2_ = 0;
+    double double1_ = 0;
+    double double2_ = 0;
+
+    const Segment* segment_pointer_ = nullptr;
+    const unsigned char* code_ = nullptr;
+    int code_length_ = 0;
+    OxinVM_Frame* frame_ = nullptr;
+    OxinVM_Stack* stack_ = nullptr;
+    int loaded_segment_ = -1;
+    int instruction_start_ = 0;
+
+    int fatal_ = 0;
+    unsigned log_mask_ = 0;
+    volatile unsigned* heartbeat_count_;
+    volatile int* cancelled_flag_;
+    unsigned last_heartbeat_ = 0;
+    volatile int* finished_flag_;
+
+    OxinApplication* application_;
+    Dictionary* dictionary_;
+    VariableHash* system_;
+    VariableHash* global_;
+    SegmentManager* segments_;
+    FunctionManager* functions_;
+    ExternalCallManager* externalfunctions_;
+    CommerceLibraryManager* commerce_;
+    ExternalDatabaseLibraryManager* externaldbmgr_;
+    LocalizedLanguages* languages_;
+    LocalizedDictionary* pieces_;
+    Stack<Feature> features_{0};
+    VariableHash* localization_parameters_;
+    NULLVariable* null_variable_;
+    OxinVM* parent_;
+};

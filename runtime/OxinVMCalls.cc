@@ -1,0 +1,179 @@
+// Function calls and returns, frames, features, and runs from inside a run.
+
+#include "host/OxinApplication.h"
+#include "runtime/Function.h"
+#include "runtime/FunctionManager.h"
+#include "runtime/OxinVM.h"
+#include "runtime/OxinVM_Frame.h"
+#include "runtime/OxinVM_Stack.h"
+#include "runtime/Segment.h"
+#include "runtime/SegmentManager.h"
+#include "variables/Variable.h"
+#include "variables/VariableHash.h"
+#include "variables/VariableList.h"
+
+void OxinVM::call() {
+    Function* function = functions_->Function_Get(dword1_);
+    if (!function) {
+        FatalError("Invalid function call");
+    } else if (function->external()) {
+        CallExternalFunction(function);
+    } else {
+        CallFunction(function);
+    }
+}
+
+int OxinVM::CallExternalFunction(Function* function) {
+    String message("Invalid function call: no library provides ");
+    message.cat(function->name().c_str(), function->name().length());
+    FatalError(message);
+    return 0;
+}
+
+// The flags of the new frame follow the function's flags and the caller's.
+static void set_frame_flags(OxinVM_Frame* frame, const OxinVM_Frame* caller, unsigned flags) {
+    frame->error_flags = caller->error_flags;
+    if (flags & Function::kErrorsOn) frame->error_flags |= OxinVM::kErrorsReachApplication;
+    if (flags & Function::kErrorsOff) frame->error_flags &= ~OxinVM::kErrorsReachApplication;
+    frame->output_flags = 0;
+    if (flags & Function::kInheritOutput) {
+        if (caller->output_flags & 3) frame->output_flags = 2;
+    } else if (flags & Function::kOutputFlag) {
+        frame->output_flags = 1;
+    }
+}
+
+int OxinVM::CallFunction(Function* function) {
+    auto* frame = new OxinVM_FunctionFrame(function, segment, ip, frame_);
+    frame->Set_LocalVariable_Hash(new VariableHash(*function->LocalVariables()), true);
+    frame->Set_Stack(new OxinVM_Stack(this, kStackSize), true);
+    set_frame_flags(frame, frame_, function->flags());
+    SetOutputFlags(frame->output_flags);
+    // Arguments were pushed left to right: the last parameter is on top.
+    VariableHash* locals = frame->locals();
+    for (int i = function->ParameterCount() - 1; i >= 0 && !fatal_; i--) {
+        FunctionParameter* parameter = function->Parameter(i);
+        if (!parameter->byreference()) {
+            Variable* local = locals->Index(parameter->localvar_index(), 1);
+            if (!local) {
+                FatalError("Invalid parameter reference");
+                break;
+            }
+            stack_->PopV(local);
+            continue;
+        }
+        Variable* variable;
+        int deletable;
+        if (!stack_->PopV(&variable, &deletable)) break;
+        locals->SetVariable_Reference(parameter->localvar_index(), variable);
+        if (deletable) variable->DecRefCount();
+    }
+    frame_ = frame;
+    stack_ = frame->stack();
+    segment = function->segment();
+    ip = function->offset();
+    return fatal_ ? 0 : 1;
+}
+
+bool OxinVM::Return(bool with_value) {
+    if (!frame_->previous) {
+        FatalError("Frame underflow");
+        return false;
+    }
+    if (frame_->type() != 1) {
+        FatalError("Return outside of function");
+        return false;
+    }
+    Cleanup_Function_Features(frame_);
+    segment = frame_->segment;
+    ip = frame_->ip;
+    OxinVM_Frame* caller = frame_->previous;
+    OxinVM_Stack* caller_stack = caller->stack();
+    if (with_value) {
+        caller_stack->Push(stack_, 1);
+    }
+    delete frame_;
+    frame_ = caller;
+    stack_ = caller_stack;
+    if (!with_value) stack_->PushS("", 0, 0, 0);
+    SetOutputFlags(frame_->output_flags);
+    return !fatal_;
+}
+
+int OxinVM::RunFunction(const char* name, int length, VariableList* parameters, Variable* result) {
+    Function* function = functions_->Function_Get(name, length);
+    if (!function) return 0;
+    if (parameters) {
+        if (parameters->Entries() != function->ParameterCount()) return 0;
+        for (Variable* parameter = parameters->First(); parameter; parameter = parameters->Next())
+            stack_->PushV(parameter, 1, 1);
+    }
+    int saved_ip = ip;
+    ip = code_length_;
+    if (!CallFunction(function) || !Set_Segment()) {
+        ip = saved_ip;
+        return 0;
+    }
+    Go();
+    ip = saved_ip;
+    if (fatal_) return 0;
+    if (result) {
+        stack_->PopV(result);
+    } else {
+        stack_->Pop();
+    }
+    return 1;
+}
+
+int OxinVM::Go_Recursive() {
+    int saved_segment = segment, saved_ip = ip;
+    OxinVM_Frame* saved_frame = frame_;
+    OxinVM_Frame* outermost = new OxinVM_Frame(segment, ip, nullptr);
+    outermost->Set_LocalVariable_Hash(global_, false);
+    outermost->Set_Stack(new OxinVM_Stack(this, kStackSize), true);
+    frame_ = outermost;
+    stack_ = outermost->stack();
+    segment = segments_->start();
+    ip = 0;
+    int result = Go();
+    while (frame_ != outermost) {
+        OxinVM_Frame* previous = frame_->previous;
+        delete frame_;
+        frame_ = previous;
+    }
+    delete outermost;
+    frame_ = saved_frame;
+    stack_ = saved_frame->stack();
+    segment = saved_segment;
+    ip = saved_ip;
+    Load_Segment();
+    return result;
+}
+
+void OxinVM::Push_Feature(Feature* feature) {
+    features_.Push(feature);
+}
+
+Feature* OxinVM::Lookup_Feature(int id) {
+    for (Feature* feature = features_.Top(); feature; feature = features_.Peek()) {
+        if (feature->ID() == id) return feature;
+    }
+    return nullptr;
+}
+
+void OxinVM::Pop_Feature(Feature* feature) {
+    for (Feature* on = features_.Top(); on; on = features_.Peek()) {
+        if (on == feature) {
+            delete features_.Pop();
+            return;
+        }
+    }
+}
+
+void OxinVM::Cleanup_Function_Features(OxinVM_Frame* frame) {
+    Feature* deepest = nullptr;
+    for (Feature* feature = features_.Top(); feature && feature->frame() == frame;
+         feature = features_.Peek())
+        deepest = feature;
+    if (deepest) Pop_Feature(deepest);
+}

@@ -1,0 +1,253 @@
+// The instructions of arithmetic, text, output and the combined forms.
+
+#include <cmath>
+#include <csignal>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/Dtoa.h"
+#include "base/LinkBuffer.h"
+#include "base/StringSearch.h"
+#include "host/OxinApplication.h"
+#include "host/Output.h"
+#include "runtime/Dictionary.h"
+#include "runtime/Instructions.h"
+#include "runtime/OxinVM.h"
+#include "runtime/OxinVM_Frame.h"
+#include "runtime/OxinVM_Stack.h"
+#include "variables/Variable.h"
+#include "variables/VariableHash.h"
+
+namespace {
+
+// Haystacks from this length on are searched with Boyer-Moore.
+constexpr int kBoyerMooreFrom = 300;
+
+void release(char* text, int deletable) {
+    if (deletable && text) delete[] text;
+}
+
+// The rounding of rounds and roundf on the shortest digits of value:
+// exact halves go to the even neighbour.
+double round_decimal(double value, int places, const char* digits, int count, int point,
+                     int sign) {
+    if (places == 0 || count - point <= places) return value;
+    uint64_t n = 0;
+    int at = 0;
+    for (; at < point + places; at++)
+        n = n * 10 + static_cast<uint64_t>(digits[at] - '0');
+    char next = digits[at];
+    if (next >= '6') {
+        n++;
+    } else if (next == '5') {
+        int rest = at + 1;
+        while (rest < count && digits[rest] == '0')
+            rest++;
+        if (rest < count || (n & 1)) n++;
+    }
+    double rounded = static_cast<double>(n) / std::pow(10.0, places);
+    return sign ? -rounded : rounded;
+}
+
+}  // namespace
+
+void OxinVM::pushc() {
+    const char* text;
+    int length;
+    if (Dictionary_Text(dword1_, &text, &length)) stack_->PushS(text, length, length, 0);
+}
+
+void OxinVM::div() {
+    double right = stack_->PopD(), left = stack_->PopD();
+    if (fatal_) return;
+    // The test is on the dividend: 0 divided by anything, 0 included, is 0.
+    stack_->PushD(left == 0 ? 0.0 : left / right);
+}
+
+void OxinVM::mod() {
+    int right = stack_->PopI(), left = stack_->PopI();
+    if (fatal_) return;
+    if (right == 0 || (right == -1 && left == INT_MIN)) {
+        stack_->PushI(0);
+    } else {
+        stack_->PushI(left % right);
+    }
+}
+
+void OxinVM::power() {
+    double exponent = stack_->PopD(), base = stack_->PopD();
+    if (!fatal_) stack_->PushD(std::pow(base, exponent));
+}
+
+void OxinVM::shift(bool left) {
+    int count = stack_->PopI() & 31;
+    int value = stack_->PopI();
+    if (fatal_) return;
+    uint32_t bits = static_cast<uint32_t>(value);
+    // Right shifts copy the sign bit.
+    stack_->PushI(left ? static_cast<int>(bits << count) : value >> count);
+}
+
+void OxinVM::search(bool ignore_case, bool end) {
+    int haystack_length, haystack_size, haystack_deletable;
+    int needle_length, needle_size, needle_deletable;
+    char* haystack = stack_->PopS(&haystack_length, &haystack_size, &haystack_deletable);
+    char* needle = stack_->PopS(&needle_length, &needle_size, &needle_deletable);
+    if (!fatal_) {
+        int result;
+        if (needle_length == 0) {
+            result = end ? 0 : 1;
+        } else if (needle_length > haystack_length) {
+            result = 0;
+        } else {
+            bool brute = haystack_length < kBoyerMooreFrom;
+            int found = ignore_case
+                            ? (brute ? bf_searchi : bm_searchi)(needle, needle_length, haystack,
+                                                                 haystack_length)
+                            : (brute ? bf_search : bm_search)(needle, needle_length, haystack,
+                                                               haystack_length);
+            result = found < 0 ? 0 : end ? found + needle_length : found + 1;
+        }
+        stack_->PushI(result);
+    }
+    release(haystack, haystack_deletable);
+    release(needle, needle_deletable);
+}
+
+void OxinVM::crypt() {
+    static const char kSaltCharacters[] =
+        "./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    int salt_length, salt_size, salt_deletable, key_length, key_size, key_deletable;
+    char* salt = stack_->PopS(&salt_length, &salt_size, &salt_deletable);
+    char* key = stack_->PopS(&key_length, &key_size, &key_deletable);
+    if (!fatal_) {
+        char two[3] = {};
+        if (salt_length == 0) {
+            two[0] = kSaltCharacters[rand() % 63];
+            two[1] = kSaltCharacters[rand() % 63];
+        } else {
+            two[0] = salt[0];
+            two[1] = salt_length == 1 ? salt[0] : salt[1];
+        }
+        int length, size;
+        char* hashed = application_->Crypt(key, key_length, two, &length, &size);
+        stack_->PushS(hashed, length, size, 1);
+    }
+    release(salt, salt_deletable);
+    release(key, key_deletable);
+}
+
+void OxinVM::rounds(bool as_text) {
+    int places = stack_->PopI();
+    double value = stack_->PopD();
+    if (fatal_) return;
+    if (places < 0) places = 0;
+    char digits[512];
+    int point, sign;
+    int count = ox_dtoa(digits, sizeof digits, value, 5, 20, &point, &sign);
+    if (point == 9999) {
+        if (!as_text) {
+            stack_->PushD(INFINITY);
+        } else if (digits[0] == 'N') {
+            stack_->PushS("NaN", 3, 3, 0);
+        } else {
+            stack_->PushS("Infinity", 8, 8, 0);
+        }
+        return;
+    }
+    value = round_decimal(value, places, digits, count, point, sign);
+    if (!as_text) {
+        stack_->PushD(value);
+        return;
+    }
+    int length, size;
+    char* text = TextConversion::dtos(value, &length, &size, places);
+    stack_->PushS(text, length, size, 1);
+}
+
+void OxinVM::out() {
+    Output* output = application_->output();
+    LinkBuffer* buffer = stack_->Top_LinkBuffer();
+    if (buffer) {
+        if (output) {
+            for (const LinkBuffer_Block* block = buffer->first(); block; block = block->next)
+                output->Write(block->data, block->used);
+        }
+        stack_->Pop();
+        return;
+    }
+    int length, size, deletable;
+    char* text = stack_->PopS(&length, &size, &deletable);
+    if (!fatal_ && output && length > 0) output->Write(text, length);
+    release(text, deletable);
+}
+
+void OxinVM::out_comp() {
+    int length, size, deletable;
+    char* text = stack_->PopS(&length, &size, &deletable);
+    Output* output = application_->output();
+    if (!fatal_ && output && length > 0) output->Write_Compressed(text, length);
+    release(text, deletable);
+}
+
+void OxinVM::op_errmsg() {
+    int length, size, deletable;
+    char* text = stack_->PopS(&length, &size, &deletable);
+    if (!fatal_) error_prefix_ = String(text, length);
+    release(text, deletable);
+}
+
+void OxinVM::SetOutputFlags(unsigned flags) {
+    if (Output* output = application_->output()) output->SetFlags(static_cast<int>(flags));
+}
+
+// The combined instructions on globals, resolved as by pushg.
+bool OxinVM::Globals(Variable** first, Variable** second) {
+    *first = global_->Index(dword1_, 1);
+    if (second) *second = global_->Index(dword2_, 1);
+    if (*first && (!second || *second)) return true;
+    FatalError("Invalid variable reference");
+    return false;
+}
+
+void OxinVM::cmpgg() {
+    Variable *left, *right;
+    if (Globals(&left, &right)) stack_->PushI(Compare(left, right));
+}
+
+void OxinVM::cmpgi() {
+    Variable* left;
+    if (Globals(&left, nullptr)) stack_->PushI(Compare(left, dword2_));
+}
+
+void OxinVM::incg() {
+    Variable* variable;
+    if (Globals(&variable, nullptr))
+        variable->SetValue_Integer(
+            static_cast<int>(static_cast<uint32_t>(variable->value_integer()) +
+                             static_cast<uint32_t>(dword2_)));
+}
+
+void OxinVM::modgg() {
+    Variable *left, *right;
+    if (!Globals(&left, &right)) return;
+    int dividend = left->value_integer(), divisor = right->value_integer();
+    // No test of the divisor: a zero divisor is the processor's divide fault,
+    // which the host handles as any other fault of the process.
+    if (divisor == 0 || (divisor == -1 && dividend == INT_MIN)) raise(SIGFPE);
+    stack_->PushI(dividend % divisor);
+}
+
+void OxinVM::storegi() {
+    Variable* variable;
+    if (Globals(&variable, nullptr)) variable->SetValue_Integer(dword2_);
+}
+
+void OxinVM::unavailable(uint16_t word) {
+    const Instruction_Info* info = Instructions::Lookup(word);
+    String message("Instruction not available in this engine: ");
+    message.cat(info ? info->name : "?");
+    FatalError(message);
+}

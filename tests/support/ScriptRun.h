@@ -1,0 +1,83 @@
+#pragma once
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "runtime/Dictionary.h"
+#include "runtime/FunctionManager.h"
+#include "runtime/OxinVM.h"
+#include "runtime/SegmentManager.h"
+#include "runtime/TaggedFile.h"
+#include "statements/LocalizedDictionary.h"
+#include "statements/LocalizedLanguages.h"
+#include "tests/support/TestApplication.h"
+#include "tools/Assembler.h"
+#include "variables/VariableHash.h"
+
+// A script assembled from a listing, written to a temporary compiled file,
+// loaded in the order of a request and run on a machine of its own. The
+// application's output and error messages are kept in memory.
+class ScriptRun {
+  public:
+    // Assembles and loads listing; error() says why when it cannot.
+    explicit ScriptRun(const std::string& listing, TestApplication* application)
+        : application_(application),
+          system_(&dictionary_, 8, 8),
+          global_(&dictionary_, 8, 8),
+          functions_(&dictionary_),
+          languages_(application, &dictionary_),
+          file_(application->filemanager()) {
+        char pattern[] = "/tmp/oxin-script-XXXXXX";
+        int fd = mkstemp(pattern);
+        close(fd);
+        path_ = pattern;
+        Assembler assembler;
+        if (!assembler.Assemble(listing.data(), listing.size()) ||
+            !assembler.Write(application->filemanager(), path_.c_str())) {
+            error_ = "assembly: " + assembler.error();
+            return;
+        }
+        if (!file_.Open(path_.c_str(), 1) || !dictionary_.Read(&file_) ||
+            !system_.Read(&file_, kSectionSyst) || !global_.Read(&file_, kSectionGlbl) ||
+            !languages_.Read(&file_) || !pieces_.Read(&file_) || !segments_.Read(&file_) ||
+            !functions_.Read(&file_)) {
+            error_ = "load failed";
+            return;
+        }
+        vm_ = new OxinVM(path_.c_str(), static_cast<int>(path_.size()), application,
+                         &dictionary_, &system_, &global_, &segments_, &functions_, nullptr,
+                         nullptr, nullptr, &languages_, &pieces_, nullptr, nullptr, nullptr,
+                         nullptr);
+    }
+    ~ScriptRun() {
+        delete vm_;
+        unlink(path_.c_str());
+    }
+    ScriptRun(const ScriptRun&) = delete;
+    ScriptRun& operator=(const ScriptRun&) = delete;
+
+    // Go's result, or -1 when the script did not load.
+    int Go() { return vm_ ? vm_->Go() : -1; }
+
+    OxinVM* vm() { return vm_; }
+    VariableHash& globals() { return global_; }
+    VariableHash& system() { return system_; }
+    const std::string& path() const { return path_; }
+    const std::string& error() const { return error_; }
+
+  private:
+    TestApplication* application_;
+    Dictionary dictionary_;
+    VariableHash system_;
+    VariableHash global_;
+    FunctionManager functions_;
+    LocalizedLanguages languages_;
+    LocalizedDictionary pieces_;
+    SegmentManager segments_;
+    TaggedFile file_;
+    OxinVM* vm_ = nullptr;
+    std::string path_;
+    std::string error_;
+};
