@@ -1,0 +1,133 @@
+#pragma once
+
+#include <cstdint>
+
+class LinkBuffer;
+class OxinVM;
+class Variable;
+
+// The operand stack of a frame, and with it the language's value coercions:
+// an operand is an integer, a double, a text, a variable or a link buffer,
+// and each consumer pops it in the form it wants. Faults ("Stack overflow",
+// "Stack underflow", ...) are fatal errors of the machine; the operation
+// then gives a neutral result. The stack never grows.
+class OxinVM_Stack {
+  public:
+    enum EntryType { kInteger = 0, kDouble = 1, kString = 2, kVariable = 3, kLinkBuffer = 4 };
+    static constexpr unsigned char kDeletable = 1;
+
+    // One operand. A deletable entry owns its value: a text from new[], a
+    // count on the variable, or the link buffer.
+    struct Stack_Entry {
+        int type;
+        unsigned char flags;
+        union {
+            int32_t integer;
+            double number;
+            const char* text;
+            Variable* variable;
+            LinkBuffer* buffer;
+        } value;
+        int length;
+        int size;
+
+        bool deletable() const { return (flags & kDeletable) != 0; }
+    };
+
+    OxinVM_Stack(OxinVM* vm, int capacity);
+    OxinVM_Stack(const OxinVM_Stack&) = delete;
+    OxinVM_Stack& operator=(const OxinVM_Stack&) = delete;
+    // Releases every deletable value.
+    virtual ~OxinVM_Stack();
+
+    int Entries() const { return sp_; }
+    int capacity() const { return capacity_; }
+    // The top entry, which stays; null on an empty stack.
+    Stack_Entry* Peek() { return sp_ > 0 ? &entries_[sp_ - 1] : nullptr; }
+    // The link buffer of the top entry when it is one, else null.
+    LinkBuffer* Top_LinkBuffer() {
+        return sp_ > 0 && entries_[sp_ - 1].type == kLinkBuffer ? entries_[sp_ - 1].value.buffer
+                                                                 : nullptr;
+    }
+
+    void PushI(int value) {
+        if (Stack_Entry* entry = Claim()) {
+            entry->type = kInteger;
+            entry->flags = 0;
+            entry->value.integer = value;
+            entry->length = entry->size = 4;
+        }
+    }
+    void PushD(double value) {
+        if (Stack_Entry* entry = Claim()) {
+            entry->type = kDouble;
+            entry->flags = 0;
+            entry->value.number = value;
+            entry->length = entry->size = 8;
+        }
+    }
+    // A deletable text is owned by the stack from here on, even when the
+    // push fails.
+    void PushS(const char* text, int length, int size, int deletable);
+    void PushLinkBuffer(LinkBuffer* buffer, int deletable);
+    // increment: take a count on variable; deletable: the entry holds one.
+    void PushV(Variable* variable, int increment, int deletable);
+    // Moves the top count entries of other here, the top first, so that
+    // their order is reversed. A variable that leaves another stack gets a
+    // count of its own.
+    void Push(OxinVM_Stack* other, int count);
+
+    void Pop();
+    int PopI() {
+        if (sp_ > 0 && entries_[sp_ - 1].type == kInteger) return entries_[--sp_].value.integer;
+        return PopI_Converted();
+    }
+    double PopD() {
+        if (sp_ > 0 && entries_[sp_ - 1].type == kDouble) return entries_[--sp_].value.number;
+        return PopD_Converted();
+    }
+    // The text of the top entry with its length and size; when *deletable
+    // comes back 1 the caller deletes it with delete[].
+    char* PopS(int* length, int* size, int* deletable);
+    // The same with NUL bytes removed; always a new text.
+    char* PopS_NS(int* length, int* size, int* deletable);
+    // Assigns the top entry to target. Returns false on a fault.
+    bool PopV(Variable* target);
+    // Hands over the variable of the top entry and whether it holds a count;
+    // anything else is "Expected variable, found constant".
+    bool PopV(Variable** out, int* deletable);
+    bool PopBool();
+    bool PopNull();
+    // A record position: "top" -1, "bottom" -2, else a number.
+    int PopDBPosition();
+
+    // Pops the right operand, then the left; -1, 0 or 1.
+    int Compare();
+    // Pops two operands and pushes their concatenation.
+    void Concatenate();
+    // Pushes a borrowed copy of the top entry, not deletable.
+    void Dupe();
+    // Exchanges the entries at depths a and b (0 the top).
+    void Swap(int a, int b);
+    // Prints the stack to standard output, for debugging.
+    void Dump_Stack();
+
+    // The value of entry as text (see PopS); the entry's ownership passes.
+    char* ConvertEntryToString(Stack_Entry* entry, int* length, int* size, int* deletable);
+    // The value of entry as a deletable link buffer: its own when it is one.
+    LinkBuffer* ConvertEntryToDeletableLinkBuffer(Stack_Entry* entry);
+
+  private:
+    Stack_Entry* Claim();
+    // The top entry, removed; null after "Stack underflow".
+    Stack_Entry* Take();
+    void Release(Stack_Entry* entry);
+    int PopI_Converted();
+    double PopD_Converted();
+    bool Fault(const char* message);
+
+    OxinVM* vm_;
+    Stack_Entry* entries_;
+    int sp_ = 0;
+    int capacity_;
+};
