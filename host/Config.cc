@@ -2,56 +2,6 @@
 
 #include <cstring>
 
-namespace {
-
-const ConfigKey kKeys[] = {
-    {kConfigLogLevel, "log_level", 0, nullptr, true},
-    {kConfigTimeoutGlobal, "timeout_global", 90, nullptr, true},
-    {kConfigTimeoutMail, "timeout_mail", 30, nullptr, true},
-    {kConfigTimeoutCall, "timeout_call", 30, nullptr, true},
-    {kConfigTimeoutFile, "timeout_file", 30, nullptr, true},
-    {kConfigDelayFile, "delay_file", 100, nullptr, true},
-    {kConfigCookies, "cookies", 1, nullptr, true},
-    {kConfigBufszImport, "bufsz_import", 8192, nullptr, true},
-    {kConfigBufszTemplate, "bufsz_template", 8192, nullptr, true},
-    {kConfigBufszCall, "bufsz_call", 8192, nullptr, true},
-    {kConfigBufszSmtp, "bufsz_smtp", 8192, nullptr, true},
-    {kConfigBufszContent, "bufsz_content", 8192, nullptr, true},
-    {kConfigBufszOutput, "bufsz_output", 8192, nullptr, true},
-    {kConfigMaxFiles, "max_files", 0, nullptr, true},
-    {kConfigLockExpiration, "lock_expiration", 90, nullptr, true},
-    {kConfigFlagsSecurity, "flags_security", 0, nullptr, true},
-    {kConfigBufszOutputFlush, "bufsz_output_flush", 0x100000, nullptr, true},
-    {kConfigMaxDocache, "max_docache", 0, nullptr, true},
-    {kConfigTimeoutPost, "timeout_post", 30, nullptr, true},
-    {kConfigMaxPostVars, "max_post_vars", 2000, nullptr, true},
-    {kConfigMaxUnknownContentLength, "max_unknown_content_length", 0x100000, nullptr, true},
-    {kConfigSslSni, "ssl_sni", -1, nullptr, true},
-    {kConfigMaxAsyncTasks, "max_async_tasks", 0, nullptr, true},
-    {kConfigTimeoutAsync, "timeout_async", 3600, nullptr, true},
-    {kConfigTimeoutAsyncSleep, "timeout_async_sleep", 86400, nullptr, true},
-    {kConfigDirOxin, "dir_oxin", 0, nullptr, false},
-    {kConfigDirCommerce, "dir_commerce", 0, nullptr, false},
-    {kConfigDirTemp, "dir_temp", 0, nullptr, false},
-    {kConfigDirData, "dir_data", 0, nullptr, false},
-    {kConfigLogFile, "log_file", 0, nullptr, false},
-    {kConfigLockHostname, "lock_hostname", 0, nullptr, false},
-    {kConfigDirCa, "dir_ca", 0, nullptr, false},
-    {kConfigDefaultFile, "default_file", 0, "index.oxc", true},
-    {kConfigDirUser, "dir_user", 0, "public_qtx", true},
-    {kConfigInfoServeradmin, "info_serveradmin", 0, "webmaster@localhost", true},
-    {kConfigSslOpenssl, "ssl_openssl", 0, "libssl.so", true},
-    {kConfigSslCrypto, "ssl_crypto", 0, "libcrypto.so", true},
-    {kConfigSslConfig, "ssl_config", 0, nullptr, false},
-    {kConfigDirBuiltin, "dir_builtin", 0, nullptr, false},
-    {kConfigLogFilter, "log_filter", 0, nullptr, false},
-    {kConfigLogCookie, "log_cookie", 0, nullptr, false},
-    {kConfigFileCa, "file_ca", 0, nullptr, false},
-    {0, nullptr, 0, nullptr, false},
-};
-
-}  // namespace
-
 ConfigValue::ConfigValue(int id, int integer) : id(id), integer(integer) {}
 
 ConfigValue::ConfigValue(int id, const char* string, int length, int owned)
@@ -111,11 +61,11 @@ Config::~Config() {
 }
 
 const ConfigKey* Config::Keys() {
-    return kKeys;
+    return kConfigKeys;
 }
 
 const ConfigKey* Config::Key(int id) {
-    for (const ConfigKey* key = kKeys; key->key; key++) {
+    for (const ConfigKey* key = kConfigKeys; key->key; key++) {
         if (key->id == id) return key;
     }
     return nullptr;

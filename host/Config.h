@@ -1,52 +1,8 @@
 #pragma once
 
 #include "base/HashTable.h"
+#include "host/ConfigKeys.h"
 
-// Value ids: bit 24 marks an integer value, bit 25 a string value.
-enum ConfigId : int {
-    kConfigLogLevel = 0x1000005,
-    kConfigTimeoutGlobal = 0x1000007,
-    kConfigTimeoutMail = 0x1000008,
-    kConfigTimeoutCall = 0x1000009,
-    kConfigTimeoutFile = 0x100000a,
-    kConfigDelayFile = 0x100000b,
-    kConfigCookies = 0x100000c,
-    kConfigBufszImport = 0x100000d,
-    kConfigBufszTemplate = 0x100000e,
-    kConfigBufszCall = 0x100000f,
-    kConfigBufszSmtp = 0x1000010,
-    kConfigBufszContent = 0x1000011,
-    kConfigBufszOutput = 0x1000012,
-    kConfigMaxFiles = 0x1000013,
-    kConfigLockExpiration = 0x1000014,
-    kConfigFlagsSecurity = 0x1000018,
-    kConfigBufszOutputFlush = 0x100001d,
-    kConfigMaxDocache = 0x1000021,
-    kConfigTimeoutPost = 0x1000026,
-    kConfigMaxPostVars = 0x1000027,
-    kConfigMaxUnknownContentLength = 0x1000028,
-    kConfigSslSni = 0x1000029,
-    kConfigMaxAsyncTasks = 0x1000030,
-    kConfigTimeoutAsync = 0x1000031,
-    kConfigTimeoutAsyncSleep = 0x1000032,
-    kConfigDirOxin = 0x2000001,
-    kConfigDirCommerce = 0x2000002,
-    kConfigDirTemp = 0x2000003,
-    kConfigDirData = 0x2000004,
-    kConfigLogFile = 0x2000006,
-    kConfigLockHostname = 0x2000015,
-    kConfigDirCa = 0x2000016,
-    kConfigDefaultFile = 0x2000017,
-    kConfigDirUser = 0x2000019,
-    kConfigInfoServeradmin = 0x200001a,
-    kConfigSslOpenssl = 0x200001b,
-    kConfigSslCrypto = 0x200001c,
-    kConfigSslConfig = 0x200001d,
-    kConfigDirBuiltin = 0x200001e,
-    kConfigLogFilter = 0x2000025,
-    kConfigLogCookie = 0x2000028,
-    kConfigFileCa = 0x2000033,
-};
 
 inline bool config_id_is_integer(int id) {
     return (id & 0x1000000) != 0;
@@ -71,14 +27,6 @@ struct ConfigValue {
     int integer = 0;
 };
 
-// The name, type and built-in default of every known value id.
-struct ConfigKey {
-    int id;
-    const char* key;
-    int integer_default;
-    const char* string_default;  // null: no default string
-    bool has_default;
-};
 
 // Settings by numeric id, with built-in defaults behind them. Reading never
 // fails: a missing integer is -1, a missing string null with length 0.

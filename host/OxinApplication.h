@@ -4,6 +4,7 @@
 #include "base/TextConversion.h"
 
 class Config;
+class ExternalLibraryManager;
 class FileManager;
 class Output;
 class UFCrypt;
@@ -19,6 +20,8 @@ class OxinApplication : public TextConversion {
     OxinApplication& operator=(const OxinApplication&) = delete;
 
     virtual FileManager* filemanager() = 0;
+    // The shared libraries of the process.
+    virtual ExternalLibraryManager* librarymanager() = 0;
     virtual Config* config() = 0;
     // The system's text for the current errno, or "Unknown error".
     virtual const char* lasterror() = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "extensions/UNIXExternalLibraryManager.h"
 #include "files/UNIXFileManager.h"
 #include "host/Config.h"
 #include "host/OxinApplication.h"
@@ -12,6 +13,7 @@ class StandaloneApplication : public OxinApplication {
     StandaloneApplication() : files_(this) {}
 
     FileManager* filemanager() override { return &files_; }
+    ExternalLibraryManager* librarymanager() override { return &libraries_; }
     UNIXFileManager& files() { return files_; }
     Config* config() override { return &config_; }
     const char* lasterror() override;
@@ -24,4 +26,5 @@ class StandaloneApplication : public OxinApplication {
   private:
     Config config_;
     UNIXFileManager files_;
+    UNIXExternalLibraryManager libraries_;
 };

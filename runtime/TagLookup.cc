@@ -3,7 +3,8 @@
 #include <cctype>
 #include <cstring>
 
-#define TAG(number, name, flags) {number, name, name "_Error", flags}
+#define TAG(number, name, flags) \
+    { number, name, name "_Error", flags }
 
 TagErrorSetting tag_default_errorsettings[kTagRows] = {
     TAG(0, "OxIF", 3),

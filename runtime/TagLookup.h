@@ -14,10 +14,10 @@ struct TagErrorSetting {
     unsigned flags;
 };
 
-constexpr int kTagRows = 77;           // the last row is empty
-constexpr int kTagExpression = 62;     // "(in expression)"
-constexpr int kTagDo = 22;             // OxDO
-constexpr int kTagAsynchronous = 75;   // OxASYNCHRONOUS
+constexpr int kTagRows = 77;          // the last row is empty
+constexpr int kTagExpression = 62;    // "(in expression)"
+constexpr int kTagDo = 22;            // OxDO
+constexpr int kTagAsynchronous = 75;  // OxASYNCHRONOUS
 
 // The process-wide defaults, copied by every machine at construction. The
 // configuration may change them before the first machine exists.

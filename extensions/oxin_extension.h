@@ -1,0 +1,90 @@
+/* The binary interface between the engine and the shared libraries that it
+ * loads: configuration libraries, function libraries and, later, database
+ * and commerce libraries. Plain C, so that a library needs nothing but this
+ * header. Engine objects pass as opaque pointers; the engine exports the
+ * functions declared here from its executable. Strings are a pointer and an
+ * int length (-1: measure up to the NUL); every int result 0 is success. */
+#ifndef OXIN_EXTENSION_H
+#define OXIN_EXTENSION_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+class ExternalConfig;
+class File;
+class OxinVM;
+class Variable;
+class VariableHash;
+class VariableList;
+extern "C" {
+#else
+typedef struct ExternalConfig ExternalConfig;
+typedef struct File File;
+typedef struct OxinVM OxinVM;
+typedef struct Variable Variable;
+typedef struct VariableHash VariableHash;
+typedef struct VariableList VariableList;
+#endif
+
+/* What oxin_config_library() returns: eight machine words. Any entry but
+ * the version may be null. */
+typedef struct OxConfigLibrary {
+    intptr_t version; /* 2; a version 1 table may not have load_v1 */
+    int (*init)(ExternalConfig* config, void** data, int flags, void* argv, int argc);
+    void* load_v1;
+    int (*get_integer)(ExternalConfig* config, void** data, int id, int* value);
+    int (*get_string)(ExternalConfig* config, void** data, int id, const char** value, int* length,
+                      int* owned);
+    const char* (*error)(ExternalConfig* config, void** data);
+    void (*cleanup)(ExternalConfig* config, void** data);
+    int (*load)(ExternalConfig* config, void** data, const char* path, File* file);
+} OxConfigLibrary;
+
+/* One parameter of a library function; flags bit 0: by reference. */
+typedef struct _OX_EL_Parameter {
+    const char* name;
+    intptr_t name_length;
+    intptr_t flags;
+} _OX_EL_Parameter;
+
+/* The entry point of a library function. It is called a last time with
+ * null vm, parameters and return_value when *data is not 0, to free it. */
+typedef void (*OxExternalFunction)(OxinVM* vm, VariableHash* parameters, Variable* return_value,
+                                   void** data);
+
+/* One function of a library; an array of them ends with a null name. */
+typedef struct _OX_EL_Function {
+    const char* name;
+    intptr_t name_length;
+    intptr_t parameter_count;
+    const _OX_EL_Parameter* parameters;
+    OxExternalFunction function;
+} _OX_EL_Function;
+
+/* What oxin_function_table() returns: word 1 is the function array. */
+typedef struct OxFunctionTable {
+    void* reserved;
+    const _OX_EL_Function* functions;
+} OxFunctionTable;
+
+/* Configuration, for configuration libraries. SetValue copies the string
+ * (and frees it with free() when owned is 1); both setters give 1 for an id
+ * of the other type. */
+int oxConfig_SetValue(ExternalConfig* config, int id, const char* value, int length, int owned);
+int oxConfig_SetValue_Integer(ExternalConfig* config, int id, int value);
+int oxConfig_Register_Library_Commerce(ExternalConfig* config, const char* name, const char* path);
+int oxConfig_Register_Library_Database(ExternalConfig* config, const char* name, const char* path);
+int oxConfig_Register_Library_Builtin(ExternalConfig* config, const char* path);
+int oxConfig_Register_Library_System(ExternalConfig* config, const char* name, const char* path);
+int oxConfig_SetVariable_Global(ExternalConfig* config, const char* name, int name_length,
+                                const char* value, int value_length);
+int oxConfig_SetVariable_System(ExternalConfig* config, const char* name, int name_length,
+                                const char* value, int value_length);
+int oxConfig_Set_DefaultErrorSetting(ExternalConfig* config, const char* tag, int tag_length,
+                                     int flags);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
