@@ -144,6 +144,16 @@ void String::cat(const char* s, int n) {
     text_[length_] = 0;
 }
 
+void String::reserve(int size) {
+    if (size <= capacity_) return;
+    char* block = new char[size];
+    if (text_) memcpy(block, text_, length_ + 1);
+    delete[] text_;
+    text_ = block;
+    capacity_ = size;
+    if (length_ == 0) text_[0] = 0;
+}
+
 void String::prepend(char c) {
     char text[2] = {c, 0};
     prepend(text, -1);

@@ -44,6 +44,8 @@ class String {
     // Append. Growing keeps the content and the NUL invariant.
     void cat(char c);
     void cat(const char* s, int n = -1);
+    // Makes room for size bytes in all, the NUL included, keeping the text.
+    void reserve(int size);
     // Prepend. Always builds a fresh block; meant for short texts.
     void prepend(char c);
     void prepend(const char* s, int n = -1);

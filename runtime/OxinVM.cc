@@ -204,7 +204,7 @@ int OxinVM::Go() {
 
 // One instruction whose operands are decoded. Each case is short; the work
 // of the longer ones is in the helpers of the same names.
-void OxinVM::Execute(uint16_t word) {
+inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
     OxinVM_Stack* s = stack_;
     switch (dense.of[word]) {
         case k_Op_noop:
@@ -332,7 +332,7 @@ void OxinVM::Execute(uint16_t word) {
             power();
             break;
         case k_Op_cat:
-            s->Concatenate();
+            if (!append_in_place()) s->Concatenate();
             break;
         case k_Op_bitand: {
             int right = s->PopI(), left = s->PopI();

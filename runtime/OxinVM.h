@@ -166,6 +166,8 @@ class OxinVM {
     // The globals of the operands of a combined instruction.
     bool Globals(Variable** first, Variable** second);
     void jump_if(bool condition);
+    // cat as the first half of "v = v . x": appends to v in place.
+    bool append_in_place();
 
     // Instructions with more than a line of work, by their names.
     void pushc();

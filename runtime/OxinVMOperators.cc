@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <typeinfo>
 
 #include "base/Dtoa.h"
 #include "base/LinkBuffer.h"
@@ -57,6 +58,36 @@ void OxinVM::pushc() {
     const char* text;
     int length;
     if (Dictionary_Text(dword1_, &text, &length)) stack_->PushS(text, length, length, 0);
+}
+
+// The accumulating loop "s = s . x" compiles to: push s, push x, cat, pop
+// into s. Concatenation would copy the whole of s into a new buffer each
+// time; when the instruction after cat stores into the very variable that
+// is the left operand, x is appended to that variable in place instead,
+// with the same result, and the store is skipped.
+bool OxinVM::append_in_place() {
+    OxinVM_Stack::Stack_Entry* left = stack_->Peek(1);
+    OxinVM_Stack::Stack_Entry* right = stack_->Peek(0);
+    if (!left || left->type != OxinVM_Stack::kVariable || ip + 6 > code_length_) return false;
+    Variable* variable = left->value.variable;
+    if (typeid(*variable) != typeid(Variable) || variable->aggregatetype() != AggregateNone)
+        return false;
+    if (right->type == OxinVM_Stack::kVariable && right->value.variable == variable) return false;
+    uint16_t next = static_cast<uint16_t>(code_[ip] | code_[ip + 1] << 8);
+    if (next != Op_popg && next != Op_popl) return false;
+    int index = static_cast<int>(static_cast<uint32_t>(code_[ip + 2]) |
+                                 static_cast<uint32_t>(code_[ip + 3]) << 8 |
+                                 static_cast<uint32_t>(code_[ip + 4]) << 16 |
+                                 static_cast<uint32_t>(code_[ip + 5]) << 24);
+    VariableHash* hash = next == Op_popg ? global_ : frame_->locals();
+    if (hash->Index(index, 0) != variable) return false;
+    int length, size, deletable;
+    char* text = stack_->PopS(&length, &size, &deletable);
+    variable->Append_Text(text, length);
+    release(text, deletable);
+    stack_->Pop();
+    ip += 6;
+    return true;
 }
 
 void OxinVM::div() {

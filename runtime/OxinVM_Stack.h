@@ -44,6 +44,10 @@ class OxinVM_Stack {
     int capacity() const { return capacity_; }
     // The top entry, which stays; null on an empty stack.
     Stack_Entry* Peek() { return sp_ > 0 ? &entries_[sp_ - 1] : nullptr; }
+    // The entry at depth (0 the top), which stays; null below the bottom.
+    Stack_Entry* Peek(int depth) {
+        return depth >= 0 && depth < sp_ ? &entries_[sp_ - 1 - depth] : nullptr;
+    }
     // The link buffer of the top entry when it is one, else null.
     LinkBuffer* Top_LinkBuffer() {
         return sp_ > 0 && entries_[sp_ - 1].type == kLinkBuffer ? entries_[sp_ - 1].value.buffer

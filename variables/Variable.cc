@@ -203,6 +203,18 @@ int Variable::SetValue_Nocopy(char* buffer, int length, int size) {
     return 1;
 }
 
+void Variable::Append_Text(const char* text, int length) {
+    value();
+    int needed = string_value_.length() + length + 1;
+    if (needed > string_value_.capacity()) {
+        int doubled = string_value_.capacity() * 2;
+        string_value_.reserve(needed > doubled ? needed : doubled);
+    }
+    string_value_.cat(text, length);
+    flags_ = (flags_ & ~kFormFlags) | kStringValid;
+    primary_type_ = PrimaryString;
+}
+
 int Variable::SetValue_Integer(int value) {
     integer_value_ = value;
     flags_ = (flags_ & ~kFormFlags) | kIntegerValid;

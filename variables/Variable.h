@@ -105,6 +105,10 @@ class Variable {
     // Adopts buffer (from new[]) holding length bytes in size bytes.
     virtual int SetValue_Nocopy(char* buffer, int length, int size);
     virtual int SetValue_Integer(int value);
+    // Appends text to the value as text, which becomes its only form. The
+    // room grows by doubling, so that a text built by appending in a loop
+    // is copied only a logarithmic number of times. For scalars.
+    void Append_Text(const char* text, int length);
     virtual int SetValue_Double(double value);
     int SetValue(const String& text) { return SetValue(text.text(), text.length()); }
 
