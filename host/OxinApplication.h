@@ -27,6 +27,9 @@ class OxinApplication : public TextConversion {
     virtual const char* lasterror() = 0;
     // True once the global deadline has passed or a termination signal came.
     virtual bool cancelled() { return cancelled_flag != 0; }
+    // Stops the script at its next instruction, as a time-out does: the
+    // client went away or the process is told to end.
+    virtual void Cancelled() { cancelled_flag = 1; }
     virtual int processid() = 0;
     virtual int threadid() = 0;
     // The host name written into lock files: lock_hostname, else the
