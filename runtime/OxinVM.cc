@@ -91,7 +91,6 @@ OxinVM::OxinVM(const char* path, int path_length, OxinApplication* application,
     if (!cancelled_flag_) cancelled_flag_ = &application->cancelled_flag;
     if (!finished_flag_) finished_flag_ = &application->finished_flag;
     last_heartbeat_ = *heartbeat_count_;
-    null_variable_->IncRefCount();
     memcpy(tags_, tag_default_errorsettings, sizeof tags_);
 
     int base = filename_.length();

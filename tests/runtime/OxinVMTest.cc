@@ -21,8 +21,7 @@
 namespace {
 
 std::string scripts_directory() {
-    std::string file = __FILE__;
-    return file.substr(0, file.rfind('/')) + "/scripts";
+    return OXIN_SOURCE_DIR "/tests/runtime/scripts";
 }
 
 std::string read_file(const std::string& path) {
