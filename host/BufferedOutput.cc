@@ -3,7 +3,8 @@
 #include <cctype>
 #include <cstring>
 
-BufferedOutput::BufferedOutput(int size) : buffer_(new char[size > 0 ? size : 1]), size_(size > 0 ? size : 1) {}
+BufferedOutput::BufferedOutput(int size)
+    : buffer_(new char[size > 0 ? size : 1]), size_(size > 0 ? size : 1) {}
 
 BufferedOutput::~BufferedOutput() {
     delete[] buffer_;

@@ -3,7 +3,6 @@
 #include "base/HashTable.h"
 #include "host/ConfigKeys.h"
 
-
 inline bool config_id_is_integer(int id) {
     return (id & 0x1000000) != 0;
 }
@@ -26,7 +25,6 @@ struct ConfigValue {
     int owned = 0;
     int integer = 0;
 };
-
 
 // Settings by numeric id, with built-in defaults behind them. Reading never
 // fails: a missing integer is -1, a missing string null with length 0.

@@ -61,6 +61,10 @@ class ExternalConfig : public Config {
     void Set_DefaultErrorSetting(const char* tag, int tag_length, int flags);
 
     const std::vector<Registration>& registrations() const { return registrations_; }
+    ExternalCallManager* functions() const { return functions_; }
+    CommerceLibraryManager* commerce() const { return commerce_; }
+    ExternalDatabaseLibraryManager* databases() const { return databases_; }
+    SystemLibraryManager* systems() const { return systems_; }
     const String& error() const { return error_; }
     // Keeps text unless it is null.
     void Error(const char* text);

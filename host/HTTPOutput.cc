@@ -11,12 +11,14 @@
 HTTPOutput_Header::HTTPOutput_Header(const char* name, int name_length, int name_owned,
                                      const char* value, int value_length, int value_owned)
     : name(name ? name : ""),
-      name_length(name_length >= 0 ? name_length : name ? static_cast<int>(strlen(name)) : 0),
+      name_length(name_length >= 0 ? name_length
+                  : name           ? static_cast<int>(strlen(name))
+                                   : 0),
       name_owned(name ? name_owned : 0),
       value(value ? value : ""),
       value_length(value_length >= 0 ? value_length
-                   : value          ? static_cast<int>(strlen(value))
-                                    : 0),
+                   : value           ? static_cast<int>(strlen(value))
+                                     : 0),
       value_owned(value ? value_owned : 0) {}
 
 HTTPOutput_Header::~HTTPOutput_Header() {

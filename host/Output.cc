@@ -26,8 +26,7 @@ int Output::Header(const char* name, const char* value) {
     return Header(name, -1, 0, value, -1, 0);
 }
 
-int Output::Header(const char* name, int, int name_owned, const char* value, int,
-                   int value_owned) {
+int Output::Header(const char* name, int, int name_owned, const char* value, int, int value_owned) {
     if (name_owned) delete[] name;
     if (value_owned) delete[] value;
     return 0;

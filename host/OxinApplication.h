@@ -41,8 +41,9 @@ class OxinApplication : public TextConversion {
 
     // Where scripts print now; null when nothing takes output.
     virtual Output* output() { return output_; }
-    // Makes output (not owned) the one that scripts print to.
-    virtual void SetOutput(Output* output) { output_ = output; }
+    // Makes next (not owned) the output that scripts print to, with the
+    // flags of the present one; returns the present one.
+    virtual Output* SetOutput(Output* next);
     // The traditional crypt(3) hash of key under the first two characters
     // of salt: a new 14-byte buffer holding 13 characters and a NUL.
     virtual char* Crypt(const char* key, int key_length, const char* salt, int* length, int* size);
@@ -52,12 +53,52 @@ class OxinApplication : public TextConversion {
     // Writes error text to the output and flushes it; nothing without one.
     virtual void OutputError(const char* text, int length);
 
+    // One beat of the clock: counts it and raises the flags of the
+    // deadlines that now lies past.
+    virtual void Heartbeat(long now);
+    // Starts the script's time limit from now; nothing here.
+    virtual void ResetGlobalTimeout() {}
+    // Starts the time limit of reading the POST body from now.
+    virtual void ResetPOSTTimeout();
+    virtual void ClearPOSTTimeout();
+    // Seconds left before the global deadline (may be negative); -1 when
+    // there is none.
+    virtual long TimeRemaining();
+
+    // The request's language, default language, default database type and
+    // character set. Each setter counts its calls, so that readers can
+    // cache what they derive from the value.
+    virtual const String& language() { return language_; }
+    virtual int languagecount() { return languagecount_; }
+    virtual const String& defaultlanguage() { return defaultlanguage_; }
+    virtual int defaultlanguagecount() { return defaultlanguagecount_; }
+    virtual const String& defaultdatabase() { return defaultdatabase_; }
+    virtual int defaultdatabasecount() { return defaultdatabasecount_; }
+    virtual const String& charset() { return charset_; }
+    virtual int charsetcount() { return charsetcount_; }
+    virtual void SetLanguage(const char* text, int length);
+    virtual void SetDefaultLanguage(const char* text, int length);
+    virtual void SetDefaultDatabase(const char* text, int length);
+    virtual void SetCharacterSet(const char* text, int length);
+    virtual bool CharacterSetIsUTF8() { return charset_is_utf8_; }
+
     volatile unsigned heartbeat_count = 0;
     volatile int cancelled_flag = 0;
     volatile int post_timed_out = 0;
     volatile int finished_flag = 0;
+    long global_deadline = 0;  // seconds since the epoch; 0: none
+    long post_deadline = 0;
 
   private:
+    String language_{"en-US"};
+    int languagecount_ = 1;
+    String defaultlanguage_{"en-US"};
+    int defaultlanguagecount_ = 1;
+    String defaultdatabase_{"xbase3"};
+    int defaultdatabasecount_ = 1;
+    String charset_{"utf-8"};
+    int charsetcount_ = 1;
+    bool charset_is_utf8_ = true;
     Output* output_ = nullptr;
     UFCrypt* crypt_ = nullptr;
 };

@@ -39,13 +39,13 @@ class OxinVM {
     // of the start segment in an outermost frame whose locals are the
     // globals. The three flags are the request's (null in a child: the
     // parent's); parent is the machine of the file that reached this one.
-    OxinVM(const char* path, int path_length, OxinApplication* application,
-           Dictionary* dictionary, VariableHash* system, VariableHash* global,
-           SegmentManager* segments, FunctionManager* functions,
-           ExternalCallManager* externalfunctions, CommerceLibraryManager* commerce,
-           ExternalDatabaseLibraryManager* externaldbmgr, LocalizedLanguages* languages,
-           LocalizedDictionary* pieces, volatile unsigned* heartbeat_count,
-           volatile int* cancelled_flag, volatile int* finished_flag, OxinVM* parent);
+    OxinVM(const char* path, int path_length, OxinApplication* application, Dictionary* dictionary,
+           VariableHash* system, VariableHash* global, SegmentManager* segments,
+           FunctionManager* functions, ExternalCallManager* externalfunctions,
+           CommerceLibraryManager* commerce, ExternalDatabaseLibraryManager* externaldbmgr,
+           LocalizedLanguages* languages, LocalizedDictionary* pieces,
+           volatile unsigned* heartbeat_count, volatile int* cancelled_flag,
+           volatile int* finished_flag, OxinVM* parent);
     OxinVM(const OxinVM&) = delete;
     OxinVM& operator=(const OxinVM&) = delete;
     // Deletes every frame left and every open feature.
@@ -110,6 +110,17 @@ class OxinVM {
     // dropped). 1, or 0 for no such function, a wrong parameter count or a
     // fatal error.
     int RunFunction(const char* name, int length, VariableList* parameters, Variable* result);
+    // Asks the script's Oxin_ValidateFileUpload(field, filename,
+    // content_type) whether to take an uploaded file: *size gets its answer
+    // (negative: skip; 0: no limit; else the most bytes kept), or -1 when the
+    // script has no such function. False for a function of another
+    // parameter count or a fatal error in it.
+    bool ValidateFileUpload(const String& field, const String& filename, const String& content_type,
+                            long* size);
+    // Hands an uploaded file to Oxin_ProcessFileUpload(field, filename,
+    // status, temporary_file, content_type, size); true when there is none.
+    bool ProcessFileUpload(const String& field, const String& filename, const String& status,
+                           const String& temporary, const String& content_type, long size);
 
     void System_Vars(VariableList* list);
     void Global_Vars(VariableList* list);

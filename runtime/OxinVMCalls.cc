@@ -102,7 +102,7 @@ bool OxinVM::Return(bool with_value) {
 
 int OxinVM::RunFunction(const char* name, int length, VariableList* parameters, Variable* result) {
     Function* function = functions_->Function_Get(name, length);
-    if (!function) return 0;
+    if (!function || !Set_Segment()) return 0;
     if (parameters) {
         if (parameters->Entries() != function->ParameterCount()) return 0;
         for (Variable* parameter = parameters->First(); parameter; parameter = parameters->Next())
@@ -176,4 +176,38 @@ void OxinVM::Cleanup_Function_Features(OxinVM_Frame* frame) {
          feature = features_.Peek())
         deepest = feature;
     if (deepest) Pop_Feature(deepest);
+}
+
+static void add_text(VariableList* list, const String& text) {
+    list->Insert(new Variable("", 0, text.c_str(), text.length()), ListTail, 0);
+}
+
+bool OxinVM::ValidateFileUpload(const String& field, const String& filename,
+                                const String& content_type, long* size) {
+    static const char kName[] = "Oxin_ValidateFileUpload";
+    *size = -1;
+    if (!functions_->Function_Get(kName, -1)) return true;
+    VariableList parameters;
+    add_text(&parameters, field);
+    add_text(&parameters, filename);
+    add_text(&parameters, content_type);
+    Variable* answer = new Variable("", 0);
+    int called = RunFunction(kName, -1, &parameters, answer);
+    if (called) *size = answer->value_integer();
+    answer->DecRefCount();
+    return called != 0;
+}
+
+bool OxinVM::ProcessFileUpload(const String& field, const String& filename, const String& status,
+                               const String& temporary, const String& content_type, long size) {
+    static const char kName[] = "Oxin_ProcessFileUpload";
+    if (!functions_->Function_Get(kName, -1)) return true;
+    VariableList parameters;
+    add_text(&parameters, field);
+    add_text(&parameters, filename);
+    add_text(&parameters, status);
+    add_text(&parameters, temporary);
+    add_text(&parameters, content_type);
+    parameters.Insert(new Variable("", 0, static_cast<int>(size)), ListTail, 0);
+    return RunFunction(kName, -1, &parameters, nullptr) != 0;
 }

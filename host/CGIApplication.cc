@@ -1,0 +1,310 @@
+#include "host/CGIApplication.h"
+
+#include <errno.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "base/SessionID.h"
+#include "host/CGIOutput.h"
+#include "host/ExternalConfig.h"
+#include "runtime/Dictionary.h"
+#include "runtime/FunctionManager.h"
+#include "runtime/OxinVM.h"
+#include "runtime/SegmentManager.h"
+#include "runtime/TaggedFile.h"
+#include "statements/LocalizedDictionary.h"
+#include "statements/LocalizedLanguages.h"
+#include "variables/SystemVariableHash.h"
+#include "variables/VariableHash.h"
+
+namespace {
+
+char* copy_of(const char* text) {
+    size_t length = strlen(text);
+    char* copy = new char[length + 1];
+    memcpy(copy, text, length + 1);
+    return copy;
+}
+
+// Web servers escape characters of command-line query arguments with
+// backslashes.
+void strip_backslashes(char* text) {
+    char* to = text;
+    for (const char* from = text; *from; from++) {
+        if (*from != '\\') *to++ = *from;
+    }
+    *to = '\0';
+}
+
+}  // namespace
+
+CGIApplication::CGIApplication(int argc, char** argv)
+    : files_(this),
+      output_(new CGIOutput(this)),
+      argc_(argc),
+      argv_(argv),
+      arguments_(new char*[argc > 0 ? argc : 1]),
+      process_id_(getpid()),
+      thread_id_(process_id_),
+      effective_uid_(static_cast<int>(geteuid())),
+      path_info_(getenv("PATH_INFO")),
+      query_string_(getenv("QUERY_STRING")) {
+    OxinApplication::SetOutput(output_);
+    for (int i = 0; i < argc; i++) {
+        arguments_[i] = copy_of(argv[i]);
+        if (i > 0) strip_backslashes(arguments_[i]);
+    }
+    const char* program = argc > 0 ? arguments_[0] : "oxin";
+    const char* slash = strrchr(program, '/');
+    basename_ = slash ? slash + 1 : program;
+    if (!getcwd(working_directory_, sizeof working_directory_)) strcpy(working_directory_, ".");
+    pthread_mutex_init(&state_mutex_, nullptr);
+    pthread_cond_init(&state_cond_, nullptr);
+    gethostname(hostname_, sizeof hostname_ - 1);
+}
+
+CGIApplication::~CGIApplication() {
+    pthread_cond_destroy(&state_cond_);
+    pthread_mutex_destroy(&state_mutex_);
+    delete config_;
+    delete functions_;
+    delete segments_;
+    delete languages_;
+    delete pieces_;
+    delete system_;
+    delete global_;
+    delete dictionary_;
+    OxinApplication::SetOutput(nullptr);
+    delete output_;
+    for (int i = 0; i < argc_; i++)
+        delete[] arguments_[i];
+    delete[] arguments_;
+}
+
+Config* CGIApplication::config() {
+    return config_;
+}
+
+const char* CGIApplication::lasterror() {
+    const char* text = strerror(errno);
+    return text && *text ? text : "Unknown error";
+}
+
+const char* CGIApplication::lockhostname() {
+    const char* name = config_ ? config_->value_string(kConfigLockHostname, nullptr) : nullptr;
+    if (name && *name) return name;
+    if (config_) {
+        int length = static_cast<int>(strlen(hostname_));
+        char* copy = new char[length + 1];
+        memcpy(copy, hostname_, length + 1);
+        config_->SetValue(kConfigLockHostname, copy, length, 1);
+    }
+    return hostname_;
+}
+
+int CGIApplication::lockexpiration() {
+    return config_ ? config_->value_integer(kConfigLockExpiration) : 90;
+}
+
+void CGIApplication::Cancelled() {
+    pthread_mutex_lock(&state_mutex_);
+    if (!cancelled_flag) {
+        cancelled_flag = 1;
+        pthread_cond_broadcast(&state_cond_);
+    }
+    pthread_mutex_unlock(&state_mutex_);
+}
+
+void CGIApplication::Heartbeat(long now) {
+    pthread_mutex_lock(&state_mutex_);
+    OxinApplication::Heartbeat(now);
+    pthread_cond_broadcast(&state_cond_);
+    pthread_mutex_unlock(&state_mutex_);
+}
+
+void CGIApplication::ResetGlobalTimeout() {
+    pthread_mutex_lock(&state_mutex_);
+    int limit = config_ ? config_->value_integer(kConfigTimeoutGlobal) : 0;
+    global_deadline = limit > 0 ? time(nullptr) + limit : 0;
+    cancelled_flag = 0;
+    pthread_mutex_unlock(&state_mutex_);
+}
+
+void CGIApplication::Sleep(int milliseconds) {
+    timeval now;
+    gettimeofday(&now, nullptr);
+    long nanoseconds = now.tv_usec * 1000L + (milliseconds % 1000) * 1000000L;
+    timespec until = {now.tv_sec + milliseconds / 1000 + nanoseconds / 1000000000L,
+                      nanoseconds % 1000000000L};
+    pthread_mutex_lock(&state_mutex_);
+    while (!cancelled_flag) {
+        if (pthread_cond_timedwait(&state_cond_, &state_mutex_, &until) != 0) break;
+        if (current_vm_) current_vm_->Heartbeat();
+    }
+    pthread_mutex_unlock(&state_mutex_);
+}
+
+void CGIApplication::OutputError(const char* text, int length) {
+    if (!headers_started_) OutputHeaders();
+    output_->Write_Error(text, length);
+}
+
+void CGIApplication::ConfigurationError(const String& text) {
+    String message("Configuration Error: ");
+    message.cat(text.c_str(), text.length());
+    message.cat("<br>");
+    int length = 0;
+    const char* admin = config_ ? config_->value_string(kConfigInfoServeradmin, &length) : nullptr;
+    if (admin) {
+        message.cat("Please contact the server administrator: ");
+        message.cat(admin, length);
+    }
+    OutputError(message.c_str(), message.length());
+}
+
+// The system's random bytes, for session ids that cannot be guessed.
+static bool system_random(unsigned char* out, int count) {
+    return getrandom(out, static_cast<size_t>(count), 0) == count;
+}
+
+char* CGIApplication::MakeSessionID(int* length) {
+    timeval now;
+    gettimeofday(&now, nullptr);
+    return MakeSessionIDFrom(hostname_, process_id_, now.tv_sec, now.tv_usec, system_random,
+                             length);
+}
+
+char* CGIApplication::currentdate(int* length) {
+    time_t now = time(nullptr);
+    tm local;
+    localtime_r(&now, &local);
+    char text[64];
+    size_t used = strftime(text, sizeof text, "%a, %d %b %Y %H:%M:%S ", &local);
+    // Whole hours only, the minutes dropped, as the date has always been.
+    long west = timezone - (local.tm_isdst > 0 ? 3600 : 0);
+    long zone = west / 3600 * 100;
+    snprintf(text + used, sizeof text - used, west >= 0 ? "-%04ld" : "+%04ld",
+             zone >= 0 ? zone : -zone);
+    *length = static_cast<int>(strlen(text));
+    return copy_of(text);
+}
+
+bool CGIApplication::LoadConfiguration() {
+    String path(working_directory_);
+    path.cat("/liboxinconfig.so");
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) {
+        const char* named = getenv("OxCONFIG_LIBRARY");
+        if (!named || stat(named, &status) != 0) {
+            ConfigurationError(String(
+                "Error loading configuration library: Unable to locate/load liboxinconfig.so"));
+            return false;
+        }
+        path = String(named);
+    }
+    if (status.st_uid != 0 && static_cast<int>(status.st_uid) != effective_uid_) {
+        ConfigurationError(String("Error loading configuration library: UID mismatch"));
+        return false;
+    }
+    if (!config_->Load(path.c_str(), 0, arguments_, argc_)) {
+        String message("Error loading configuration library: ");
+        message.cat(config_->error().c_str(), config_->error().length());
+        ConfigurationError(message);
+        return false;
+    }
+    return true;
+}
+
+bool CGIApplication::CheckConfiguration() {
+    const char* root = config_->value_string(kConfigDirOxin, nullptr);
+    if (!root) {
+        ConfigurationError(String("oxinroot is not defined"));
+        return false;
+    }
+    const char* temporary = config_->value_string(kConfigDirTemp, nullptr);
+    if (temporary && !files_.InitializeTempDirectory(temporary)) {
+        ConfigurationError(files_.error());
+        return false;
+    }
+    return true;
+}
+
+bool CGIApplication::ProcessConfiguration(const String& path) {
+    const char* data = config_->value_string(kConfigDirData, nullptr);
+    if (!data) {
+        ConfigurationError(String("No data directory is defined"));
+        return false;
+    }
+    if (!files_.InitializeDataDirectory(data)) {
+        ConfigurationError(files_.error());
+        return false;
+    }
+    if (effective_uid_ == 0) {
+        if (script_owner_uid_ == 0) {
+            String message("'");
+            message.cat(path.c_str(), path.length());
+            message.cat("' is owned by root");
+            Error(message);
+            return false;
+        }
+        if (setuid(static_cast<uid_t>(script_owner_uid_)) != 0) {
+            Error("Unable to switch to user mode");
+            return false;
+        }
+    }
+    output_->Set_BufferSize(config_->value_integer(kConfigBufszOutput));
+    output_->Set_FlushSize(config_->value_integer(kConfigBufszOutputFlush));
+    return true;
+}
+
+int CGIApplication::Go() {
+    String path;
+    srand(static_cast<unsigned>(time(nullptr)));
+    dictionary_ = new Dictionary;
+    system_ = new SystemVariableHash(dictionary_, 12, 512);
+    global_ = new VariableHash(dictionary_, 12, 512);
+    segments_ = new SegmentManager;
+    functions_ = new FunctionManager(dictionary_, 8);
+    TaggedFile* tagged = new TaggedFile(&files_);
+    languages_ = new LocalizedLanguages(this, dictionary_, tagged, 12, 8);
+    pieces_ = new LocalizedDictionary;
+    config_ = new ExternalConfig(this, nullptr, nullptr, nullptr, nullptr, system_, global_);
+    output_->SetConfig(config_);
+
+    int status = 1;
+    File* file = nullptr;
+    if (LoadConfiguration() && CheckConfiguration()) {
+        files_.MaxFiles(config_->value_integer(kConfigMaxFiles));
+        files_.SecurityOptions(config_->value_integer(kConfigFlagsSecurity));
+        if (GetScriptInformation(&file, path) && LoadScript(file, tagged, path) &&
+            ProcessConfiguration(path)) {
+            main_vm_ = current_vm_ =
+                new OxinVM(path.c_str(), path.length(), this, dictionary_, system_, global_,
+                           segments_, functions_, nullptr, nullptr, nullptr, languages_, pieces_,
+                           &heartbeat_count, &cancelled_flag, &finished_flag, nullptr);
+            tagged->Deactivate();
+            config_->AddVariables();
+            if (AddEnvironmentVariables() && AddSystemVariables() && AddQueryArguments() &&
+                AddQueryVariables() && AddAPIVariables()) {
+                OutputHeaders();
+                if (ProcessPOSTedData()) {
+                    ResetGlobalTimeout();
+                    main_vm_->Go();
+                    output_->Flush(1);
+                    status = 0;
+                }
+            }
+        }
+    }
+    delete main_vm_;
+    main_vm_ = current_vm_ = nullptr;
+    delete tagged;
+    return status;
+}
