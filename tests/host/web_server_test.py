@@ -1,0 +1,398 @@
+#!/usr/bin/python3
+"""The engine as web servers run it: lighttpd and Apache httpd with mod_cgi
+on 127.0.0.1, requests made with curl, and the CGI program run directly for
+the failures that end before a script runs (their exit status is not visible
+through a server).
+
+Usage: web_server_test.py BUILD_DIR SOURCE_DIR [unittest arguments]
+"""
+import os
+import pwd
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+BUILD = os.path.abspath(sys.argv[1])
+SOURCE = os.path.abspath(sys.argv[2])
+ROOT = os.geteuid() == 0
+MB5 = 5 * 1024 * 1024
+
+
+def free_port():
+    with socket.socket() as s:
+        s.bind(("127.0.0.1", 0))
+        return s.getsockname()[1]
+
+
+def wait_for_port(port, process, seconds=10):
+    deadline = time.time() + seconds
+    while time.time() < deadline:
+        if process.poll() is not None:
+            raise RuntimeError("the web server ended at once")
+        try:
+            with socket.create_connection(("127.0.0.1", port), timeout=0.2):
+                return
+        except OSError:
+            time.sleep(0.05)
+    raise RuntimeError("the web server did not start")
+
+
+class Site:
+    """A site in a temporary directory: the compiled examples and test
+    scripts, data and temporary directories, the engine and its
+    configuration library and file."""
+
+    CONFIG = """dir_oxin = {root}/scripts
+dir_data = {root}/data
+dir_temp = {root}/temp
+timeout_global = 2
+timeout_post = 2
+max_post_vars = 20
+max_unknown_content_length = 1000
+"""
+
+    def __init__(self):
+        self.root = tempfile.mkdtemp(prefix="oxin-site-")
+        os.chmod(self.root, 0o755)
+        for name in ("scripts", "data", "temp", "docroot/cgi-bin", "logs"):
+            os.makedirs(os.path.join(self.root, name), exist_ok=True)
+        os.chmod(os.path.join(self.root, "logs"), 0o777)  # the servers write as nobody
+        self.engine = os.path.join(self.root, "docroot/cgi-bin/oxin")
+        shutil.copy(os.path.join(BUILD, "bin/oxin"), self.engine)
+        self.library = os.path.join(self.root, "lib/liboxinconfig.so")
+        os.makedirs(os.path.dirname(self.library))
+        shutil.copy(os.path.join(BUILD, "lib/liboxinconfig.so"), self.library)
+        self.config = os.path.join(self.root, "oxin.conf")
+        with open(self.config, "w") as f:
+            f.write(self.CONFIG.format(root=self.root))
+        sources = [os.path.join(SOURCE, "examples", d, "index.oxs")
+                   for d in sorted(os.listdir(os.path.join(SOURCE, "examples")))]
+        scripts = os.path.join(SOURCE, "tests/host/scripts")
+        sources += [os.path.join(scripts, n) for n in sorted(os.listdir(scripts))]
+        for source in sources:
+            relative = os.path.relpath(source, SOURCE).split(os.sep)
+            target = (os.path.join(relative[1], "index.oxc") if relative[0] == "examples"
+                      else relative[-1][:-4] + ".oxc")
+            target = os.path.join(self.root, "scripts", target)
+            os.makedirs(os.path.dirname(target), exist_ok=True)
+            subprocess.run([os.path.join(BUILD, "bin/oxin-asm"), source, target], check=True)
+        header = b"Oxin\x0b\x00\x01\x00" + b"\x00" * 16
+        with open(os.path.join(self.root, "scripts/cut.oxc"), "wb") as f:
+            f.write(header + (32).to_bytes(4, "little") + (5).to_bytes(4, "little"))
+        with open(os.path.join(self.root, "scripts/corrupt.oxc"), "wb") as f:
+            f.write(header + (32).to_bytes(4, "little") + (0).to_bytes(4, "little"))
+        # Run as root, the engine changes to the scripts' owner.
+        if ROOT:
+            nobody = pwd.getpwnam("nobody")
+            for sub in ("scripts", "data", "temp"):
+                for path, dirs, files in os.walk(os.path.join(self.root, sub)):
+                    for name in [path] + [os.path.join(path, n) for n in files]:
+                        os.chown(name, nobody.pw_uid, nobody.pw_gid)
+        # Web servers run the engine in its own directory, where it finds
+        # the library, and the library its file.
+        shutil.copy(self.library, os.path.join(self.root, "docroot/cgi-bin"))
+        shutil.copy(self.config, os.path.join(self.root, "docroot/cgi-bin"))
+        self.environment = {"OxCONFIG_LIBRARY": self.library, "OxCONFIG_FILE": self.config}
+
+    def remove(self):
+        shutil.rmtree(self.root, ignore_errors=True)
+
+
+class Lighttpd:
+    def __init__(self, site):
+        self.port = free_port()
+        conf = os.path.join(site.root, "lighttpd.conf")
+        user = 'server.username = "nobody"\nserver.groupname = "nogroup"\n' if ROOT else ""
+        with open(conf, "w") as f:
+            f.write(f"""server.modules = ("mod_cgi",)
+server.document-root = "{site.root}/docroot"
+server.bind = "127.0.0.1"
+server.port = {self.port}
+server.errorlog = "{site.root}/logs/lighttpd-error.log"
+server.max-request-size = 65536
+server.stream-request-body = 2
+{user}$HTTP["url"] =~ "^/cgi-bin/" {{ cgi.assign = ("" => "") }}
+""")
+        self.log = log = open(os.path.join(site.root, "lighttpd.out"), "w")
+        self.process = subprocess.Popen(["lighttpd", "-D", "-f", conf], stdin=subprocess.PIPE,
+                                        stdout=log, stderr=log, start_new_session=True)
+        wait_for_port(self.port, self.process)
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait()
+        self.log.close()
+
+
+class Apache:
+    MODULES = ("mpm_prefork", "cgi", "authz_core", "alias")
+
+    def __init__(self, site):
+        self.port = free_port()
+        conf = os.path.join(site.root, "apache.conf")
+        modules = "\n".join(f"LoadModule {m}_module /usr/lib/apache2/modules/mod_{m}.so"
+                            for m in self.MODULES)
+        user = "User nobody\nGroup nogroup\n" if ROOT else ""
+        with open(conf, "w") as f:
+            f.write(f"""{modules}
+ServerRoot "{site.root}"
+ServerName 127.0.0.1
+Listen 127.0.0.1:{self.port}
+PidFile "{site.root}/apache.pid"
+ErrorLog "{site.root}/logs/apache-error.log"
+DefaultRuntimeDir "{site.root}"
+{user}ScriptAlias /cgi-bin/ "{site.root}/docroot/cgi-bin/"
+<Directory "{site.root}/docroot/cgi-bin">
+    Require all granted
+</Directory>
+""")
+        self.log = log = open(os.path.join(site.root, "apache.out"), "w")
+        self.process = subprocess.Popen(["apache2", "-f", conf, "-DFOREGROUND"],
+                                        stdin=subprocess.PIPE, stdout=log, stderr=log,
+                                        start_new_session=True)
+        wait_for_port(self.port, self.process)
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait()
+        self.log.close()
+
+
+def curl(port, path, *options):
+    """(status, headers as a lower-case dict, body bytes)"""
+    result = subprocess.run(["curl", "-s", "-i", "--max-time", "60", *options,
+                             f"http://127.0.0.1:{port}{path}"], capture_output=True, check=True)
+    head, _, body = result.stdout.partition(b"\r\n\r\n")
+    lines = head.decode("latin-1").split("\r\n")
+    status = int(lines[0].split()[1])
+    headers = {}
+    for line in lines[1:]:
+        name, _, value = line.partition(":")
+        headers[name.strip().lower()] = value.strip()
+    return status, headers, body
+
+
+def fields(body):
+    """The name=value lines of the request script."""
+    return dict(line.split("=", 1) for line in body.decode("latin-1").splitlines() if "=" in line)
+
+
+class ServerTests:
+    """Requests that every server must serve alike."""
+
+    server = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.site = Site()
+        try:
+            cls.web = cls.server(cls.site)
+        except Exception:
+            cls.site.remove()
+            raise
+        cls.port = cls.web.port
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.web.stop()
+        cls.site.remove()
+
+    def get(self, path, *options):
+        return curl(self.port, path, *options)
+
+    def test_hello_page(self):
+        status, headers, body = self.get("/cgi-bin/oxin/hello/index.oxc", "--http1.0")
+        self.assertEqual(status, 200)
+        self.assertEqual(body, b"Hello")
+        # Apache sends its own framing in place of the script's length.
+        if self.server is Lighttpd:
+            self.assertEqual(headers["content-length"], "5")
+        self.assertTrue(headers["content-type"].startswith("text/html"))
+
+    def test_query_string_with_path_info(self):
+        _, _, body = self.get("/cgi-bin/oxin/request.oxc?a=1&b=x&b=y")
+        got = fields(body)
+        self.assertEqual(got["a"], "1")
+        self.assertEqual(got["b[2]"], "y")
+        self.assertEqual(got["apitype"], "Redirect")
+        # The query is also split into arguments on "+".
+        self.assertEqual(got["arg1"], "/request.oxc")
+        self.assertEqual(got["arg2"], "a=1&b=x&b=y")
+        self.assertEqual(got["nargs"], "2")
+        self.assertEqual(got["documenturl"], f"http://127.0.0.1:{self.port}/request.oxc?")
+        self.assertEqual(got["oxinversion"], "5.30")
+
+    def test_script_and_arguments_in_the_query(self):
+        _, _, body = self.get("/cgi-bin/oxin?request.oxc+one++t%77o")
+        got = fields(body)
+        self.assertEqual((got["arg1"], got["arg2"], got["arg3"], got["nargs"]),
+                         ("request.oxc", "one", "two", "3"))
+        self.assertEqual(got["apitype"], "CGI")
+        self.assertEqual(got["documenturl"],
+                         f"http://127.0.0.1:{self.port}/cgi-bin/oxin?request.oxc+")
+
+    def test_form_fields_posted(self):
+        _, _, body = self.get("/cgi-bin/oxin/form/index.oxc",
+                              "--data", "name=Ann&comment=Hi+there%21")
+        self.assertIn(b"<p>name=Ann</p>", body)
+        self.assertIn(b"<p>comment=Hi there!</p>", body)
+
+    def test_two_uploads_of_five_megabytes(self):
+        files = []
+        for name, byte in (("first.bin", b"\x01"), ("second.bin", b"\xfe")):
+            path = os.path.join(self.site.root, name)
+            with open(path, "wb") as f:
+                f.write(byte * (MB5 - 7) + b"\r\n--x\r\n")
+            files.append(path)
+        _, _, body = self.get("/cgi-bin/oxin/upload/index.oxc",
+                              "-F", f"one=@{files[0]}", "-F", f"two=@{files[1]}")
+        self.assertIn(f"<p>one: first.bin, {MB5} bytes, COMPLETE</p>".encode(), body)
+        self.assertIn(f"<p>two: second.bin, {MB5} bytes, COMPLETE</p>".encode(), body)
+        # The temporaries are gone.
+        self.assertEqual([n for n in os.listdir(os.path.join(self.site.root, "data"))
+                          if n.startswith("OXIN_FUP")], [])
+
+    def test_body_of_unknown_type(self):
+        _, _, body = self.get("/cgi-bin/oxin/request.oxc", "-H", "Content-Type: text/plain",
+                              "--data-binary", "raw body")
+        self.assertEqual(fields(body)["content_data"], "raw body")
+
+    def test_caller_id_cookie_issued_once_and_kept(self):
+        _, headers, body = self.get("/cgi-bin/oxin/request.oxc")
+        cookie = headers["set-cookie"]
+        self.assertRegex(cookie, r"^qtxcallerid=[0-9a-f]{32}; expires=\w{3}, \d\d-\w{3}-\d{4} "
+                                 r"\d\d:\d\d:\d\d GMT; path=/$")
+        value = cookie.split(";")[0].split("=")[1]
+        self.assertEqual(fields(body)["callerid"], value)
+        _, headers, body = self.get("/cgi-bin/oxin/request.oxc",
+                                    "-H", f"Cookie: other=1; qtxcallerid={value}")
+        self.assertEqual(fields(body)["callerid"], value)
+        self.assertTrue(headers["set-cookie"].startswith(f"qtxcallerid={value};"))
+
+    def test_missing_script(self):
+        _, _, body = self.get("/cgi-bin/oxin/nothere.oxc")
+        self.assertTrue(body.startswith(b"Unable to execute 'nothere.oxc': "), body)
+
+    def test_too_many_variables(self):
+        data = "&".join(f"v{i}={i}" for i in range(30))
+        _, _, body = self.get("/cgi-bin/oxin/form/index.oxc", "--data", data)
+        self.assertEqual(body, b"Maximum number of POST variables exceeded")
+
+    def test_unknown_body_over_its_limit(self):
+        _, _, body = self.get("/cgi-bin/oxin/request.oxc", "-H", "Content-Type: text/plain",
+                              "--data-binary", "x" * 2000)
+        self.assertEqual(body, b"POST content length exceeds configured maximum "
+                               b"for unknown content types")
+
+    def test_escapes_and_nul_bytes(self):
+        _, _, body = self.get("/cgi-bin/oxin/request.oxc", "--data", "a=%41%zz%00end&b=1&b=2")
+        self.assertEqual(fields(body)["a"], "AS\x00end")
+
+    def test_malformed_multipart(self):
+        body = b"--xx\r\nContent-Disposition: form-data; name=\"a\"\r\nX-Other: 1\r\n\r\nv\r\n--xx--\r\n"
+        _, _, answer = self.get("/cgi-bin/oxin/form/index.oxc", "-H",
+                                "Content-Type: multipart/form-data; boundary=xx",
+                                "--data-binary", body.decode())
+        self.assertEqual(answer, b"Premature end of line when expecting file header type")
+
+    def test_cut_off_multipart_loses_the_last_part(self):
+        body = ("--xx\r\nContent-Disposition: form-data; name=\"name\"\r\n\r\nBob\r\n"
+                "--xx\r\nContent-Disposition: form-data; name=\"comment\"\r\n\r\nno end")
+        _, _, answer = self.get("/cgi-bin/oxin/form/index.oxc", "-H",
+                                "Content-Type: multipart/form-data; boundary=xx",
+                                "--data-binary", body)
+        self.assertIn(b"<p>name=Bob</p>\n<p>comment=</p>", answer)
+
+    def test_endless_script_times_out(self):
+        start = time.time()
+        _, _, body = self.get("/cgi-bin/oxin/loop.oxc")
+        self.assertEqual(body, b"looping\nApplication timed out")
+        self.assertLess(time.time() - start, 30)
+
+
+class LighttpdTests(ServerTests, unittest.TestCase):
+    server = Lighttpd
+
+    def test_slow_body_times_out(self):
+        with socket.create_connection(("127.0.0.1", self.port)) as s:
+            s.sendall(b"POST /cgi-bin/oxin/form/index.oxc HTTP/1.0\r\nHost: 127.0.0.1\r\n"
+                      b"Content-Type: application/x-www-form-urlencoded\r\n"
+                      b"Content-Length: 200\r\n\r\nname=slow")
+            time.sleep(8)
+            try:
+                s.sendall(b"x" * 191)
+            except OSError:
+                pass
+            answer = b""
+            s.settimeout(30)
+            while chunk := s.recv(65536):
+                answer += chunk
+        self.assertTrue(answer.endswith(b"Timeout processing POST data"), answer[-200:])
+
+
+class ApacheTests(ServerTests, unittest.TestCase):
+    server = Apache
+
+
+class DirectTests(unittest.TestCase):
+    """The CGI program run by hand: the failures before a script runs, with
+    their texts and exit statuses."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.site = Site()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.site.remove()
+
+    def run_engine(self, path_info, environment=None):
+        env = {"PATH": "/usr/bin:/bin", "PATH_INFO": path_info}
+        env.update(self.site.environment if environment is None else environment)
+        result = subprocess.run([self.site.engine], env=env, capture_output=True,
+                                cwd=self.site.root)
+        head, _, body = result.stdout.partition(b"\r\n\r\n")
+        return result.returncode, head.decode(), body
+
+    def test_script_runs_with_status_zero(self):
+        status, head, body = self.run_engine("/hello/index.oxc")
+        self.assertEqual((status, body), (0, b"Hello"))
+        self.assertIn("Content-Length: 5", head)
+
+    def test_without_configuration_library(self):
+        status, head, body = self.run_engine("/hello/index.oxc", environment={})
+        self.assertEqual(status, 1)
+        self.assertTrue(head.startswith("Content-Type: text/html"))
+        self.assertNotIn("Content-Length", head)
+        self.assertEqual(body, b"Configuration Error: Error loading configuration library: "
+                               b"Unable to locate/load liboxinconfig.so<br>Please contact the "
+                               b"server administrator: webmaster@localhost")
+
+    def test_missing_and_corrupt_scripts(self):
+        status, _, body = self.run_engine("/no<such>.oxc")
+        self.assertEqual(status, 1)
+        self.assertTrue(body.startswith(b"Unable to execute 'no&lt;such&gt;.oxc': "), body)
+        status, _, body = self.run_engine("/cut.oxc")
+        self.assertEqual((status, body), (1, b"Unable to execute 'cut.oxc': "
+                                              b"Unexpected end of file while reading directory"))
+        # Sections that are missing are reported as corruption, whatever failed.
+        status, _, body = self.run_engine("/corrupt.oxc")
+        self.assertEqual(status, 1)
+        self.assertEqual(body, b"Unable to execute 'corrupt.oxc': File is either corrupt or "
+                               b"not a valid compiled Oxin Script file")
+
+    @unittest.skipUnless(ROOT, "only a process started as root changes user")
+    def test_script_owned_by_root(self):
+        path = os.path.join(self.site.root, "scripts/rootowned.oxc")
+        shutil.copy(os.path.join(self.site.root, "scripts/hello/index.oxc"), path)
+        os.chown(path, 0, 0)
+        status, _, body = self.run_engine("/rootowned.oxc")
+        self.assertEqual((status, body), (1, b"'rootowned.oxc' is owned by root"))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:], verbosity=2)
