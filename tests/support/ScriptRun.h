@@ -23,8 +23,7 @@ class ScriptRun {
   public:
     // Assembles and loads listing; error() says why when it cannot.
     explicit ScriptRun(const std::string& listing, TestApplication* application)
-        : application_(application),
-          system_(&dictionary_, 8, 8),
+        : system_(&dictionary_, 8, 8),
           global_(&dictionary_, 8, 8),
           functions_(&dictionary_),
           languages_(application, &dictionary_),
@@ -68,7 +67,6 @@ class ScriptRun {
     const std::string& error() const { return error_; }
 
   private:
-    TestApplication* application_;
     Dictionary dictionary_;
     VariableHash system_;
     VariableHash global_;
