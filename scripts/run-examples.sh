@@ -1,7 +1,10 @@
 #!/bin/sh
-# Builds the project and shows what it has built. Serving the example sites
-# through a local web server comes with the CGI host; until then this lists the
-# programs in build/bin, assembles the examples and lists one of them.
+# Builds the project and serves the example sites of examples/ through
+# lighttpd on http://127.0.0.1:${PORT:-8080}/ until interrupted.
+#
+# The site lives in build/site: the engine and its configuration library and
+# file in cgi-bin/, the compiled examples in scripts/, and data/ and temp/
+# for uploads. A request for /cgi-bin/oxin/NAME/index.oxc runs examples/NAME.
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -9,31 +12,45 @@ jobs=$(nproc 2>/dev/null || echo 2)
 cmake --preset default >/dev/null
 cmake --build --preset default -j "$jobs"
 
-echo
-echo "Built programs in build/bin:"
-for program in build/bin/*; do
-  [ -x "$program" ] || continue
-  name=$(basename "$program")
-  case "$name" in
-    oxin_tests_*) what="test suite (run them all with scripts/test.sh)" ;;
-    bench_*) what="benchmark: run it by hand, e.g. $program --benchmark_min_time=0.2" ;;
-    oxin-asm) what="assembles assembly text into a compiled script (docs/assembly.md)" ;;
-    oxin-dis) what="lists what a compiled script holds, as assembly text" ;;
-    *) what="" ;;
-  esac
-  echo "  $name  $what"
+port="${PORT:-8080}"
+site="$PWD/build/site"
+rm -rf "$site"
+mkdir -p "$site/cgi-bin" "$site/scripts" "$site/data" "$site/temp" "$site/logs"
+for source in examples/*/index.oxs; do
+  name=$(basename "$(dirname "$source")")
+  mkdir -p "$site/scripts/$name"
+  build/bin/oxin-asm "$source" "$site/scripts/$name/index.oxc"
 done
+cp build/bin/oxin build/lib/liboxinconfig.so "$site/cgi-bin/"
+cat > "$site/cgi-bin/oxin.conf" <<CONF
+dir_oxin = $site/scripts
+dir_data = $site/data
+dir_temp = $site/temp
+CONF
+
+# Started as root, lighttpd and the engine run as nobody, who must own the
+# scripts and be able to write data.
+user=""
+if [ "$(id -u)" -eq 0 ]; then
+  chown -R nobody "$site/scripts" "$site/data" "$site/temp" "$site/logs"
+  user='server.username = "nobody"
+server.groupname = "nogroup"'
+fi
+cat > "$site/lighttpd.conf" <<CONF
+server.modules = ("mod_cgi",)
+server.document-root = "$site"
+server.bind = "127.0.0.1"
+server.port = $port
+server.errorlog = "$site/logs/error.log"
+server.stream-request-body = 2
+$user
+\$HTTP["url"] =~ "^/cgi-bin/" { cgi.assign = ("" => "") }
+CONF
 
 echo
-echo "Examples, assembled into build/examples:"
-for source in examples/*/*.oxs; do
-  [ -f "$source" ] || continue
-  target="build/examples/${source#examples/}"
-  target="${target%.oxs}.oxc"
-  mkdir -p "$(dirname "$target")"
-  build/bin/oxin-asm "$source" "$target"
-  echo "  $target ($(wc -c < "$target") bytes)"
+echo "Serving the examples on http://127.0.0.1:$port/ (Ctrl-C stops):"
+for source in examples/*/index.oxs; do
+  name=$(basename "$(dirname "$source")")
+  echo "  http://127.0.0.1:$port/cgi-bin/oxin/$name/index.oxc"
 done
-echo
-echo "build/bin/oxin-dis build/examples/hello/index.oxc:"
-build/bin/oxin-dis build/examples/hello/index.oxc
+exec lighttpd -D -f "$site/lighttpd.conf"
