@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "host/Config.h"
-#include "host/OxinApplication.h"
 #include "host/Output.h"
+#include "host/OxinApplication.h"
 #include "runtime/Dictionary.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
@@ -102,13 +102,18 @@ OxinVM::OxinVM(const char* path, int path_length, OxinApplication* application,
     log_mask_ = config ? static_cast<unsigned>(config->value_integer(kConfigLogLevel)) : 0;
     if (dictionary_->flags() & 1) log_mask_ = 0;
 
-    OxinVM_Frame* frame = new OxinVM_Frame(-1, -1, nullptr);
+    Enter_Outermost_Frame(-1, -1);
+}
+
+OxinVM_Frame* OxinVM::Enter_Outermost_Frame(int return_segment, int return_ip) {
+    auto* frame = new OxinVM_Frame(return_segment, return_ip, nullptr);
     frame->Set_LocalVariable_Hash(global_, false);
     frame->Set_Stack(new OxinVM_Stack(this, kStackSize), true);
     frame_ = frame;
     stack_ = frame->stack();
     segment = segments_->start();
     ip = 0;
+    return frame;
 }
 
 OxinVM::~OxinVM() {

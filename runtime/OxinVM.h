@@ -164,6 +164,9 @@ class OxinVM {
     // Runs one instruction whose operands are decoded.
     void Execute(uint16_t word);
     bool Load_Segment();
+    // A plain frame whose locals are the globals, with a new stack, made
+    // current at the start of the start segment.
+    OxinVM_Frame* Enter_Outermost_Frame(int return_segment, int return_ip);
     bool Return(bool with_value);
     void SetOutputFlags(unsigned flags);
     String ErrorText(const char* kind, int tag);

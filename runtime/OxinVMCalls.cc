@@ -128,13 +128,7 @@ int OxinVM::RunFunction(const char* name, int length, VariableList* parameters, 
 int OxinVM::Go_Recursive() {
     int saved_segment = segment, saved_ip = ip;
     OxinVM_Frame* saved_frame = frame_;
-    OxinVM_Frame* outermost = new OxinVM_Frame(segment, ip, nullptr);
-    outermost->Set_LocalVariable_Hash(global_, false);
-    outermost->Set_Stack(new OxinVM_Stack(this, kStackSize), true);
-    frame_ = outermost;
-    stack_ = outermost->stack();
-    segment = segments_->start();
-    ip = 0;
+    OxinVM_Frame* outermost = Enter_Outermost_Frame(segment, ip);
     int result = Go();
     while (frame_ != outermost) {
         OxinVM_Frame* previous = frame_->previous;

@@ -64,7 +64,8 @@ void OxinVM::RuntimeError(int tag, const String& message) {
     error_.cat(message.c_str(), message.length());
     error_.cat('\n');
     // A tag without a row is fatal, shown, and has no variable.
-    unsigned flags = has_row ? tags_[tag].flags : TagErrorSetting::kDisplay | TagErrorSetting::kFatal;
+    unsigned flags =
+        has_row ? tags_[tag].flags : TagErrorSetting::kDisplay | TagErrorSetting::kFatal;
     fatal_ = (flags & TagErrorSetting::kFatal) ? 1 : 0;
     if ((flags & TagErrorSetting::kDisplay) && (frame_->error_flags & kErrorsReachApplication))
         application_->Error(error_);

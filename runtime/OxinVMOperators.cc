@@ -1,8 +1,8 @@
 // The instructions of arithmetic, text, output and the combined forms.
 
+#include <climits>
 #include <cmath>
 #include <csignal>
-#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -11,8 +11,8 @@
 #include "base/Dtoa.h"
 #include "base/LinkBuffer.h"
 #include "base/StringSearch.h"
-#include "host/OxinApplication.h"
 #include "host/Output.h"
+#include "host/OxinApplication.h"
 #include "runtime/Dictionary.h"
 #include "runtime/Instructions.h"
 #include "runtime/OxinVM.h"
@@ -32,8 +32,7 @@ void release(char* text, int deletable) {
 
 // The rounding of rounds and roundf on the shortest digits of value:
 // exact halves go to the even neighbour.
-double round_decimal(double value, int places, const char* digits, int count, int point,
-                     int sign) {
+double round_decimal(double value, int places, const char* digits, int count, int point, int sign) {
     if (places == 0 || count - point <= places) return value;
     uint64_t n = 0;
     int at = 0;
@@ -75,10 +74,9 @@ bool OxinVM::append_in_place() {
     if (right->type == OxinVM_Stack::kVariable && right->value.variable == variable) return false;
     uint16_t next = static_cast<uint16_t>(code_[ip] | code_[ip + 1] << 8);
     if (next != Op_popg && next != Op_popl) return false;
-    int index = static_cast<int>(static_cast<uint32_t>(code_[ip + 2]) |
-                                 static_cast<uint32_t>(code_[ip + 3]) << 8 |
-                                 static_cast<uint32_t>(code_[ip + 4]) << 16 |
-                                 static_cast<uint32_t>(code_[ip + 5]) << 24);
+    int index = static_cast<int>(
+        static_cast<uint32_t>(code_[ip + 2]) | static_cast<uint32_t>(code_[ip + 3]) << 8 |
+        static_cast<uint32_t>(code_[ip + 4]) << 16 | static_cast<uint32_t>(code_[ip + 5]) << 24);
     VariableHash* hash = next == Op_popg ? global_ : frame_->locals();
     if (hash->Index(index, 0) != variable) return false;
     int length, size, deletable;
@@ -134,11 +132,10 @@ void OxinVM::search(bool ignore_case, bool end) {
             result = 0;
         } else {
             bool brute = haystack_length < kBoyerMooreFrom;
-            int found = ignore_case
-                            ? (brute ? bf_searchi : bm_searchi)(needle, needle_length, haystack,
-                                                                 haystack_length)
-                            : (brute ? bf_search : bm_search)(needle, needle_length, haystack,
-                                                               haystack_length);
+            int found = ignore_case ? (brute ? bf_searchi : bm_searchi)(needle, needle_length,
+                                                                        haystack, haystack_length)
+                                    : (brute ? bf_search : bm_search)(needle, needle_length,
+                                                                      haystack, haystack_length);
             result = found < 0 ? 0 : end ? found + needle_length : found + 1;
         }
         stack_->PushI(result);
@@ -256,9 +253,8 @@ void OxinVM::cmpgi() {
 void OxinVM::incg() {
     Variable* variable;
     if (Globals(&variable, nullptr))
-        variable->SetValue_Integer(
-            static_cast<int>(static_cast<uint32_t>(variable->value_integer()) +
-                             static_cast<uint32_t>(dword2_)));
+        variable->SetValue_Integer(static_cast<int>(
+            static_cast<uint32_t>(variable->value_integer()) + static_cast<uint32_t>(dword2_)));
 }
 
 void OxinVM::modgg() {

@@ -21,15 +21,6 @@ void release(char* text, int deletable) {
     if (deletable && text) delete[] text;
 }
 
-// Bytes compared unsigned over the shorter length; then the shorter is lower.
-int compare_text(const char* left, int left_length, const char* right, int right_length) {
-    int shorter = left_length < right_length ? left_length : right_length;
-    int order = shorter > 0 ? memcmp(left, right, shorter) : 0;
-    if (order != 0) return order < 0 ? -1 : 1;
-    if (left_length == right_length) return 0;
-    return left_length < right_length ? -1 : 1;
-}
-
 int compare_numbers(double left, double right) {
     if (left == right) return 0;
     return left < right ? -1 : 1;
@@ -139,8 +130,8 @@ void OxinVM::Lookup_VariableList(VariableList* list, const char* names, int leng
                                     &database_length);
                 list->Insert(new ReferenceVariable(rest, rest_length, variable), ListTail, 0);
             } else {
-                list->Insert(new ReferenceVariable(piece, piece_length, null_variable_),
-                             ListTail, 0);
+                list->Insert(new ReferenceVariable(piece, piece_length, null_variable_), ListTail,
+                             0);
             }
         }
         start = end + 1;
@@ -156,8 +147,8 @@ int OxinVM::Compare(Variable* left, Variable* right) {
     }
     String& left_text = left->value();
     String& right_text = right->value();
-    return compare_text(left_text.text(), left_text.length(), right_text.text(),
-                        right_text.length());
+    return OxinVM_Stack::CompareTexts(left_text.text(), left_text.length(), right_text.text(),
+                                      right_text.length());
 }
 
 int OxinVM::Compare(Variable* left, int right) {
@@ -167,7 +158,7 @@ int OxinVM::Compare(Variable* left, int right) {
     int length, size;
     char* digits = TextConversion::itos(right, &length, &size);
     String& text = left->value();
-    int order = compare_text(text.text(), text.length(), digits, length);
+    int order = OxinVM_Stack::CompareTexts(text.text(), text.length(), digits, length);
     delete[] digits;
     return order;
 }

@@ -2,8 +2,8 @@
 
 #include <strings.h>
 
-#include <cmath>
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -86,15 +86,16 @@ int text_position(const char* text, int length) {
     return text_to_integer(text, length);
 }
 
-int compare_bytes(const char* left, int left_length, const char* right, int right_length) {
+}  // namespace
+
+int OxinVM_Stack::CompareTexts(const char* left, int left_length, const char* right,
+                               int right_length) {
     int shorter = left_length < right_length ? left_length : right_length;
     int order = shorter > 0 ? memcmp(left, right, shorter) : 0;
     if (order != 0) return order < 0 ? -1 : 1;
     if (left_length == right_length) return 0;
     return left_length < right_length ? -1 : 1;
 }
-
-}  // namespace
 
 OxinVM_Stack::OxinVM_Stack(OxinVM* vm, int capacity)
     : vm_(vm), entries_(new Stack_Entry[capacity > 0 ? capacity : 1]), capacity_(capacity) {}
@@ -483,8 +484,7 @@ int OxinVM_Stack::Compare() {
         order = left_number == right_number ? 0 : left_number < right_number ? -1 : 1;
     } else {
         EntryText left_text(left), right_text(right);
-        order = compare_bytes(left_text.text, left_text.length, right_text.text,
-                              right_text.length);
+        order = CompareTexts(left_text.text, left_text.length, right_text.text, right_text.length);
     }
     Release(left);
     Release(right);
@@ -597,7 +597,8 @@ void OxinVM_Stack::Concatenate() {
     Stack_Entry left = entries_[sp_];
     Stack_Entry right = entries_[sp_ + 1];
     bool left_deletable = left.deletable(), right_deletable = right.deletable();
-    if (left.type == kLinkBuffer && right.type == kLinkBuffer && (left_deletable || right_deletable)) {
+    if (left.type == kLinkBuffer && right.type == kLinkBuffer &&
+        (left_deletable || right_deletable)) {
         if (left_deletable) {
             append_entry(left.value.buffer, &right);
             PushLinkBuffer(left.value.buffer, 1);
@@ -663,12 +664,12 @@ void OxinVM_Stack::Dump_Stack() {
         char d = entry.deletable() ? 'Y' : 'n';
         switch (entry.type) {
             case kInteger:
-                printf("%-3d %-10s %c %-50d %d %d\n", i, name, d, entry.value.integer,
-                       entry.length, entry.size);
+                printf("%-3d %-10s %c %-50d %d %d\n", i, name, d, entry.value.integer, entry.length,
+                       entry.size);
                 break;
             case kDouble:
-                printf("%-3d %-10s %c %-50f %d %d\n", i, name, d, entry.value.number,
-                       entry.length, entry.size);
+                printf("%-3d %-10s %c %-50f %d %d\n", i, name, d, entry.value.number, entry.length,
+                       entry.size);
                 break;
             case kString:
                 printf("%-3d %-10s %c %.*s%*s %d %d\n", i, name, d, entry.size, entry.value.text,
@@ -681,18 +682,16 @@ void OxinVM_Stack::Dump_Stack() {
                 printf("%-3d %-10s %c %lx %.*s=%.*s%*s %d %d\n", i, name, d,
                        reinterpret_cast<unsigned long>(variable), variable_name.length(),
                        variable_name.c_str(), value.length(), value.c_str(),
-                       40 - variable_name.length() - value.length(), "", entry.length,
-                       entry.size);
+                       40 - variable_name.length() - value.length(), "", entry.length, entry.size);
                 break;
             }
             default: {
                 // The row of a link buffer shows the buffer in the slot at sp.
                 Stack_Entry& slot = entries_[sp_ < capacity_ ? sp_ : i];
                 int length = 0;
-                const char* text = slot.type == kLinkBuffer ? slot.value.buffer->data(&length)
-                                                           : "";
-                printf("%-3d %-10s %c %.*s%*s %d %d\n", i, name, d, length, text, 50 - length,
-                       "", entry.length, entry.size);
+                const char* text = slot.type == kLinkBuffer ? slot.value.buffer->data(&length) : "";
+                printf("%-3d %-10s %c %.*s%*s %d %d\n", i, name, d, length, text, 50 - length, "",
+                       entry.length, entry.size);
                 break;
             }
         }

@@ -51,7 +51,7 @@ class OxinVM_Stack {
     // The link buffer of the top entry when it is one, else null.
     LinkBuffer* Top_LinkBuffer() {
         return sp_ > 0 && entries_[sp_ - 1].type == kLinkBuffer ? entries_[sp_ - 1].value.buffer
-                                                                 : nullptr;
+                                                                : nullptr;
     }
 
     void PushI(int value) {
@@ -115,6 +115,10 @@ class OxinVM_Stack {
     void Swap(int a, int b);
     // Prints the stack to standard output, for debugging.
     void Dump_Stack();
+
+    // The language's order of texts: bytes compared unsigned, then the
+    // shorter first. -1, 0 or 1.
+    static int CompareTexts(const char* left, int left_length, const char* right, int right_length);
 
     // The value of entry as text (see PopS); the entry's ownership passes.
     char* ConvertEntryToString(Stack_Entry* entry, int* length, int* size, int* deletable);
