@@ -182,6 +182,7 @@ char* CGIApplication::MakeSessionID(int* length) {
 }
 
 char* CGIApplication::currentdate(int* length) {
+    tzset();
     time_t now = time(nullptr);
     tm local;
     localtime_r(&now, &local);
