@@ -122,6 +122,26 @@ class OxinVM {
     bool ProcessFileUpload(const String& field, const String& filename, const String& status,
                            const String& temporary, const String& content_type, long size);
 
+    // Compiles expression (length -1: up to the NUL) into a new segment of
+    // this machine; alias is the default database alias (may be null);
+    // caller gives the functions of the calling file. Null with the reason
+    // in *error (when given) on a mistake.
+    Segment* Compile_Dynamic_Expression(const char* expression, int length, const char* alias,
+                                        OxinVM* caller, String* error, const char* source,
+                                        int source_length, int line);
+    // Runs segment to its end in a frame of its own, on stack and with
+    // locals (null: the current frame's), leaving the value on the stack.
+    // Go's result.
+    int Execute_Dynamic_Expression(Segment* segment, OxinVM_Stack* stack, VariableHash* locals);
+    // The same, popping the value as a truth, a text (from new[]: delete it)
+    // or a variable (holding a count).
+    int Execute_Dynamic_Expression(Segment* segment, OxinVM_Stack* stack, VariableHash* locals,
+                                   int* truth);
+    int Execute_Dynamic_Expression(Segment* segment, OxinVM_Stack* stack, VariableHash* locals,
+                                   char** text, int* length);
+    int Execute_Dynamic_Expression(Segment* segment, OxinVM_Stack* stack, VariableHash* locals,
+                                   Variable** variable);
+
     void System_Vars(VariableList* list);
     void Global_Vars(VariableList* list);
     void Local_Vars(VariableList* list);

@@ -1,6 +1,9 @@
 // Function calls and returns, frames, features, and runs from inside a run.
 
+#include <cstring>
+
 #include "host/OxinApplication.h"
+#include "runtime/ExpressionCompiler.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM.h"
@@ -204,4 +207,73 @@ bool OxinVM::ProcessFileUpload(const String& field, const String& filename, cons
     add_text(&parameters, content_type);
     parameters.Insert(new Variable("", 0, static_cast<int>(size)), ListTail, 0);
     return RunFunction(kName, -1, &parameters, nullptr) != 0;
+}
+
+Segment* OxinVM::Compile_Dynamic_Expression(const char* expression, int length, const char* alias,
+                                            OxinVM* caller, String* error, const char* source,
+                                            int source_length, int line) {
+    OxinVM* other = caller ? caller : parent_;
+    ExpressionCompiler compiler(externalfunctions_, segments_, dictionary_, functions_,
+                                other ? other->functions_ : nullptr, expression, length, alias,
+                                nullptr, 0, source, source_length, line, 0x1000B);
+    if (compiler.Run()) return compiler.GetSegment();
+    if (error) *error = compiler.error();
+    return nullptr;
+}
+
+int OxinVM::Execute_Dynamic_Expression(Segment* code, OxinVM_Stack* stack, VariableHash* locals) {
+    int saved_segment = segment, saved_ip = ip;
+    OxinVM_Frame* saved_frame = frame_;
+    auto* frame = new OxinVM_Frame(segment, ip, nullptr);
+    frame->Set_LocalVariable_Hash(locals ? locals : saved_frame->locals(), false);
+    frame->Set_Stack(stack ? stack : saved_frame->stack(), false);
+    frame->output_flags = saved_frame->output_flags;
+    frame_ = frame;
+    stack_ = frame->stack();
+    segment = code->id();
+    ip = 0;
+    int result = Load_Segment() ? Go() : 0;
+    while (frame_ != frame) {
+        OxinVM_Frame* previous = frame_->previous;
+        delete frame_;
+        frame_ = previous;
+    }
+    delete frame;
+    frame_ = saved_frame;
+    stack_ = saved_frame->stack();
+    segment = saved_segment;
+    ip = saved_ip;
+    loaded_segment_ = -1;
+    return result;
+}
+
+int OxinVM::Execute_Dynamic_Expression(Segment* code, OxinVM_Stack* stack, VariableHash* locals,
+                                       int* truth) {
+    int result = Execute_Dynamic_Expression(code, stack, locals);
+    *truth = (stack ? stack : stack_)->PopBool();
+    return result;
+}
+
+int OxinVM::Execute_Dynamic_Expression(Segment* code, OxinVM_Stack* stack, VariableHash* locals,
+                                       char** text, int* length) {
+    int result = Execute_Dynamic_Expression(code, stack, locals);
+    int size, deletable;
+    char* value = (stack ? stack : stack_)->PopS(length, &size, &deletable);
+    if (!deletable && value) {
+        char* copy = new char[*length + 1];
+        memcpy(copy, value, *length);
+        copy[*length] = '\0';
+        value = copy;
+    }
+    *text = value;
+    return result;
+}
+
+int OxinVM::Execute_Dynamic_Expression(Segment* code, OxinVM_Stack* stack, VariableHash* locals,
+                                       Variable** variable) {
+    int result = Execute_Dynamic_Expression(code, stack, locals);
+    int deletable;
+    if ((stack ? stack : stack_)->PopV(variable, &deletable) && !deletable)
+        (*variable)->IncRefCount();
+    return result;
 }

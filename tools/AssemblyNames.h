@@ -35,6 +35,8 @@ class AssemblyNames {
     int Number(OperandRole role, const std::string& name, int offset);
 
     const std::string& error() const { return error_; }
+    Dictionary* dictionary() const { return dictionary_; }
+    FunctionManager* functions() const { return functions_; }
 
   private:
     struct Entry {

@@ -1,5 +1,6 @@
 #include "tools/CodeAssembler.h"
 
+#include "runtime/ExpressionCompiler.h"
 #include "runtime/Instructions.h"
 #include "runtime/Segment.h"
 #include "tools/AssemblyNames.h"
@@ -34,9 +35,23 @@ bool CodeAssembler::Line(const std::vector<AssemblyToken>& tokens) {
         }
         return Instruction(static_cast<uint16_t>(tokens[1].integer), tokens, first, false);
     }
+    if (head.text == "expr") return Expression(tokens);
     const Instruction_Info* info = Instructions::Lookup(head.text.c_str(), -1);
     if (!info) return Fail(head, "unknown instruction " + head.text);
     return Instruction(info->number, tokens, 1, true);
+}
+
+// expr "text": the instructions of an expression, compiled as at run time.
+bool CodeAssembler::Expression(const std::vector<AssemblyToken>& tokens) {
+    if (tokens.size() != 2 || tokens[1].kind != AssemblyToken::Text)
+        return Fail(tokens[0], "expr takes one string");
+    const std::string& text = tokens[1].text;
+    ExpressionCompiler compiler(nullptr, nullptr, names_->dictionary(), names_->functions(),
+                                nullptr, text.data(), static_cast<int>(text.size()), nullptr,
+                                segment_, offset_, nullptr, 0, 0, 0x1000B);
+    if (!compiler.Run()) return Fail(tokens[1], compiler.error().c_str());
+    offset_ = compiler.offset();
+    return true;
 }
 
 bool CodeAssembler::Bytes(const std::vector<AssemblyToken>& tokens) {

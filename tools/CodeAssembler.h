@@ -13,7 +13,8 @@ class Segment;
 // a dictionary operand may also be a string, which is added to the
 // dictionary; a variable or function operand may be its name (a string or a
 // bare name), found through names; a jump operand may be a label, defined
-// anywhere in the same segment. Labels are resolved by Finish.
+// anywhere in the same segment. Labels are resolved by Finish. A line
+// expr "text" compiles an expression of the language in place.
 class CodeAssembler {
   public:
     // names (not owned) must have entered the segment.
@@ -38,6 +39,7 @@ class CodeAssembler {
     bool Instruction(uint16_t word, const std::vector<AssemblyToken>& tokens, size_t first,
                      bool known);
     bool Bytes(const std::vector<AssemblyToken>& tokens);
+    bool Expression(const std::vector<AssemblyToken>& tokens);
     bool Dword(uint16_t word, int which, const AssemblyToken& token, int at, int end);
     bool Fail(const AssemblyToken& token, const std::string& what);
 
