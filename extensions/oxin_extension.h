@@ -83,6 +83,27 @@ int oxConfig_SetVariable_System(ExternalConfig* config, const char* name, int na
 int oxConfig_Set_DefaultErrorSetting(ExternalConfig* config, const char* tag, int tag_length,
                                      int flags);
 
+/* Variables, for function libraries. Type codes: 0 null, 1 integer, 2
+ * double, 3 string, 4 structure, 5 array. A variable made with Allocate is
+ * released with Free. */
+Variable* oxVariable_Allocate(const char* name, int name_length, const char* value,
+                              int value_length);
+void oxVariable_Free(Variable* variable);
+const char* oxVariable_Name(Variable* variable, int* length);
+const char* oxVariable_Value(Variable* variable, int* length);
+int oxVariable_Value_Integer(Variable* variable);
+double oxVariable_Value_Double(Variable* variable);
+int oxVariable_SetValue(Variable* variable, const char* value, int length);
+int oxVariable_SetValue_Integer(Variable* variable, int value);
+int oxVariable_SetValue_Double(Variable* variable, double value);
+int oxVariable_Type(Variable* variable);
+
+/* The parameters of a call: entries by number, variables by name (null
+ * when there is none). */
+int oxVariableHash_Entries(VariableHash* hash);
+Variable* oxVariableHash_Index(VariableHash* hash, int n);
+Variable* oxVariableHash_Find(VariableHash* hash, const char* name, int length);
+
 #ifdef __cplusplus
 }
 #endif

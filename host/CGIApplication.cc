@@ -12,6 +12,7 @@
 #include <ctime>
 
 #include "base/SessionID.h"
+#include "extensions/ExternalCallManager.h"
 #include "host/CGIOutput.h"
 #include "host/ExternalConfig.h"
 #include "runtime/Dictionary.h"
@@ -74,6 +75,7 @@ CGIApplication::~CGIApplication() {
     pthread_cond_destroy(&state_cond_);
     pthread_mutex_destroy(&state_mutex_);
     delete config_;
+    delete externals_;
     delete functions_;
     delete segments_;
     delete languages_;
@@ -276,7 +278,8 @@ int CGIApplication::Go() {
     TaggedFile* tagged = new TaggedFile(&files_);
     languages_ = new LocalizedLanguages(this, dictionary_, tagged, 12, 8);
     pieces_ = new LocalizedDictionary;
-    config_ = new ExternalConfig(this, nullptr, nullptr, nullptr, nullptr, system_, global_);
+    externals_ = new ExternalCallManager(this);
+    config_ = new ExternalConfig(this, externals_, nullptr, nullptr, nullptr, system_, global_);
     output_->SetConfig(config_);
 
     int status = 1;
@@ -288,7 +291,7 @@ int CGIApplication::Go() {
             ProcessConfiguration(path)) {
             main_vm_ = current_vm_ =
                 new OxinVM(path.c_str(), path.length(), this, dictionary_, system_, global_,
-                           segments_, functions_, nullptr, nullptr, nullptr, languages_, pieces_,
+                           segments_, functions_, externals_, nullptr, nullptr, languages_, pieces_,
                            &heartbeat_count, &cancelled_flag, &finished_flag, nullptr);
             tagged->Deactivate();
             config_->AddVariables();

@@ -8,6 +8,7 @@
 
 class CGIOutput;
 class Dictionary;
+class ExternalCallManager;
 class ExternalConfig;
 class File;
 class FunctionManager;
@@ -103,6 +104,7 @@ class CGIApplication : public OxinApplication {
     OxinVM* main_vm_ = nullptr;
     OxinVM* current_vm_ = nullptr;
 
+    ExternalCallManager* externals_ = nullptr;
     Dictionary* dictionary_ = nullptr;
     VariableHash* system_ = nullptr;
     VariableHash* global_ = nullptr;

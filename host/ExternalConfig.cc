@@ -1,5 +1,6 @@
 #include "host/ExternalConfig.h"
 
+#include "extensions/ExternalCallManager.h"
 #include "extensions/ExternalLibrary.h"
 #include "extensions/ExternalLibraryManager.h"
 #include "extensions/oxin_extension.h"
@@ -101,6 +102,7 @@ int ExternalConfig::Register_Library_System(const char* name, const char* path) 
 }
 
 int ExternalConfig::Register_Library_Builtin(const char* path) {
+    if (functions_ && path) functions_->RegisterDSO(path);
     return Register(Registration::Builtin, nullptr, path);
 }
 

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "extensions/ExternalCall.h"
+#include "extensions/ExternalCallManager.h"
 #include "host/OxinApplication.h"
 #include "runtime/ExpressionCompiler.h"
 #include "runtime/Function.h"
@@ -26,11 +28,58 @@ void OxinVM::call() {
     }
 }
 
+// The arguments of a library function go into the function's own
+// parameter hash, by value or bound by reference; the result comes back as
+// one value on the stack.
 int OxinVM::CallExternalFunction(Function* function) {
-    String message("Invalid function call: no library provides ");
-    message.cat(function->name().c_str(), function->name().length());
-    FatalError(message);
-    return 0;
+    auto* call = static_cast<ExternalCall*>(function->text());
+    if (!call && externalfunctions_) {
+        call = externalfunctions_->Lookup_External(function->name().c_str(),
+                                                   function->name().length());
+        function->SetText(call);
+    }
+    if (!call) {
+        String message("Unresolved call to external function '");
+        message.cat(function->name().c_str(), function->name().length());
+        message.cat("'");
+        FatalError(message);
+        return 0;
+    }
+    if (call->parameter_count() != function->ParameterCount()) {
+        FatalError("Number of parameters mismatch in call to external function");
+        return 0;
+    }
+    VariableHash* parameters = function->LocalVariables();
+    for (int i = call->parameter_count() - 1; i >= 0; i--) {
+        FunctionParameter* parameter = function->Parameter(i);
+        if (parameter->flags() != call->parameter_flags(i)) {
+            FatalError("Parameter type mismatch in call to external function");
+            parameters->Dump();
+            return 0;
+        }
+        if (parameter->byreference()) {
+            Variable* variable;
+            int deletable;
+            if (!stack_->PopV(&variable, &deletable)) {
+                parameters->Dump();
+                return 0;
+            }
+            parameters->SetVariable_Reference(parameter->localvar_index(), variable);
+            if (deletable) variable->DecRefCount();
+        } else {
+            Variable* local = parameters->Index(parameter->localvar_index(), 1);
+            if (!local) {
+                FatalError("Invalid parameter reference");
+                parameters->Dump();
+                return 0;
+            }
+            stack_->PopV(local);
+        }
+    }
+    call->Call(this, parameters);
+    stack_->PushV(call->retval(), 1, 1);
+    parameters->Dump();
+    return fatal_ ? 0 : 1;
 }
 
 // The flags of the new frame follow the function's flags and the caller's.

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "extensions/ExternalCallManager.h"
 #include "runtime/Dictionary.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM.h"
@@ -22,7 +23,8 @@
 class ScriptRun {
   public:
     // Assembles and loads listing; error() says why when it cannot.
-    explicit ScriptRun(const std::string& listing, TestApplication* application)
+    explicit ScriptRun(const std::string& listing, TestApplication* application,
+                       ExternalCallManager* externals = nullptr)
         : system_(&dictionary_, 8, 8),
           global_(&dictionary_, 8, 8),
           functions_(&dictionary_),
@@ -45,10 +47,9 @@ class ScriptRun {
             error_ = "load failed";
             return;
         }
-        vm_ = new OxinVM(path_.c_str(), static_cast<int>(path_.size()), application,
-                         &dictionary_, &system_, &global_, &segments_, &functions_, nullptr,
-                         nullptr, nullptr, &languages_, &pieces_, nullptr, nullptr, nullptr,
-                         nullptr);
+        vm_ = new OxinVM(path_.c_str(), static_cast<int>(path_.size()), application, &dictionary_,
+                         &system_, &global_, &segments_, &functions_, externals, nullptr, nullptr,
+                         &languages_, &pieces_, nullptr, nullptr, nullptr, nullptr);
     }
     ~ScriptRun() {
         delete vm_;

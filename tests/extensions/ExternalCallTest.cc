@@ -1,0 +1,77 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "extensions/ExternalCallManager.h"
+#include "tests/support/ScriptRun.h"
+#include "tests/support/StringOutput.h"
+
+namespace {
+
+// The test library's functions declared as external in a script.
+const char kDeclarations[] =
+    ".function 0 \"join\" segment -1 offset -1 flags 1\n param \"a\"\n param \"b\"\n.end\n"
+    ".function 1 \"BUMP\" segment -1 offset -1 flags 1\n param & \"n\"\n.end\n"
+    ".function 2 \"calls\" segment -1 offset -1 flags 1\n.end\n";
+
+struct LibraryRun {
+    explicit LibraryRun(const std::string& code, bool register_library = true)
+        : externals(&application) {
+        application.SetOutput(&output);
+        if (register_library) registered = externals.RegisterDSO(OXIN_TEST_LIBRARY);
+        run = new ScriptRun(std::string(".functions\n") + kDeclarations + code, &application,
+                            &externals);
+    }
+    ~LibraryRun() { delete run; }
+    TestApplication application;
+    StringOutput output;
+    ExternalCallManager externals;
+    bool registered = false;
+    ScriptRun* run;
+};
+
+TEST(ExternalCallTest, LibraryFunctionsTakeValuesAndReferences) {
+    LibraryRun machine(
+        ".global\n 0 \"v\"\n.end\n"
+        ".segment 0\n"
+        "    pushc \"left \"\n    pushi 7\n    call join\n    out\n"
+        "    pushi 41\n    popg v\n    pushg v\n    call bump\n    pop\n"
+        "    pushc \" \"\n    out\n    pushg v\n    out\n"
+        "    call calls\n    pop\n    call calls\n    pushc \" \"\n    out\n    out\n"
+        ".end\n");
+    ASSERT_TRUE(machine.registered) << machine.externals.error().c_str();
+    EXPECT_EQ(machine.run->Go(), 1);
+    EXPECT_EQ(machine.output.text(), "left 7 42 2");
+}
+
+TEST(ExternalCallTest, ThousandsOfCallsLeakNothing) {
+    LibraryRun machine(
+        ".global\n 0 \"i\"\n 1 \"s\"\n.end\n"
+        ".segment 0\n"
+        "again:\n    pushg i\n    pushc \"x\"\n    call join\n    popg s\n"
+        "    incg i, 1\n    cmpgi i, 5000\n    jmp_lt again\n    pushg s\n    out\n"
+        ".end\n");
+    EXPECT_EQ(machine.run->Go(), 1);
+    EXPECT_EQ(machine.output.text(), "4999x");
+}
+
+TEST(ExternalCallTest, FailuresHaveTheirTexts) {
+    LibraryRun constant(".segment 0\n    pushi 1\n    call bump\n.end\n");
+    EXPECT_EQ(constant.run->Go(), 0);
+    EXPECT_NE(constant.output.text().find(": Expected variable, found constant\n"),
+              std::string::npos);
+
+    LibraryRun unregistered(".segment 0\n    call calls\n.end\n", false);
+    EXPECT_EQ(unregistered.run->Go(), 0);
+    EXPECT_NE(unregistered.output.text().find(": Unresolved call to external function 'calls'\n"),
+              std::string::npos)
+        << unregistered.output.text();
+
+    TestApplication application;
+    ExternalCallManager externals(&application);
+    EXPECT_FALSE(externals.RegisterDSO("/nonexistent/library.so"));
+    EXPECT_FALSE(externals.RegisterDSO("libm.so.6"));
+    EXPECT_STREQ(externals.error().c_str(), "Unknown symbol 'oxin_function_table'");
+}
+
+}  // namespace
