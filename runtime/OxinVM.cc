@@ -13,6 +13,7 @@
 #include "runtime/OxinVM_Stack.h"
 #include "runtime/Segment.h"
 #include "runtime/SegmentManager.h"
+#include "statements/DoContext.h"
 #include "variables/NULLVariable.h"
 #include "variables/Variable.h"
 #include "variables/VariableHash.h"
@@ -80,7 +81,8 @@ OxinVM::OxinVM(const char* path, int path_length, OxinApplication* application,
       pieces_(pieces),
       localization_parameters_(new VariableHash(dictionary, 12, 512)),
       null_variable_(new NULLVariable()),
-      parent_(parent) {
+      parent_(parent),
+      do_contexts_(parent ? parent->do_contexts_ : new std::vector<DoContext*>) {
     if (parent_) {
         if (!heartbeat_count_) heartbeat_count_ = parent_->heartbeat_count_;
         if (!cancelled_flag_) cancelled_flag_ = parent_->cancelled_flag_;
@@ -128,7 +130,31 @@ OxinVM::~OxinVM() {
     }
     null_variable_->DecRefCount();
     delete localization_parameters_;
-    if (parent_) parent_->DecRefCount();
+    if (parent_) {
+        parent_->DecRefCount();
+    } else {
+        DeleteDoContexts();
+    }
+}
+
+// Contexts that nothing uses go first, in passes, then the rest.
+void OxinVM::DeleteDoContexts() {
+    std::vector<DoContext*>& contexts = *do_contexts_;
+    for (bool removed = true; removed;) {
+        removed = false;
+        for (size_t i = 0; i < contexts.size(); i++) {
+            if (contexts[i]->RefCount() == 0) {
+                DoContext* context = contexts[i];
+                contexts.erase(contexts.begin() + static_cast<long>(i));
+                delete context;
+                removed = true;
+                break;
+            }
+        }
+    }
+    for (DoContext* context : contexts)
+        delete context;
+    delete do_contexts_;
 }
 
 VariableHash* OxinVM::localvar_hash() const {
@@ -524,6 +550,12 @@ inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
             break;
         case k_Op_op_errmsg:
             op_errmsg();
+            break;
+        case k_Op_op_do_file:
+            op_do_file();
+            break;
+        case k_Op_op_do_function:
+            op_do_function();
             break;
         case kIllegal:
             FatalError("Illegal Instruction");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "base/Stack.h"
 #include "base/StringClass.h"
@@ -8,6 +9,7 @@
 #include "runtime/TagLookup.h"
 
 class CommerceLibraryManager;
+class DoContext;
 class Dictionary;
 class ExternalCallManager;
 class ExternalDatabaseLibraryManager;
@@ -145,6 +147,10 @@ class OxinVM {
     void System_Vars(VariableList* list);
     void Global_Vars(VariableList* list);
     void Local_Vars(VariableList* list);
+    // The context of another compiled file (path relative to this file's
+    // directory unless absolute), loaded at the first need; null after a
+    // runtime error of the OxDO tag.
+    DoContext* DoContextFind(const char* file, int length);
 
     OxinVM_Frame* Frame() const { return frame_; }
     OxinVM_Stack* stack() const { return stack_; }
@@ -184,6 +190,7 @@ class OxinVM {
     // Runs one instruction whose operands are decoded.
     void Execute(uint16_t word);
     bool Load_Segment();
+    void DeleteDoContexts();
     // A plain frame whose locals are the globals, with a new stack, made
     // current at the start of the start segment.
     OxinVM_Frame* Enter_Outermost_Frame(int return_segment, int return_ip);
@@ -234,6 +241,9 @@ class OxinVM {
     void modgg();
     void storegi();
     void unavailable(uint16_t word);
+    void op_do_file();
+    void op_do_function();
+    void Finish_Do(DoContext* context, int result);
 
     int reference_count_ = 0;
     String error_;
@@ -281,4 +291,7 @@ class OxinVM {
     VariableHash* localization_parameters_;
     NULLVariable* null_variable_;
     OxinVM* parent_;
+    // The contexts of OxDO, most recently used first: the top machine's,
+    // shared by the machines it reaches.
+    std::vector<DoContext*>* do_contexts_;
 };

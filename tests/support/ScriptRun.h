@@ -23,17 +23,26 @@
 class ScriptRun {
   public:
     // Assembles and loads listing; error() says why when it cannot.
+    // With a directory, the file is written there under name, and the
+    // machine knows it by that name (as a path of the script class).
     explicit ScriptRun(const std::string& listing, TestApplication* application,
-                       ExternalCallManager* externals = nullptr)
+                       ExternalCallManager* externals = nullptr, const std::string& directory = "",
+                       const std::string& name = "")
         : system_(&dictionary_, 8, 8),
           global_(&dictionary_, 8, 8),
           functions_(&dictionary_),
           languages_(application, &dictionary_),
           file_(application->filemanager()) {
-        char pattern[] = "/tmp/oxin-script-XXXXXX";
-        int fd = mkstemp(pattern);
-        close(fd);
-        path_ = pattern;
+        if (directory.empty()) {
+            char pattern[] = "/tmp/oxin-script-XXXXXX";
+            int fd = mkstemp(pattern);
+            close(fd);
+            path_ = pattern;
+            name_ = path_;
+        } else {
+            path_ = directory + "/" + name;
+            name_ = name;
+        }
         Assembler assembler;
         if (!assembler.Assemble(listing.data(), listing.size()) ||
             !assembler.Write(application->filemanager(), path_.c_str())) {
@@ -47,7 +56,7 @@ class ScriptRun {
             error_ = "load failed";
             return;
         }
-        vm_ = new OxinVM(path_.c_str(), static_cast<int>(path_.size()), application, &dictionary_,
+        vm_ = new OxinVM(name_.c_str(), static_cast<int>(name_.size()), application, &dictionary_,
                          &system_, &global_, &segments_, &functions_, externals, nullptr, nullptr,
                          &languages_, &pieces_, nullptr, nullptr, nullptr, nullptr);
     }
@@ -64,7 +73,8 @@ class ScriptRun {
     OxinVM* vm() { return vm_; }
     VariableHash& globals() { return global_; }
     VariableHash& system() { return system_; }
-    const std::string& path() const { return path_; }
+    // The name that messages give: the path, or the name in its directory.
+    const std::string& path() const { return name_; }
     const std::string& error() const { return error_; }
 
   private:
@@ -78,5 +88,6 @@ class ScriptRun {
     TaggedFile file_;
     OxinVM* vm_ = nullptr;
     std::string path_;
+    std::string name_;
     std::string error_;
 };

@@ -1,0 +1,86 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <string>
+
+#include "tests/support/ScriptRun.h"
+#include "tests/support/StringOutput.h"
+#include "tools/Assembler.h"
+
+namespace {
+
+// A script directory holding a library file; the main script runs there.
+class DoContextTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/oxin-do-XXXXXX";
+        directory_ = mkdtemp(pattern);
+        ASSERT_TRUE(application_.files().InitializeScriptDirectory(directory_.c_str(), nullptr));
+        application_.SetOutput(&output_);
+        Compile("lib.oxc",
+                ".global\n 0 \"shared\"\n.end\n"
+                ".functions\n.function 0 \"greet\" segment 1\n param \"who\"\n.end\n"
+                ".segment 0\n    pushc \"lib ran; \"\n    out\n    incg shared, 1\n.end\n"
+                ".segment 1\n    pushc \"hello, \"\n    pushl who\n    cat\n    ret\n.end\n");
+        Compile("leave.oxc", ".segment 0\n    pushc \"leaving\"\n    out\n    exit\n.end\n");
+    }
+    void TearDown() override { system(("rm -rf " + directory_).c_str()); }
+
+    void Compile(const std::string& name, const std::string& listing) {
+        Assembler assembler;
+        ASSERT_TRUE(assembler.Assemble(listing.data(), listing.size())) << assembler.error();
+        ASSERT_TRUE(assembler.Write(application_.filemanager(), (directory_ + "/" + name).c_str()));
+    }
+
+    TestApplication application_;
+    StringOutput output_;
+    std::string directory_;
+};
+
+TEST_F(DoContextTest, FilesAndFunctionsOfAnotherFileShareTheGlobals) {
+    ScriptRun run(
+        ".global\n 0 \"shared\"\n.end\n"
+        ".segment 0\n"
+        "    storegi shared, 10\n"
+        "    pushc \"lib.oxc\"\n    op_do_file\n"
+        "    pushc \"./lib.oxc\"\n    op_do_file\n"
+        "    pushg shared\n    out\n    pushc \" \"\n    out\n"
+        "    pushc \"lib.oxc\"\n    pushc \"greet('Ann') $ '!'\"\n    op_do_function\n    out\n"
+        "    pushc \"lib.oxc\"\n    pushc \"greet('Bo') $ '!'\"\n    op_do_function\n    out\n"
+        ".end\n",
+        &application_, nullptr, directory_, "main.oxc");
+    ASSERT_EQ(run.error(), "");
+    EXPECT_EQ(run.Go(), 1);
+    EXPECT_EQ(output_.text(), "lib ran; lib ran; 12 hello, Ann!hello, Bo!");
+}
+
+TEST_F(DoContextTest, FailuresBelongToTheOxDOTag) {
+    ScriptRun run(
+        ".segment 0\n"
+        "    tagerror 22, 0\n"
+        "    pushc \"missing.oxc\"\n    op_do_file\n"
+        "    pushnc \"OxDO_Error\"\n    isnull\n    out\n"
+        "    pushc \"lib.oxc\"\n    pushc \"nothing(1)\"\n    op_do_function\n    isnull\n    out\n"
+        "    pushnc \"OxDO_Error\"\n    out\n"
+        "    tagerror 22, 3\n"
+        "    pushc \"lib.oxc\"\n    pushc \"greet(\"\n    op_do_function\n"
+        "    pushc \"never\"\n    out\n"
+        ".end\n",
+        &application_, nullptr, directory_, "main.oxc");
+    EXPECT_EQ(run.Go(), 0);
+    EXPECT_EQ(output_.text(),
+              "01Unable to find function 'nothing'"
+              "Runtime error in main.oxc @ [00000000:0000004c]: OxDO: "
+              "Mismatched Parentheses found in Expression\n");
+}
+
+TEST_F(DoContextTest, ExitInTheTargetEndsTheRequest) {
+    ScriptRun run(
+        ".segment 0\n    pushc \"leave.oxc\"\n    op_do_file\n"
+        "    pushc \" not here\"\n    out\n.end\n",
+        &application_, nullptr, directory_, "main.oxc");
+    EXPECT_EQ(run.Go(), 1);
+    EXPECT_EQ(output_.text(), "leaving");
+}
+
+}  // namespace
