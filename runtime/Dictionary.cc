@@ -59,7 +59,10 @@ void Dictionary::Reserve(int capacity) {
 
 int Dictionary::Entry_Add(const char* text, int length) {
     if (length < 0) length = text ? static_cast<int>(strlen(text)) : 0;
-    if (entries_ == capacity_) Reserve(capacity_ + kEntryGrowth);
+    // Room doubles, so that a dictionary that dynamic expressions keep
+    // adding to is not copied over and over.
+    if (entries_ == capacity_)
+        Reserve(capacity_ > kEntryGrowth ? capacity_ * 2 : capacity_ + kEntryGrowth);
     Dictionary_Entry& entry = entry_[entries_];
     entry.length = length;
     entry.offset = current_ ? current_->Add(text, length) : -1;

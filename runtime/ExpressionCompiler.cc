@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/TextConversion.h"
+#include "extensions/ExternalCallManager.h"
 #include "runtime/Dictionary.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
@@ -521,6 +522,21 @@ bool ExpressionCompiler::CompileFunction(int start, int open, int close) {
         // Only an external function of the calling file can be reached.
         Function* theirs = caller_->Function_Get(name.c_str(), static_cast<int>(name.size()));
         if (theirs && theirs->external()) function = functions_->Function_Add(theirs);
+    }
+    if (!function && externals_) {
+        // A library function: declared here (and in the calling file) as
+        // the library describes it.
+        int length = static_cast<int>(name.size());
+        ExternalCall* call = externals_->Lookup_External(name.c_str(), length);
+        if (call) {
+            function = functions_->Function_Add(name.c_str(), length, Function::kExternal);
+            function->SetText(call);
+            for (int i = 0; i < call->parameter_count(); i++)
+                function->AddParameter(call->parameter_flags(i), call->parameter_name(i),
+                                       call->parameter_name_length(i));
+            if (caller_ && !caller_->Function_Get(name.c_str(), length))
+                caller_->Function_Add(function);
+        }
     }
     if (!function) return Fail("Unable to find function '" + name + "'");
     int count = 0;

@@ -55,6 +55,29 @@ TEST(ExternalCallTest, ThousandsOfCallsLeakNothing) {
     EXPECT_EQ(machine.output.text(), "4999x");
 }
 
+TEST(ExternalCallTest, DynamicExpressionsFindLibraryFunctions) {
+    // A script that declares none of the library's functions.
+    TestApplication application;
+    ExternalCallManager externals(&application);
+    ASSERT_TRUE(externals.RegisterDSO(OXIN_TEST_LIBRARY));
+    ScriptRun run(".segment 0\n.end\n", &application, &externals);
+    ASSERT_EQ(run.Go(), 1);
+    OxinVM* vm = run.vm();
+    String error;
+    Segment* code = vm->Compile_Dynamic_Expression("JOIN('a', 'b') $ calls()", -1, nullptr,
+                                                   nullptr, &error, nullptr, 0, 0);
+    ASSERT_NE(code, nullptr) << error.c_str();
+    char* text;
+    int length;
+    EXPECT_EQ(vm->Execute_Dynamic_Expression(code, nullptr, nullptr, &text, &length), 1);
+    EXPECT_EQ(std::string(text, length), "ab1");
+    delete[] text;
+    EXPECT_EQ(vm->Compile_Dynamic_Expression("join('a')", -1, nullptr, nullptr, &error, nullptr,
+                                             0, 0),
+              nullptr);
+    EXPECT_STREQ(error.c_str(), "Function 'join' is defined with 2 parameters and was called with 1");
+}
+
 TEST(ExternalCallTest, FailuresHaveTheirTexts) {
     LibraryRun constant(".segment 0\n    pushi 1\n    call bump\n.end\n");
     EXPECT_EQ(constant.run->Go(), 0);
