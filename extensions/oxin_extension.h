@@ -98,11 +98,51 @@ int oxVariable_SetValue_Integer(Variable* variable, int value);
 int oxVariable_SetValue_Double(Variable* variable, double value);
 int oxVariable_Type(Variable* variable);
 
-/* The parameters of a call: entries by number, variables by name (null
- * when there is none). */
+Variable* oxVariable_Allocate_Copy(Variable* variable);
+Variable* oxVariable_NextIdentity(Variable* variable);
+Variable* oxVariable_RealIdentity(Variable* variable);
+void oxVariable_Make_Reference(Variable* variable, Variable* target);
+int oxVariable_SetValue_Variable(Variable* variable, Variable* source);
+/* Aggregates: 0 scalar, 1 array, 2 structure. Elements come back live,
+ * made when create is 1; null when absent. */
+int oxVariable_Aggregate_Type(Variable* variable);
+int oxVariable_Set_Array_Element(Variable* variable, int index, Variable* element);
+Variable* oxVariable_Array_Element(Variable* variable, int index, int create);
+int oxVariable_Set_Struct_Member(Variable* variable, const char* name, int length,
+                                 Variable* member);
+Variable* oxVariable_Struct_Member(Variable* variable, const char* name, int length, int create);
+int oxVariable_Delete_Struct_Member(Variable* variable, const char* name, int length);
+int oxVariable_Array_Max(Variable* variable);
+int oxVariable_Array_Min(Variable* variable);
+int oxVariable_ElementsUsed(Variable* variable);
+
+/* Lists of variables; a list holds a count on each member. */
+VariableList* oxVariableList_Allocate(void);
+Variable* oxVariableList_First(VariableList* list);
+Variable* oxVariableList_Current(VariableList* list);
+Variable* oxVariableList_Next(VariableList* list);
+int oxVariableList_Entries(VariableList* list);
+/* Linear, without regard to case; null when absent. */
+Variable* oxVariableList_Find(VariableList* list, const char* name, int length);
+/* The variable of the name, unchanged, or a new one with the value. */
+Variable* oxVariableList_SetVariable(VariableList* list, const char* name, int name_length,
+                                     const char* value, int value_length);
+void oxVariableList_Insert(VariableList* list, Variable* variable);
+void oxVariableList_Dump(VariableList* list);
+void oxVariableList_Free(VariableList* list);
+
+/* Variable scopes, such as the parameters of a call: entries by number,
+ * variables by name (made when missing, null for a bad name). */
+VariableHash* oxVariableHash_Allocate(void);
 int oxVariableHash_Entries(VariableHash* hash);
 Variable* oxVariableHash_Index(VariableHash* hash, int n);
 Variable* oxVariableHash_Find(VariableHash* hash, const char* name, int length);
+/* The hash takes a count of its own; the caller keeps its own. */
+int oxVariableHash_Insert(VariableHash* hash, Variable* variable);
+int oxVariableHash_SetVariable(VariableHash* hash, const char* name, int name_length,
+                               const char* value, int value_length);
+void oxVariableHash_Dump(VariableHash* hash);
+void oxVariableHash_Free(VariableHash* hash);
 
 #ifdef __cplusplus
 }

@@ -64,18 +64,19 @@ TEST(ExternalCallTest, DynamicExpressionsFindLibraryFunctions) {
     ASSERT_EQ(run.Go(), 1);
     OxinVM* vm = run.vm();
     String error;
-    Segment* code = vm->Compile_Dynamic_Expression("JOIN('a', 'b') $ calls()", -1, nullptr,
-                                                   nullptr, &error, nullptr, 0, 0);
+    Segment* code = vm->Compile_Dynamic_Expression("JOIN('a', 'b') $ calls()", -1, nullptr, nullptr,
+                                                   &error, nullptr, 0, 0);
     ASSERT_NE(code, nullptr) << error.c_str();
     char* text;
     int length;
     EXPECT_EQ(vm->Execute_Dynamic_Expression(code, nullptr, nullptr, &text, &length), 1);
     EXPECT_EQ(std::string(text, length), "ab1");
     delete[] text;
-    EXPECT_EQ(vm->Compile_Dynamic_Expression("join('a')", -1, nullptr, nullptr, &error, nullptr,
-                                             0, 0),
-              nullptr);
-    EXPECT_STREQ(error.c_str(), "Function 'join' is defined with 2 parameters and was called with 1");
+    EXPECT_EQ(
+        vm->Compile_Dynamic_Expression("join('a')", -1, nullptr, nullptr, &error, nullptr, 0, 0),
+        nullptr);
+    EXPECT_STREQ(error.c_str(),
+                 "Function 'join' is defined with 2 parameters and was called with 1");
 }
 
 TEST(ExternalCallTest, FailuresHaveTheirTexts) {

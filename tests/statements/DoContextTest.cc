@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "host/Config.h"
 #include "tests/support/ScriptRun.h"
 #include "tests/support/StringOutput.h"
 #include "tools/Assembler.h"
@@ -81,6 +82,29 @@ TEST_F(DoContextTest, ExitInTheTargetEndsTheRequest) {
         &application_, nullptr, directory_, "main.oxc");
     EXPECT_EQ(run.Go(), 1);
     EXPECT_EQ(output_.text(), "leaving");
+}
+
+TEST_F(DoContextTest, NestedFilesAndTheCacheLimit) {
+    // a.oxc runs b.oxc, which runs lib.oxc: three files deep.
+    Compile("a.oxc",
+            ".segment 0\n    pushc \"a; \"\n    out\n    pushc \"b.oxc\"\n"
+            "    op_do_file\n.end\n");
+    Compile("b.oxc",
+            ".segment 0\n    pushc \"b; \"\n    out\n    pushc \"lib.oxc\"\n"
+            "    op_do_file\n.end\n");
+    application_.config()->SetValue_Integer(kConfigMaxDocache, 1);
+    ScriptRun run(
+        ".global\n 0 \"shared\"\n.end\n"
+        ".segment 0\n"
+        "    pushc \"a.oxc\"\n    op_do_file\n"
+        "    pushc \"a.oxc\"\n    op_do_file\n"
+        "    pushg shared\n    out\n"
+        ".end\n",
+        &application_, nullptr, directory_, "main.oxc");
+    EXPECT_EQ(run.Go(), 1);
+    // The running contexts are kept while their nested calls load others;
+    // with one context allowed, each later OxDO loads again.
+    EXPECT_EQ(output_.text(), "a; b; lib ran; a; b; lib ran; 2");
 }
 
 }  // namespace

@@ -1,0 +1,73 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "extensions/oxin_extension.h"
+
+namespace {
+
+std::string text(Variable* variable) {
+    int length;
+    const char* value = oxVariable_Value(variable, &length);
+    return std::string(value, length);
+}
+
+TEST(ExportsTest, VariablesAndTheirAggregates) {
+    Variable* v = oxVariable_Allocate("v", -1, "12", -1);
+    EXPECT_EQ(oxVariable_Type(v), 3);
+    EXPECT_EQ(oxVariable_Value_Integer(v), 12);
+    oxVariable_SetValue_Double(v, 2.5);
+    EXPECT_EQ(oxVariable_Type(v), 2);
+    EXPECT_EQ(text(v), "2.5");
+
+    Variable* array = oxVariable_Allocate("a", -1, nullptr, 0);
+    Variable* element = oxVariable_Array_Element(array, 3, 1);
+    oxVariable_SetValue(element, "third", -1);
+    EXPECT_EQ(oxVariable_Aggregate_Type(array), 1);
+    EXPECT_EQ(oxVariable_Type(array), 5);
+    EXPECT_EQ(oxVariable_Array_Max(array), 3);
+    EXPECT_EQ(oxVariable_Array_Element(array, 2, 0), nullptr);
+    EXPECT_EQ(text(oxVariable_Array_Element(array, 3, 0)), "third");
+
+    Variable* record = oxVariable_Allocate("r", -1, nullptr, 0);
+    oxVariable_Set_Struct_Member(record, "Name", -1, v);
+    EXPECT_EQ(oxVariable_Aggregate_Type(record), 2);
+    EXPECT_EQ(text(oxVariable_Struct_Member(record, "NAME", -1, 0)), "2.5");
+    EXPECT_EQ(oxVariable_Delete_Struct_Member(record, "name", -1), 1);
+    EXPECT_EQ(oxVariable_Struct_Member(record, "name", -1, 0), nullptr);
+
+    Variable* copy = oxVariable_Allocate_Copy(array);
+    oxVariable_SetValue(oxVariable_Array_Element(copy, 3, 1), "changed", -1);
+    EXPECT_EQ(text(oxVariable_Array_Element(array, 3, 0)), "third");  // a deep copy
+
+    Variable* alias = oxVariable_Allocate("alias", -1, nullptr, 0);
+    oxVariable_Make_Reference(alias, v);
+    oxVariable_SetValue_Integer(alias, 9);
+    EXPECT_EQ(oxVariable_Value_Integer(v), 9);
+    EXPECT_EQ(oxVariable_RealIdentity(alias), v);
+    for (Variable* each : {v, array, record, copy, alias})
+        oxVariable_Free(each);
+}
+
+TEST(ExportsTest, ListsAndHashes) {
+    VariableList* list = oxVariableList_Allocate();
+    Variable* first = oxVariableList_SetVariable(list, "color", -1, "red", -1);
+    EXPECT_EQ(oxVariableList_SetVariable(list, "COLOR", -1, "blue", -1), first);
+    EXPECT_EQ(text(first), "red");  // an existing variable keeps its value
+    oxVariableList_SetVariable(list, "size", -1, "9", -1);
+    EXPECT_EQ(oxVariableList_Entries(list), 2);
+    EXPECT_EQ(text(oxVariableList_Find(list, "Size", -1)), "9");
+    EXPECT_EQ(oxVariableList_Find(list, "none", -1), nullptr);
+
+    VariableHash* hash = oxVariableHash_Allocate();
+    oxVariableHash_SetVariable(hash, "x", -1, "1", -1);
+    oxVariableHash_Insert(hash, first);
+    EXPECT_EQ(oxVariableHash_Entries(hash), 2);
+    EXPECT_EQ(text(oxVariableHash_Find(hash, "X", -1)), "1");
+    EXPECT_EQ(oxVariableHash_Find(hash, "color", -1), first);
+    oxVariableList_Free(list);
+    EXPECT_EQ(text(oxVariableHash_Index(hash, 1)), "red");  // the hash keeps its count
+    oxVariableHash_Free(hash);
+}
+
+}  // namespace
