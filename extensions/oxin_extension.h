@@ -7,6 +7,7 @@
 #ifndef OXIN_EXTENSION_H
 #define OXIN_EXTENSION_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -143,6 +144,42 @@ int oxVariableHash_SetVariable(VariableHash* hash, const char* name, int name_le
                                const char* value, int value_length);
 void oxVariableHash_Dump(VariableHash* hash);
 void oxVariableHash_Free(VariableHash* hash);
+
+/* The older family, with terminated strings. The URL of to_url comes from
+ * malloc; free it with oxin_free. */
+void* oxin_alloc(size_t size);
+void* oxin_realloc(void* pointer, size_t size);
+void oxin_free(void* pointer);
+const char* oxin_variable_name(Variable* variable);
+const char* oxin_variable_value(Variable* variable);
+int oxin_variable_setvalue(Variable* variable, const char* value);
+Variable* oxin_variable_new(const char* name, const char* value);
+void oxin_variable_delete(Variable* variable);
+Variable* oxin_variable_array_element(Variable* variable, int index);
+Variable* oxin_variable_structure_member(Variable* variable, const char* name);
+int oxin_variable_set_array_element_value(Variable* variable, int index, const char* value);
+int oxin_variable_set_structure_member_value(Variable* variable, const char* name,
+                                             const char* value);
+int oxin_variable_array_elements(Variable* variable);
+int oxin_variable_array_min(Variable* variable);
+int oxin_variable_array_max(Variable* variable);
+int oxin_variable_aggregate_type(Variable* variable);
+VariableList* oxin_variable_aggregate_list(Variable* variable);
+VariableList* oxin_variablelist_new(void);
+Variable* oxin_variablelist_first(VariableList* list);
+Variable* oxin_variablelist_current(VariableList* list);
+Variable* oxin_variablelist_next(VariableList* list);
+Variable* oxin_variablelist_find(VariableList* list, const char* name);
+Variable* oxin_variablelist_setvariable(VariableList* list, const char* name, const char* value);
+void oxin_variablelist_dump(VariableList* list);
+char* oxin_variablelist_to_url(const char* url, VariableList* list);
+void oxin_variablelist_delete(VariableList* list);
+VariableHash* oxin_variabletree_new(void);
+Variable* oxin_variabletree_find(VariableHash* tree, const char* name);
+int oxin_variabletree_setvariable(VariableHash* tree, const char* name, const char* value);
+int oxin_variabletree_insert(VariableHash* tree, Variable* variable);
+void oxin_variabletree_dump(VariableHash* tree);
+void oxin_variabletree_delete(VariableHash* tree);
 
 #ifdef __cplusplus
 }

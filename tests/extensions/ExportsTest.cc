@@ -70,4 +70,34 @@ TEST(ExportsTest, ListsAndHashes) {
     oxVariableHash_Free(hash);
 }
 
+TEST(ExportsTest, TheOlderFamily) {
+    VariableList* list = oxin_variablelist_new();
+    oxin_variablelist_setvariable(list, "q", "a b");
+    oxin_variablelist_setvariable(list, "Q", "x&y");  // the older form assigns
+    oxin_variablelist_setvariable(list, "n", "1");
+    EXPECT_STREQ(oxin_variable_value(oxin_variablelist_find(list, "q")), "x&y");
+    EXPECT_STREQ(oxin_variable_value(nullptr), "");
+    for (auto [url, expected] : {std::pair{"http://h/s", "http://h/s?q=x%26y&n=1"},
+                                 {"http://h/s?", "http://h/s?q=x%26y&n=1"},
+                                 {"http://h/s?x", "http://h/s?x+q=x%26y&n=1"}}) {
+        char* built = oxin_variablelist_to_url(url, list);
+        EXPECT_STREQ(built, expected);
+        oxin_free(built);
+    }
+    oxin_variablelist_delete(list);
+
+    Variable* array = oxin_variable_new("a", "");
+    oxin_variable_set_array_element_value(array, 2, "two");
+    oxin_variable_set_array_element_value(array, 5, "five");
+    EXPECT_EQ(oxin_variable_aggregate_type(array), 1);
+    EXPECT_EQ(oxin_variable_array_elements(array), 2);
+    VariableList* elements = oxin_variable_aggregate_list(array);
+    std::string seen;
+    for (Variable* e = oxin_variablelist_first(elements); e; e = oxin_variablelist_next(elements))
+        seen += std::string(oxin_variable_name(e)) + "=" + oxin_variable_value(e) + ";";
+    EXPECT_EQ(seen, "2=two;5=five;");
+    oxin_variablelist_delete(elements);
+    oxin_variable_delete(array);
+}
+
 }  // namespace

@@ -91,6 +91,23 @@ TEST(ExternalCallTest, FailuresHaveTheirTexts) {
               std::string::npos)
         << unregistered.output.text();
 
+    // Declarations that do not match the library's.
+    LibraryRun count(
+        ".function 3 \"Join\" segment -1 offset -1 flags 1\n param \"a\"\n.end\n"
+        ".segment 0\n    pushi 1\n    call 3\n.end\n");
+    EXPECT_EQ(count.run->Go(), 0);
+    EXPECT_NE(
+        count.output.text().find(": Number of parameters mismatch in call to external function\n"),
+        std::string::npos)
+        << count.output.text();
+    LibraryRun kind(
+        ".function 3 \"bump\" segment -1 offset -1 flags 1\n param \"n\"\n.end\n"
+        ".segment 0\n    pushi 1\n    call 3\n.end\n");
+    EXPECT_EQ(kind.run->Go(), 0);
+    EXPECT_NE(kind.output.text().find(": Parameter type mismatch in call to external function\n"),
+              std::string::npos)
+        << kind.output.text();
+
     TestApplication application;
     ExternalCallManager externals(&application);
     EXPECT_FALSE(externals.RegisterDSO("/nonexistent/library.so"));

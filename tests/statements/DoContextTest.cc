@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <fstream>
 #include <string>
 
 #include "host/Config.h"
@@ -73,6 +74,29 @@ TEST_F(DoContextTest, FailuresBelongToTheOxDOTag) {
               "01Unable to find function 'nothing'"
               "Runtime error in main.oxc @ [00000000:0000004c]: OxDO: "
               "Mismatched Parentheses found in Expression\n");
+}
+
+TEST_F(DoContextTest, ReferencesReachTheCallersVariables) {
+    Compile("refs.oxc",
+            ".functions\n.function 0 \"bump\" segment 1\n param & \"n\"\n.end\n"
+            ".segment 0\n.end\n"
+            ".segment 1\n    pushl n\n    pushi 1\n    add\n    popl n\n    retn\n.end\n");
+    std::ofstream(directory_ + "/broken.oxc") << "Oxin and nothing more";
+    ScriptRun run(
+        ".global\n 0 \"v\"\n.end\n"
+        ".segment 0\n"
+        "    storegi v, 41\n"
+        "    pushc \"refs.oxc\"\n    pushc \"bump(g.v)\"\n    op_do_function\n    pop\n"
+        "    pushg v\n    out\n"
+        "    tagerror 22, 0\n"
+        "    pushc \"broken.oxc\"\n    op_do_file\n"
+        "    pushc \" \"\n    out\n    pushnc \"OxDO_Error\"\n    out\n"
+        ".end\n",
+        &application_, nullptr, directory_, "main.oxc");
+    EXPECT_EQ(run.Go(), 1);
+    EXPECT_EQ(output_.text(),
+              "42 Unable to open 'broken.oxc': File is either corrupt or not a "
+              "valid compiled Oxin Script file");
 }
 
 TEST_F(DoContextTest, ExitInTheTargetEndsTheRequest) {
