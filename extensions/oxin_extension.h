@@ -116,6 +116,19 @@ int oxVariable_Delete_Struct_Member(Variable* variable, const char* name, int le
 int oxVariable_Array_Max(Variable* variable);
 int oxVariable_Array_Min(Variable* variable);
 int oxVariable_ElementsUsed(Variable* variable);
+/* A new text without NUL bytes, from the engine's allocator. */
+char* oxVariable_Value_NS(Variable* variable, int* length);
+/* Takes buffer (from the engine's allocator) as the value. */
+int oxVariable_SetValue_Nocopy(Variable* variable, char* buffer, int length, int size);
+int oxVariable_Insert_Array_Element(Variable* variable, int position, Variable* element);
+int oxVariable_Delete_Array_Elements(Variable* variable, int start, int count, int collapse);
+int oxVariable_Array_Merge(Variable* variable, Variable* source, int start, int count, int dest,
+                           int copy);
+int oxVariable_Array_Copy(Variable* variable, Variable* source, int start, int count, int dest,
+                          int copy);
+int oxVariable_Array_Next(Variable* variable, int index);
+int oxVariable_Array_Previous(Variable* variable, int index);
+int oxVariable_Array_Collapse(Variable* variable);
 
 /* Lists of variables; a list holds a count on each member. */
 VariableList* oxVariableList_Allocate(void);
@@ -142,6 +155,8 @@ Variable* oxVariableHash_Find(VariableHash* hash, const char* name, int length);
 int oxVariableHash_Insert(VariableHash* hash, Variable* variable);
 int oxVariableHash_SetVariable(VariableHash* hash, const char* name, int name_length,
                                const char* value, int value_length);
+/* Puts variable (the hash takes a count) in place of the one of its name. */
+int oxVariableHash_ReplaceVariable(VariableHash* hash, Variable* variable);
 void oxVariableHash_Dump(VariableHash* hash);
 void oxVariableHash_Free(VariableHash* hash);
 

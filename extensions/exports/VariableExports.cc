@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "base/TextConversion.h"
 #include "extensions/oxin_extension.h"
 #include "variables/AggregateIndex.h"
 #include "variables/UserVariableHash.h"
@@ -150,6 +151,46 @@ int oxVariable_ElementsUsed(Variable* variable) {
     return variable->ElementsUsed();
 }
 
+char* oxVariable_Value_NS(Variable* variable, int* length) {
+    String& value = variable->value();
+    int size;
+    return TextConversion::StripNULLs(value.c_str(), value.length(), length, &size);
+}
+
+int oxVariable_SetValue_Nocopy(Variable* variable, char* buffer, int length, int size) {
+    return variable->SetValue_Nocopy(buffer, length, size);
+}
+
+int oxVariable_Insert_Array_Element(Variable* variable, int position, Variable* element) {
+    return variable->InsertElement(position, element);
+}
+
+int oxVariable_Delete_Array_Elements(Variable* variable, int start, int count, int collapse) {
+    return variable->DeleteElements(start, count, collapse != 0);
+}
+
+int oxVariable_Array_Merge(Variable* variable, Variable* source, int start, int count, int dest,
+                           int copy) {
+    return variable->MergeElements(source, start, count, dest, copy != 0);
+}
+
+int oxVariable_Array_Copy(Variable* variable, Variable* source, int start, int count, int dest,
+                          int copy) {
+    return variable->CopyElements(source, start, count, dest, copy != 0);
+}
+
+int oxVariable_Array_Next(Variable* variable, int index) {
+    return variable->Next(index);
+}
+
+int oxVariable_Array_Previous(Variable* variable, int index) {
+    return variable->Previous(index);
+}
+
+int oxVariable_Array_Collapse(Variable* variable) {
+    return variable->CollapseElements();
+}
+
 VariableList* oxVariableList_Allocate(void) {
     return new VariableList;
 }
@@ -230,6 +271,11 @@ int oxVariableHash_SetVariable(VariableHash* hash, const char* name, int name_le
                                const char* value, int value_length) {
     return hash->SetVariable(name, measured(name, name_length), value ? value : "",
                              measured(value, value_length));
+}
+
+int oxVariableHash_ReplaceVariable(VariableHash* hash, Variable* variable) {
+    variable->IncRefCount();
+    return hash->SetVariable(variable);
 }
 
 void oxVariableHash_Dump(VariableHash* hash) {

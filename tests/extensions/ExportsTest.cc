@@ -36,9 +36,23 @@ TEST(ExportsTest, VariablesAndTheirAggregates) {
     EXPECT_EQ(oxVariable_Delete_Struct_Member(record, "name", -1), 1);
     EXPECT_EQ(oxVariable_Struct_Member(record, "name", -1, 0), nullptr);
 
+    Variable* second = oxVariable_Allocate("", 0, "second", -1);
+    oxVariable_Insert_Array_Element(array, 1, second);  // pushes the third up to 4
+    oxVariable_Free(second);
+    EXPECT_EQ(oxVariable_Array_Max(array), 4);
+    EXPECT_EQ(oxVariable_Array_Collapse(array), 2);
+    EXPECT_EQ(text(oxVariable_Array_Element(array, 2, 0)), "third");
+    EXPECT_EQ(oxVariable_Array_Next(array, 1), 2);
+    int length;
+    oxVariable_SetValue(v, std::string("a\0b", 3).data(), 3);
+    char* stripped = oxVariable_Value_NS(v, &length);
+    EXPECT_EQ(std::string(stripped, length), "ab");
+    delete[] stripped;
+    oxVariable_SetValue_Double(v, 2.5);
+
     Variable* copy = oxVariable_Allocate_Copy(array);
-    oxVariable_SetValue(oxVariable_Array_Element(copy, 3, 1), "changed", -1);
-    EXPECT_EQ(text(oxVariable_Array_Element(array, 3, 0)), "third");  // a deep copy
+    oxVariable_SetValue(oxVariable_Array_Element(copy, 2, 1), "changed", -1);
+    EXPECT_EQ(text(oxVariable_Array_Element(array, 2, 0)), "third");  // a deep copy
 
     Variable* alias = oxVariable_Allocate("alias", -1, nullptr, 0);
     oxVariable_Make_Reference(alias, v);
