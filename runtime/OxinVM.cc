@@ -233,7 +233,8 @@ int OxinVM::Go() {
 }
 
 // One instruction whose operands are decoded. Each case is short; the work
-// of the longer ones is in the helpers of the same names.
+// of the longer ones is in the helpers of the same names. Forced inline: it
+// is the body of the loop of Go, kept apart only to be read.
 inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
     OxinVM_Stack* s = stack_;
     switch (dense.of[word]) {
