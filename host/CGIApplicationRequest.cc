@@ -22,6 +22,7 @@
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
 #include "variables/ImmutableVariable.h"
+#include "variables/SpecialVariable.h"
 #include "variables/VariableHash.h"
 
 extern char** environ;
@@ -195,6 +196,17 @@ bool CGIApplication::AddSystemVariables() {
     SetSystemVariable("globaltimeout",
                       static_cast<long>(config_->value_integer(kConfigTimeoutGlobal)));
     SetSystemVariable("oxinversion", kVersion);
+    // The variables computed at each read.
+    for (int kind = 0; kind < DynamicTimeVariable::kKinds; kind++)
+        system_->SetVariable(new DynamicTimeVariable(kind));
+    system_->SetVariable(new TimeRemainingVariable(this));
+    system_->SetVariable(new LanguageVariable(this));
+    system_->SetVariable(new DefaultLanguageVariable(this));
+    system_->SetVariable(new DefaultDatabaseVariable(this));
+    system_->SetVariable(new CharacterSetVariable(this));
+    system_->SetVariable(new SSLAvailableVariable(this));
+    system_->SetVariable(new ConfigurationAggregateVariable(this));
+    system_->SetVariable(new ProcessNameVariable(this));
     return true;
 }
 

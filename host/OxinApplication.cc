@@ -81,3 +81,8 @@ void OxinApplication::SetCharacterSet(const char* text, int length) {
     charsetcount_++;
     charset_is_utf8_ = strcasecmp(charset_.c_str(), "utf-8") == 0;
 }
+
+bool OxinApplication::SSL_Available(String* error) {
+    if (error) *error = String("TLS is not available");
+    return false;
+}

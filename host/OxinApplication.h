@@ -81,6 +81,11 @@ class OxinApplication : public TextConversion {
     virtual void SetDefaultDatabase(const char* text, int length);
     virtual void SetCharacterSet(const char* text, int length);
     virtual bool CharacterSetIsUTF8() { return charset_is_utf8_; }
+    // Whether TLS can be loaded, with the reason in *error when not; no TLS
+    // library is loaded by this application.
+    virtual bool SSL_Available(String* error);
+    // The name the process shows; empty here.
+    virtual const char* process_name() { return ""; }
 
     volatile unsigned heartbeat_count = 0;
     volatile int cancelled_flag = 0;
