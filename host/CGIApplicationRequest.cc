@@ -22,7 +22,7 @@
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
 #include "variables/ImmutableVariable.h"
-#include "variables/SpecialVariable.h"
+#include "variables/DynamicSystemVariables.h"
 #include "variables/VariableHash.h"
 
 extern char** environ;

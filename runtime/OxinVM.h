@@ -191,6 +191,9 @@ class OxinVM {
     void Execute(uint16_t word);
     bool Load_Segment();
     void DeleteDoContexts();
+    // Ends a run begun in frame run: deletes it and every frame above it,
+    // and goes back to the saved frame and position.
+    void Leave_Run(OxinVM_Frame* run, OxinVM_Frame* saved_frame, int saved_segment, int saved_ip);
     // A plain frame whose locals are the globals, with a new stack, made
     // current at the start of the start segment.
     OxinVM_Frame* Enter_Outermost_Frame(int return_segment, int return_ip);

@@ -182,18 +182,23 @@ int OxinVM::Go_Recursive() {
     OxinVM_Frame* saved_frame = frame_;
     OxinVM_Frame* outermost = Enter_Outermost_Frame(segment, ip);
     int result = Go();
-    while (frame_ != outermost) {
+    Leave_Run(outermost, saved_frame, saved_segment, saved_ip);
+    return result;
+}
+
+void OxinVM::Leave_Run(OxinVM_Frame* run, OxinVM_Frame* saved_frame, int saved_segment,
+                       int saved_ip) {
+    while (frame_ != run) {
         OxinVM_Frame* previous = frame_->previous;
         delete frame_;
         frame_ = previous;
     }
-    delete outermost;
+    delete run;
     frame_ = saved_frame;
     stack_ = saved_frame->stack();
     segment = saved_segment;
     ip = saved_ip;
-    Load_Segment();
-    return result;
+    loaded_segment_ = -1;  // the loop loads the segment again
 }
 
 void OxinVM::Push_Feature(Feature* feature) {
@@ -282,17 +287,7 @@ int OxinVM::Execute_Dynamic_Expression(Segment* code, OxinVM_Stack* stack, Varia
     segment = code->id();
     ip = 0;
     int result = Load_Segment() ? Go() : 0;
-    while (frame_ != frame) {
-        OxinVM_Frame* previous = frame_->previous;
-        delete frame_;
-        frame_ = previous;
-    }
-    delete frame;
-    frame_ = saved_frame;
-    stack_ = saved_frame->stack();
-    segment = saved_segment;
-    ip = saved_ip;
-    loaded_segment_ = -1;
+    Leave_Run(frame, saved_frame, saved_segment, saved_ip);
     return result;
 }
 

@@ -6,7 +6,7 @@
 #include "host/Config.h"
 #include "tests/support/TestApplication.h"
 #include "variables/AggregateIndex.h"
-#include "variables/SpecialVariable.h"
+#include "variables/DynamicSystemVariables.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ std::string text(Variable* variable) {
     return std::string(value.c_str(), value.length());
 }
 
-TEST(SpecialVariableTest, TheClockIsReadAtEachUse) {
+TEST(DynamicSystemVariablesTest, TheClockIsReadAtEachUse) {
     time_t now = time(nullptr);
     tm local;
     localtime_r(&now, &local);
@@ -37,7 +37,7 @@ TEST(SpecialVariableTest, TheClockIsReadAtEachUse) {
     EXPECT_EQ(year.value_integer(), local.tm_year + 1900);
 }
 
-TEST(SpecialVariableTest, SettingsWriteThroughToTheApplication) {
+TEST(DynamicSystemVariablesTest, SettingsWriteThroughToTheApplication) {
     TestApplication application;
     LanguageVariable language(&application);
     EXPECT_EQ(text(&language), "en-US");
@@ -58,7 +58,7 @@ TEST(SpecialVariableTest, SettingsWriteThroughToTheApplication) {
     EXPECT_EQ(text(&ssl), "0");
 }
 
-TEST(SpecialVariableTest, TheConfigurationViewFollowsTheLiveValues) {
+TEST(DynamicSystemVariablesTest, TheConfigurationViewFollowsTheLiveValues) {
     TestApplication application;
     ConfigurationAggregateVariable config(&application);
     Variable* timeout = config.Element(AggregateIndex("TIMEOUT_CALL", -1), 0);

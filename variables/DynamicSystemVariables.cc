@@ -1,4 +1,4 @@
-#include "variables/SpecialVariable.h"
+#include "variables/DynamicSystemVariables.h"
 
 #include <cstdio>
 #include <cstring>
