@@ -125,6 +125,15 @@ void String::cat(char c) {
     text_[length_] = 0;
 }
 
+String String::Join(std::initializer_list<const char*> parts) {
+    String joined;
+    joined.assign("", 0);
+    for (const char* part : parts) {
+        if (part) joined.cat(part);
+    }
+    return joined;
+}
+
 void String::cat(const char* s, int n) {
     if (!text_) return assign(s, n);
     if (n == -1) n = static_cast<int>(strlen(s));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <initializer_list>
+
 // A byte string that carries its length and keeps a NUL behind the content.
 //
 // The text pointer may be null (a default-constructed or released String); a
@@ -9,6 +11,8 @@
 class String {
   public:
     String() = default;
+    // The parts one after another, as for a message; a null part is skipped.
+    static String Join(std::initializer_list<const char*> parts);
     // Copies n bytes of s; n = -1 measures s with strlen.
     String(const char* s, int n = -1);
     // Adopts buffer, which must come from new[]; see assign_nocopy.

@@ -5,7 +5,7 @@
 #include <map>
 #include <vector>
 
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/TaggedFile.h"
 
 namespace {

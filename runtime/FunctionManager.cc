@@ -5,7 +5,7 @@
 
 #include "runtime/Dictionary.h"
 #include "runtime/Function.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/StoredHashTable.h"
 #include "runtime/TaggedFile.h"
 #include "variables/VariableHash.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "runtime/Instructions.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/TaggedFile.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/TaggedFile.h"
 
 namespace {

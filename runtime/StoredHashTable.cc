@@ -2,7 +2,7 @@
 
 #include "base/Hash.h"
 #include "base/MemCmpI.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/TaggedFile.h"
 
 namespace {

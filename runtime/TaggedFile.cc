@@ -5,7 +5,7 @@
 
 #include "files/File.h"
 #include "files/FileManager.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 
 namespace {
 

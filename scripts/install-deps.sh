@@ -3,7 +3,7 @@
 # are missing. Runs apt-get only if something is absent; uses sudo when not root.
 set -eu
 
-packages="cmake ninja-build g++ ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcrypt-dev python3 curl lighttpd apache2"
+packages="cmake ninja-build g++ ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcrypt-dev python3 curl lighttpd apache2 python3-dbf python3-dbfread gdal-bin libsqlite3-dev"
 if [ "${1:-}" = "fuzz" ]; then
   packages="$packages clang libclang-rt-14-dev"
 fi

@@ -6,7 +6,7 @@
 
 #include "base/StringClass.h"
 #include "runtime/Dictionary.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/StoredHashTable.h"
 #include "runtime/TaggedFile.h"
 

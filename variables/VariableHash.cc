@@ -8,7 +8,7 @@
 
 #include "base/MemCmpI.h"
 #include "runtime/Dictionary.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/StoredHashTable.h"
 #include "runtime/TaggedFile.h"
 #include "variables/ReferenceVariable.h"

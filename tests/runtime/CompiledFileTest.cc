@@ -8,7 +8,7 @@
 
 #include "runtime/Dictionary.h"
 #include "runtime/Instructions.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/SegmentManager.h"
 #include "runtime/StoredHashTable.h"
 #include "tests/runtime/CompiledFileFixture.h"

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "runtime/Dictionary.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "tests/runtime/CompiledFileFixture.h"
 
 namespace {

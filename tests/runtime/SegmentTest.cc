@@ -6,7 +6,7 @@
 #include <random>
 
 #include "runtime/Instructions.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/SegmentManager.h"
 #include "tests/runtime/CompiledFileFixture.h"
 

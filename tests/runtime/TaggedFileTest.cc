@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/StoredHashTable.h"
 #include "tests/runtime/CompiledFileFixture.h"
 

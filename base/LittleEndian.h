@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <cstring>
 
-// Numbers in compiled files and in code are little-endian and are assembled
-// byte by byte, so the bytes mean the same on every host. These helpers are
-// the one place where that is done.
+// Numbers in the engine's files (compiled scripts, tables, indexes) are
+// little-endian and are assembled byte by byte, so the bytes mean the same on
+// every host. These helpers are the one place where that is done.
 
 inline uint16_t get_u16(const unsigned char* p) {
     return static_cast<uint16_t>(p[0] | (p[1] << 8));

@@ -1,0 +1,121 @@
+#pragma once
+
+#include "base/List.h"
+#include "base/StringClass.h"
+#include "database/XBaseField.h"
+#include "files/File.h"
+
+class OxinApplication;
+
+// One open xBase table: the data file, its memo file when it has memo fields,
+// the header values and fields, and the one current record.
+//
+// Several processes may work on one table at once. The header range of the
+// data file (0 to headerlength) is locked to append and to change the record
+// count, a record's own bytes to rewrite it, and the memo file's first block
+// to allocate memo blocks; no two locks are ever held together. Reading a
+// record takes no lock.
+//
+// Operations return 1 on success and 0 on failure with the text in error(),
+// unless said otherwise.
+class XBaseTable {
+  public:
+    explicit XBaseTable(OxinApplication* app);
+    virtual ~XBaseTable();
+    XBaseTable(const XBaseTable&) = delete;
+    XBaseTable& operator=(const XBaseTable&) = delete;
+
+    // Opens an existing table (and its memo file, when the table has memo
+    // fields) with the file manager's open flags.
+    int Open(Oxin_PathType type, const char* path, int length, int flags);
+    // Creates a table with copies of fields, replacing any file of that name;
+    // memopath (memolength bytes) or, when empty, the data path with ".dbt"
+    // names the memo file, made only when a field is a memo.
+    int Create(Oxin_PathType type, const String& datapath, const char* memopath, int memolength,
+               List<XBaseField>& fields);
+    // Writes a new table into files already open; the table takes them over
+    // (memo may be null when no field is a memo).
+    int Create(File* data, const String& datapath, File* memo, const String& memopath,
+               List<XBaseField>& fields);
+    // Closes both files. The record count and the fields stay until the next
+    // open.
+    int Close();
+    // Lets the file manager close the descriptors until the next use.
+    int Deactivate();
+
+    // Reads record number record (from 1) into the fields. A number beyond the
+    // known count is looked for in the header, which another process may have
+    // moved on.
+    int Goto(int record);
+    // Writes the current record back from the fields.
+    int Update();
+    // Adds the fields' values as a new last record, which becomes current.
+    int Append();
+    // Marks the current record deleted (1) or not (0), changing that byte
+    // alone.
+    int UpdateDeleted(int deleted);
+    void SwapOriginal();
+    void SetOriginal();
+
+    int ReadTableHeader();
+    int WriteTableHeader();
+    int ReadTableFields();
+    int WriteTableFields();
+    int ReadMemoHeader();
+    int WriteMemoHeader();
+    // Reads the memo text that begins at block; *text is new[] and the
+    // caller's.
+    int ReadMemoBlock(int block, char** text, int* length);
+    // Appends text as a new memo; returns its first block, or -1.
+    int WriteMemoBlock(char* text);
+    // The memo path that belongs to datapath: its last extension replaced by
+    // ".dbt", or ".dbt" added when it has none.
+    static void SetMemoPath(const String& datapath, String& memopath);
+    // Keeps text as the error unless it is empty.
+    void Error(const String& text);
+
+    int version() const { return version_; }
+    int lastupdate_year() const { return lastupdate_year_; }
+    int lastupdate_month() const { return lastupdate_month_; }
+    int lastupdate_day() const { return lastupdate_day_; }
+    int numrecords() const { return numrecords_; }
+    int headerlength() const { return headerlength_; }
+    int recordlength() const { return recordlength_; }
+    int recordnum() const { return recordnum_; }
+    int deleted() const { return deleted_; }
+    List<XBaseField>& fields() { return fields_; }
+    int firstfreeblock() const { return firstfreeblock_; }
+    const String& error() const { return error_; }
+    const String& datapath() const { return datapath_; }
+    const String& memopath() const { return memopath_; }
+
+  private:
+    int OpenMemo(Oxin_PathType type, int flags);
+    int LockOrFail(File* file, const String& path, FileLockType type, long start, long length);
+    int ReadFailed(File* file, const String& path);
+    int WriteFailed(File* file, const String& path);
+    int SeekTo(File* file, long position);
+    long RecordOffset(int record) const;
+    int RewriteHeader();
+    int FieldsLength();
+    int Corrupt();
+    void AddField(const char* name, int namelength, int type, int length, int decimalcount);
+
+    OxinApplication* app_;
+    File* data_ = nullptr;
+    File* memo_ = nullptr;
+    String datapath_;
+    String memopath_;
+    String error_;
+    int version_ = 3;
+    int lastupdate_year_ = 0;
+    int lastupdate_month_ = 0;
+    int lastupdate_day_ = 0;
+    int numrecords_ = 0;
+    int headerlength_ = 0;
+    int recordlength_ = 0;
+    int recordnum_ = 0;
+    int deleted_ = 0;
+    List<XBaseField> fields_{1};
+    int firstfreeblock_ = 1;
+};
