@@ -92,6 +92,7 @@ int XBaseTable::Open(Oxin_PathType type, const char* path, int length, int flags
         return 0;
     }
     recordnum_ = 0;
+    fields_.Dump();
     if (!ReadTableHeader() || !ReadTableFields()) return 0;
     return version_ == kVersionMemo ? OpenMemo(type, flags) : 1;
 }

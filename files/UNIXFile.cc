@@ -58,22 +58,40 @@ bool UNIXFile::GroupID(int* gid) {
     return true;
 }
 
+bool UNIXFile::Positioned() { return position_ >= 0; }
+
 int UNIXFile::Read(char* buffer, int length) {
     if (!Ready()) return -1;
-    ssize_t n = read(fd_, buffer, length);
-    if (n < 0) SystemError();
+    ssize_t n = Positioned() ? pread(fd_, buffer, length, position_) : read(fd_, buffer, length);
+    if (n < 0) {
+        SystemError();
+    } else if (Positioned()) {
+        position_ += n;
+    }
     return static_cast<int>(n);
 }
 
 int UNIXFile::Write(const char* buffer, int length) {
     if (!Ready()) return -1;
-    ssize_t n = write(fd_, buffer, length);
-    if (n < 0) SystemError();
+    ssize_t n =
+        Positioned() ? pwrite(fd_, buffer, length, position_) : write(fd_, buffer, length);
+    if (n < 0) {
+        SystemError();
+    } else if (Positioned()) {
+        position_ += n;
+    }
     return static_cast<int>(n);
 }
 
 long UNIXFile::Seek(long position) {
     if (!Ready()) return -1;
+    if (seekable_ < 0) {
+        seekable_ = (open_flags_ & O_APPEND) == 0 && lseek(fd_, 0, SEEK_CUR) >= 0;
+    }
+    if (seekable_ && position >= 0) {
+        position_ = position;
+        return position;
+    }
     off_t at = lseek(fd_, position, SEEK_SET);
     if (at < 0) SystemError();
     return at;
@@ -81,6 +99,7 @@ long UNIXFile::Seek(long position) {
 
 long UNIXFile::Tell() {
     if (!Ready()) return -1;
+    if (Positioned()) return position_;
     off_t at = lseek(fd_, 0, SEEK_CUR);
     if (at < 0) SystemError();
     return at;
@@ -162,7 +181,8 @@ bool UNIXFile::Activate(String& error) {
             return false;
         }
     }
-    if (saved_position_ != 0 && lseek(fd_, saved_position_, SEEK_SET) != saved_position_) {
+    if (!Positioned() && saved_position_ != 0 &&
+        lseek(fd_, saved_position_, SEEK_SET) != saved_position_) {
         error.assign("Unable to restore file position during activation", -1);
         close(fd_);
         fd_ = -1;
@@ -173,7 +193,7 @@ bool UNIXFile::Activate(String& error) {
 
 void UNIXFile::Deactivate() {
     if (fd_ < 0) return;
-    saved_position_ = lseek(fd_, 0, SEEK_CUR);
+    if (!Positioned()) saved_position_ = lseek(fd_, 0, SEEK_CUR);
     close(fd_);
     fd_ = -1;
 }

@@ -4,6 +4,11 @@
 
 // A File on a POSIX descriptor. fd is -1 while the file is deactivated; every
 // operation then first asks the manager to reactivate it.
+//
+// After a Seek on a regular file the position is kept here and reads and
+// writes go to it directly (pread, pwrite), so that positioning costs no
+// system call of its own; the descriptor's own offset is then not used.
+// Files opened for appending, and pipes, keep the descriptor's offset.
 class UNIXFile : public File {
   public:
     // Wraps fd, opened with open_flags (the system's O_ flags); a reopen
@@ -30,7 +35,6 @@ class UNIXFile : public File {
     using File::Read;
     using File::Write;
 
-    int fd() const { return fd_; }
 
   private:
     // Reactivates through the manager when needed; false with the error set.
@@ -38,10 +42,13 @@ class UNIXFile : public File {
     bool SystemError();
     bool Stat(struct stat* status);
     bool RecordLock(short type, long offset, long length);
+    bool Positioned();
 
     int fd_;
     void* map_address_ = nullptr;
     long map_length_ = 0;
     int open_flags_;
     long saved_position_ = 0;
+    long position_ = -1;  // the kept position; -1 while the descriptor's counts
+    int seekable_ = -1;   // unknown until the first Seek
 };

@@ -28,7 +28,7 @@ void XBaseIndexChecker::Problem(const std::string& text) {
 }
 
 bool XBaseIndexChecker::Check() {
-    comparekeys_ = LoadExpression();
+    comparekeys_ = table_ && LoadExpression();
     if (!index_->file()->Lock(FileLockRead, 0, QTXIndexFile::kHeaderSize)) {
         Problem("cannot lock the index header for reading: " +
                 std::string(index_->file()->error().c_str()));
@@ -38,14 +38,15 @@ bool XBaseIndexChecker::Check() {
         Problem(index_->error().c_str());
     } else {
         Walk(index_->startingpage(), 0);
-        CheckRecords();
+        if (table_) CheckRecords();
     }
     index_->file()->Release(0, QTXIndexFile::kHeaderSize);
     if (problems_.empty()) CheckCursor();
     summary_ = std::to_string(entries_) + " entries in " + std::to_string(visited_.size()) +
                " pages, " + std::to_string(deepest_ + 1) + " levels; keys " +
                (comparekeys_ ? "compared with the table"
-                             : "not compared (the key expression is not a list of fields)");
+                : table_     ? "not compared (the key expression is not a list of fields)"
+                             : "not compared (no table)");
     return problems_.empty();
 }
 
@@ -143,6 +144,7 @@ void XBaseIndexChecker::CheckEntry(const unsigned char* key, unsigned int record
     }
     previous_ = text;
     haveprevious_ = true;
+    if (!table_) return;
     if (record == 0 || record > static_cast<unsigned int>(table_->numrecords())) {
         Problem(where + ": no such record in the table");
         return;

@@ -12,8 +12,8 @@ class XBaseTable;
 // page well formed and reached once, keys in order, leaves at one depth,
 // every record of the table in the index exactly once and nothing else, and
 // each entry's key equal to the key of its record when the key expression
-// is one the checker can build (field names joined by "."). Problems are
-// collected as lines of text.
+// is one the checker can build (field names joined by "."). Without a table
+// only the tree itself is checked. Problems are collected as lines of text.
 class XBaseIndexChecker {
   public:
     XBaseIndexChecker(QTXIndexFile* index, XBaseTable* table) : index_(index), table_(table) {}

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "database/XBaseTable.h"
+#include "tests/support/TempDirectory.h"
+#include "tests/support/TestApplication.h"
+
+// A field as a test describes it: name, type character, length, decimals.
+struct FieldSpec {
+    const char* name;
+    char type;
+    int length;
+    int decimals;
+};
+
+// A fresh data directory per test, with helpers to make tables in it and to
+// look at their bytes from outside.
+class TableFixture : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(app_.files().InitializeDataDirectory(directory_.path().c_str()));
+    }
+
+    static void FillFields(List<XBaseField>& list, const std::vector<FieldSpec>& specs) {
+        for (const FieldSpec& spec : specs) {
+            list.Insert(new XBaseField(nullptr, spec.name, XBaseTypeOf(spec.type), spec.length,
+                                       spec.decimals),
+                        ListTail);
+        }
+    }
+
+    // Creates name with the fields and leaves it open in table.
+    void Create(XBaseTable& table, const std::string& name, const std::vector<FieldSpec>& specs) {
+        List<XBaseField> list(1);
+        FillFields(list, specs);
+        ASSERT_TRUE(table.Create(OxinPathData, String(name.c_str()), "", 0, list))
+            << table.error().c_str();
+    }
+
+    static int Open(XBaseTable& table, const std::string& name, int flags = 3) {
+        return table.Open(OxinPathData, name.c_str(), static_cast<int>(name.size()), flags);
+    }
+
+    // Sets the fields of the current record, in order, and appends it.
+    static void AppendRow(XBaseTable& table, const std::vector<std::string>& values) {
+        SetRow(table, values);
+        ASSERT_TRUE(table.Append()) << table.error().c_str();
+    }
+
+    static void SetRow(XBaseTable& table, const std::vector<std::string>& values) {
+        XBaseField* field = table.fields().First();
+        for (const std::string& value : values) {
+            field->Set(value.c_str(), static_cast<int>(value.size()));
+            field = table.fields().Next();
+        }
+    }
+
+    static XBaseField* Field(XBaseTable& table, int index) {
+        XBaseField* field = table.fields().First();
+        for (int i = 0; i < index; i++)
+            field = table.fields().Next();
+        return field;
+    }
+
+    std::string Bytes(const std::string& name) const {
+        std::ifstream in(directory_.Path(name), std::ios::binary);
+        std::ostringstream content;
+        content << in.rdbuf();
+        return content.str();
+    }
+
+    void Put(const std::string& name, const std::string& bytes) const {
+        std::ofstream(directory_.Path(name), std::ios::binary) << bytes;
+    }
+
+    TempDirectory directory_;
+    TestApplication app_;
+};

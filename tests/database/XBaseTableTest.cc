@@ -1,0 +1,297 @@
+#include <ctime>
+#include <string>
+
+#include "database/XBaseMemoField.h"
+#include "tests/database/TableFixture.h"
+
+namespace {
+
+const std::vector<FieldSpec> kPeople = {
+    {"NAME", 'C', 10, 0}, {"AMOUNT", 'N', 8, 2}, {"BORN", 'D', 8, 0},
+    {"OK", 'L', 1, 0},    {"NOTES", 'M', 10, 0},
+};
+
+std::string Today() {
+    time_t now = time(nullptr);
+    struct tm utc;
+    gmtime_r(&now, &utc);
+    return std::string{static_cast<char>(utc.tm_year & 0xFF), static_cast<char>(utc.tm_mon + 1),
+                       static_cast<char>(utc.tm_mday)};
+}
+
+std::string U32(unsigned int value) {
+    return std::string{static_cast<char>(value), static_cast<char>(value >> 8),
+                       static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
+}
+
+std::string U16(unsigned int value) {
+    return std::string{static_cast<char>(value), static_cast<char>(value >> 8)};
+}
+
+std::string Descriptor(const std::string& name, char type, int length, int decimals) {
+    std::string d(32, '\0');
+    d.replace(0, name.size(), name);
+    d[11] = type;
+    d[16] = static_cast<char>(length);
+    d[17] = static_cast<char>(decimals);
+    return d;
+}
+
+using XBaseTableTest = TableFixture;
+
+// A new table is the header, the descriptors, 0x0D and 0x1A, byte for byte,
+// and its memo file the 512-byte header with next free block 1 and 0x1A.
+TEST_F(XBaseTableTest, CreatedFilesHoldExactlyTheFormat) {
+    XBaseTable table(&app_);
+    Create(table, "people.dbf", kPeople);
+    std::string expected = std::string("\x83") + Today() + U32(0) + U16(33 + 5 * 32) +
+                           U16(1 + 10 + 8 + 8 + 1 + 10) + std::string(20, '\0') +
+                           Descriptor("NAME", 'C', 10, 0) + Descriptor("AMOUNT", 'N', 8, 2) +
+                           Descriptor("BORN", 'D', 8, 0) + Descriptor("OK", 'L', 1, 0) +
+                           Descriptor("NOTES", 'M', 10, 0) + "\x0D\x1A";
+    EXPECT_EQ(Bytes("people.dbf"), expected);
+    EXPECT_EQ(Bytes("people.dbt"), U32(1) + std::string(508, '\0') + "\x1A");
+    EXPECT_STREQ(table.memopath().c_str(), "people.dbt");
+    EXPECT_EQ(table.version(), 131);
+
+    XBaseTable plain(&app_);
+    Create(plain, "empty.dbf", {});
+    EXPECT_EQ(Bytes("empty.dbf"),
+              std::string("\x03") + Today() + U32(0) + U16(33) + U16(1) + std::string(20, '\0') +
+                  "\x0D\x1A");
+    EXPECT_EQ(Bytes("empty.dbt"), "");  // no memo field, no memo file
+    XBaseTable reopened(&app_);
+    ASSERT_TRUE(Open(reopened, "empty.dbf")) << reopened.error().c_str();
+    EXPECT_EQ(reopened.fields().Entries(), 0);
+    EXPECT_EQ(reopened.recordlength(), 1);
+}
+
+// Values are stored justified and padded as their type says and come back
+// stripped; the first append overwrites the end mark and writes a new one.
+TEST_F(XBaseTableTest, RecordsRoundTripInTheirStoredForms) {
+    XBaseTable table(&app_);
+    Create(table, "people.dbf", kPeople);
+    AppendRow(table, {"Ann", "12.50", "19960501", "T", ""});
+    AppendRow(table, {"Exactly10!", "-3", "        ", "F", ""});
+    AppendRow(table, {"Much longer than ten", "", "", "?", ""});
+    EXPECT_EQ(table.numrecords(), 3);
+    EXPECT_EQ(table.recordnum(), 3);
+
+    std::string bytes = Bytes("people.dbf");
+    const int header = 33 + 5 * 32;
+    const int record = 38;
+    ASSERT_EQ(bytes.size(), static_cast<size_t>(header + 3 * record + 1));
+    EXPECT_EQ(bytes.substr(header, record), " Ann          12.5019960501T          ");
+    EXPECT_EQ(bytes.substr(header + record, record), " Exactly10!      -3        F          ");
+    EXPECT_EQ(bytes.substr(header + 2 * record, record), " Much longe                ?          ");
+    EXPECT_EQ(bytes.back(), '\x1A');
+    EXPECT_EQ(bytes.substr(4, 4), U32(3));
+
+    XBaseTable reader(&app_);
+    ASSERT_TRUE(Open(reader, "people.dbf")) << reader.error().c_str();
+    ASSERT_TRUE(reader.Goto(2));
+    EXPECT_STREQ(Field(reader, 0)->data(), "Exactly10!");
+    EXPECT_STREQ(Field(reader, 1)->data(), "-3");
+    EXPECT_STREQ(Field(reader, 2)->data(), "        ");  // dates are not stripped
+    EXPECT_STREQ(Field(reader, 3)->data(), "F");
+    ASSERT_TRUE(reader.Goto(3));
+    EXPECT_STREQ(Field(reader, 0)->data(), "Much longe");
+    EXPECT_STREQ(Field(reader, 1)->data(), "");  // all blanks read as empty
+    EXPECT_STREQ(Field(reader, 0)->original(), "Much longe");
+
+    // Update rewrites the record in place; the original follows the write.
+    Field(reader, 0)->Set(String("Bea"));
+    EXPECT_STREQ(Field(reader, 0)->original(), "Much longe");
+    ASSERT_TRUE(reader.Update()) << reader.error().c_str();
+    EXPECT_STREQ(Field(reader, 0)->original(), "Bea");
+    EXPECT_EQ(Bytes("people.dbf").substr(header + 2 * record, record),
+              " Bea                       ?          ");
+    EXPECT_EQ(Bytes("people.dbf").size(), bytes.size());
+}
+
+TEST_F(XBaseTableTest, GotoRefusesRecordsThatDoNotExistAndSeesOthersAppends) {
+    XBaseTable writer(&app_), reader(&app_);
+    Create(writer, "t.dbf", {{"N", 'C', 4, 0}});
+    AppendRow(writer, {"one"});
+    ASSERT_TRUE(Open(reader, "t.dbf"));
+    ASSERT_TRUE(reader.Goto(1));
+    for (int bad : {0, -1, 2}) {
+        EXPECT_FALSE(reader.Goto(bad)) << bad;
+        EXPECT_STREQ(reader.error().c_str(), "Invalid record number");
+        EXPECT_EQ(reader.recordnum(), 1);
+    }
+    AppendRow(writer, {"two"});
+    EXPECT_EQ(reader.numrecords(), 1);
+    ASSERT_TRUE(reader.Goto(2)) << reader.error().c_str();
+    EXPECT_STREQ(Field(reader, 0)->data(), "two");
+    EXPECT_EQ(reader.numrecords(), 2);
+
+    // Another process's append is kept when this one rewrites the header.
+    AppendRow(writer, {"three"});
+    Field(reader, 0)->Set(String("TWO"));
+    ASSERT_TRUE(reader.Update());
+    XBaseTable check(&app_);
+    ASSERT_TRUE(Open(check, "t.dbf"));
+    EXPECT_EQ(check.numrecords(), 3);
+}
+
+// Marking a record deleted changes its flag byte and the header's date, and
+// leaves pending edits of the fields unwritten.
+TEST_F(XBaseTableTest, DeletionChangesOneByte) {
+    XBaseTable table(&app_);
+    Create(table, "t.dbf", {{"N", 'C', 4, 0}});
+    AppendRow(table, {"a"});
+    AppendRow(table, {"b"});
+    Put("t.dbf", [&] {  // an old date, so that the rewrite shows
+        std::string bytes = Bytes("t.dbf");
+        bytes.replace(1, 3, "\x50\x01\x01");
+        return bytes;
+    }());
+    std::string before = Bytes("t.dbf");
+    ASSERT_TRUE(table.Goto(1));
+    Field(table, 0)->Set(String("zzz"));
+    ASSERT_TRUE(table.UpdateDeleted(1)) << table.error().c_str();
+    std::string after = Bytes("t.dbf");
+    ASSERT_EQ(after.size(), before.size());
+    int header = 33 + 32;
+    for (size_t i = 0; i < before.size(); i++) {
+        if (i >= 1 && i <= 3) continue;
+        if (static_cast<int>(i) == header) {
+            EXPECT_EQ(after[i], '*');
+        } else {
+            EXPECT_EQ(after[i], before[i]) << "byte " << i;
+        }
+    }
+    EXPECT_EQ(after.substr(1, 3), Today());
+    XBaseTable reader(&app_);
+    ASSERT_TRUE(Open(reader, "t.dbf"));
+    ASSERT_TRUE(reader.Goto(1));
+    EXPECT_EQ(reader.deleted(), 1);
+    EXPECT_STREQ(Field(reader, 0)->data(), "a");
+    EXPECT_EQ(reader.numrecords(), 2);
+    ASSERT_TRUE(reader.UpdateDeleted(0));
+    EXPECT_EQ(Bytes("t.dbf")[header], ' ');
+}
+
+// Memo texts go to new 512-byte blocks at the end of the memo file, ended by
+// two 0x1A bytes; an unchanged memo keeps its block.
+TEST_F(XBaseTableTest, MemoBlocksAreAllocatedAtTheEnd) {
+    XBaseTable table(&app_);
+    Create(table, "m.dbf", {{"ID", 'N', 4, 0}, {"TEXT", 'M', 10, 0}});
+    std::string exact(510, 'a'), over(511, 'b'), large(5000, 'c');
+    for (int i = 0; i < 5000; i++)
+        large[i] = static_cast<char>('a' + i % 26);
+    AppendRow(table, {"1", exact});
+    EXPECT_EQ(table.firstfreeblock(), 2);  // 510 + 2 fills one block
+    AppendRow(table, {"2", over});
+    EXPECT_EQ(table.firstfreeblock(), 4);  // 511 + 2 needs two
+    AppendRow(table, {"3", large});
+    AppendRow(table, {"4", ""});
+    EXPECT_EQ(table.firstfreeblock(), 4 + 10);
+
+    std::string memo = Bytes("m.dbt");
+    EXPECT_EQ(memo.substr(0, 4), U32(14));
+    EXPECT_EQ(memo.substr(512, 512), exact + "\x1A\x1A");
+    EXPECT_EQ(memo.substr(1024, 513), over + "\x1A\x1A");
+    std::string data = Bytes("m.dbf");
+    int header = 33 + 64;
+    EXPECT_EQ(data.substr(header, 15), "    1         1");
+    EXPECT_EQ(data.substr(header + 15 * 3, 15), "    4          ");  // empty: all blanks
+
+    XBaseTable reader(&app_);
+    ASSERT_TRUE(Open(reader, "m.dbf")) << reader.error().c_str();
+    EXPECT_EQ(reader.firstfreeblock(), 14);
+    for (int record = 1; record <= 4; record++) {
+        ASSERT_TRUE(reader.Goto(record));
+        auto* field = static_cast<XBaseMemoField*>(Field(reader, 1));
+        const std::string expected[] = {exact, over, large, ""};
+        const char* text = field->data();
+        EXPECT_EQ(std::string(text, field->textlength()), expected[record - 1]);
+    }
+
+    // Unchanged: the block stays. Changed: a new block, the old one stays dead.
+    ASSERT_TRUE(reader.Goto(1));
+    Field(reader, 0)->Set(String("11"));
+    ASSERT_TRUE(reader.Update());
+    EXPECT_EQ(Bytes("m.dbf").substr(header, 15), "   11         1");
+    Field(reader, 1)->Set(String("short"));
+    ASSERT_TRUE(reader.Update());
+    EXPECT_EQ(Bytes("m.dbf").substr(header, 15), "   11        14");
+    EXPECT_EQ(Bytes("m.dbt").substr(512, 10), exact.substr(0, 10));
+
+    // A 0x1A inside a memo ends it on the next read.
+    Field(reader, 1)->Set(String("before\x1A" "after"));
+    ASSERT_TRUE(reader.Update());
+    ASSERT_TRUE(reader.Goto(1));
+    EXPECT_STREQ(Field(reader, 1)->data(), "before");
+}
+
+TEST_F(XBaseTableTest, OpeningDamagedOrForeignFilesFailsWithTheReason) {
+    XBaseTable table(&app_);
+    EXPECT_FALSE(Open(table, "missing.dbf"));
+    EXPECT_EQ(std::string(table.error().c_str()).rfind("Error opening 'missing.dbf': ", 0), 0u)
+        << table.error().c_str();
+
+    std::string header = std::string("\x30") + Today() + U32(0) + U16(65) + U16(2) +
+                         std::string(20, '\0');
+    Put("foxpro.dbf", header + Descriptor("A", 'C', 1, 0) + "\x0D");
+    EXPECT_FALSE(Open(table, "foxpro.dbf"));
+    EXPECT_STREQ(table.error().c_str(), "'foxpro.dbf': Unsupported xBase file version (0x30)");
+
+    header[0] = 3;
+    Put("float.dbf", header + Descriptor("RATE", 'F', 1, 0) + "\x0D");
+    EXPECT_FALSE(Open(table, "float.dbf"));
+    EXPECT_STREQ(table.error().c_str(),
+                 "'float.dbf' contains an unsupported field (RATE) of type 'F'");
+
+    Put("short.dbf", std::string("\x03") + Today() + U32(0) + U16(32) + U16(1) +
+                         std::string(20, '\0'));
+    EXPECT_FALSE(Open(table, "short.dbf"));
+    EXPECT_EQ(std::string(table.error().c_str()).rfind("Error reading from 'short.dbf': ", 0), 0u);
+
+    Put("cut.dbf", header.substr(0, 20));
+    EXPECT_FALSE(Open(table, "cut.dbf"));
+    EXPECT_EQ(std::string(table.error().c_str()).rfind("Error reading from 'cut.dbf': ", 0), 0u);
+
+    // A record length too short for the fields would read past the record.
+    Put("narrow.dbf", header + Descriptor("A", 'C', 40, 0) + "\x0D");
+    EXPECT_FALSE(Open(table, "narrow.dbf"));
+    EXPECT_STREQ(table.error().c_str(), "'narrow.dbf' is corrupt (its fields are longer than its records)");
+
+    // A table that says 3 but has a memo field needs its memo file.
+    Put("memo3.dbf", std::string("\x03") + Today() + U32(0) + U16(65) + U16(11) +
+                         std::string(20, '\0') + Descriptor("M", 'M', 10, 0) + "\x0D\x1A");
+    EXPECT_FALSE(Open(table, "memo3.dbf"));
+    EXPECT_EQ(std::string(table.error().c_str()).rfind("Error opening 'memo3.dbt': ", 0), 0u);
+    Put("memo3.dbt", U32(1) + std::string(508, '\0') + "\x1A");
+    ASSERT_TRUE(Open(table, "memo3.dbf")) << table.error().c_str();
+    EXPECT_EQ(table.version(), 131);
+}
+
+TEST_F(XBaseTableTest, CreateRefusesMoreThan2046Fields) {
+    List<XBaseField> many(1);
+    for (int i = 0; i < 2047; i++) {
+        std::string name = "F" + std::to_string(i);
+        many.Insert(new XBaseField(nullptr, name.c_str(), XBaseCharacter, 1, 0), ListTail);
+    }
+    XBaseTable table(&app_);
+    EXPECT_FALSE(table.Create(OxinPathData, String("wide.dbf"), "", 0, many));
+    EXPECT_STREQ(table.error().c_str(), "Error creating 'wide.dbf': too many fields (maximum 2046)");
+    delete many.Remove(ListTail);
+    ASSERT_TRUE(table.Create(OxinPathData, String("wide.dbf"), "", 0, many));
+    EXPECT_EQ(table.headerlength(), 33 + 32 * 2046);
+}
+
+TEST(XBaseTablePaths, MemoPathReplacesTheLastExtension) {
+    const char* cases[][2] = {
+        {"a/b", "a/b.dbt"},         {"a.b/c", "a.b/c.dbt"},   {"x.dbf", "x.dbt"},
+        {"dir/x.y.dbf", "dir/x.y.dbt"}, {".dbf", ".dbf.dbt"}, {"", ""},
+    };
+    for (auto& c : cases) {
+        String memo;
+        XBaseTable::SetMemoPath(String(c[0]), memo);
+        EXPECT_STREQ(memo.c_str(), c[1]) << c[0];
+    }
+}
+
+}  // namespace
