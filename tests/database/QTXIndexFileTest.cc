@@ -414,7 +414,9 @@ TEST_F(QTXIndexFileTest, AgreesWithAModelOverManyRandomOperations) {
                     ASSERT_EQ(reinterpret_cast<const char*>(next), first->first);
                     got.insert(record);
                 }
-                if (want.size() <= 40) ASSERT_EQ(got, want);
+                if (want.size() <= 40) {
+                    ASSERT_EQ(got, want);
+                }
             } else if (!prefix) {
                 // Nothing equal: the nearest key below, if there is one.
                 if (first == entries.begin()) {
