@@ -22,29 +22,13 @@ struct FieldSpec {
 // A fresh data directory per test, with helpers to make tables in it and to
 // look at their bytes from outside.
 class TableFixture : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_TRUE(app_.files().InitializeDataDirectory(directory_.path().c_str()));
-    }
-
+  public:
     static void FillFields(List<XBaseField>& list, const std::vector<FieldSpec>& specs) {
         for (const FieldSpec& spec : specs) {
             list.Insert(new XBaseField(nullptr, spec.name, XBaseTypeOf(spec.type), spec.length,
                                        spec.decimals),
                         ListTail);
         }
-    }
-
-    // Creates name with the fields and leaves it open in table.
-    void Create(XBaseTable& table, const std::string& name, const std::vector<FieldSpec>& specs) {
-        List<XBaseField> list(1);
-        FillFields(list, specs);
-        ASSERT_TRUE(table.Create(OxinPathData, String(name.c_str()), "", 0, list))
-            << table.error().c_str();
-    }
-
-    static int Open(XBaseTable& table, const std::string& name, int flags = 3) {
-        return table.Open(OxinPathData, name.c_str(), static_cast<int>(name.size()), flags);
     }
 
     // Sets the fields of the current record, in order, and appends it.
@@ -66,6 +50,23 @@ class TableFixture : public ::testing::Test {
         for (int i = 0; i < index; i++)
             field = table.fields().Next();
         return field;
+    }
+
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(app_.files().InitializeDataDirectory(directory_.path().c_str()));
+    }
+
+    // Creates name with the fields and leaves it open in table.
+    void Create(XBaseTable& table, const std::string& name, const std::vector<FieldSpec>& specs) {
+        List<XBaseField> list(1);
+        FillFields(list, specs);
+        ASSERT_TRUE(table.Create(OxinPathData, String(name.c_str()), "", 0, list))
+            << table.error().c_str();
+    }
+
+    static int Open(XBaseTable& table, const std::string& name, int flags = 3) {
+        return table.Open(OxinPathData, name.c_str(), static_cast<int>(name.size()), flags);
     }
 
     std::string Bytes(const std::string& name) const {
