@@ -1,0 +1,183 @@
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/database/TableFixture.h"
+
+namespace {
+
+const char* const kPython = "/usr/bin/python3";
+const std::string kScript = std::string(OXIN_SOURCE_DIR) + "/tests/database/dbf_interop.py";
+
+bool ToolsPresent() {
+    std::string probe = std::string(kPython) +
+                        " -c 'import dbf, dbfread' 2>/dev/null && command -v ogrinfo >/dev/null";
+    return system(probe.c_str()) == 0;
+}
+
+// Runs command and gives its standard output and exit status.
+std::string RunCommand(const std::string& command, int* status) {
+    std::string output;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return output;
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0)
+        output.append(buffer, n);
+    *status = pclose(pipe);
+    return output;
+}
+
+std::string Json(const std::string& text) {
+    std::string out = "\"";
+    for (unsigned char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += static_cast<char>(c);
+        } else if (c < 0x20) {
+            char escape[8];
+            snprintf(escape, sizeof escape, "\\u%04x", c);
+            out += escape;
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out + "\"";
+}
+
+struct Row {
+    bool deleted;
+    std::vector<std::string> values;
+};
+
+class InteropTest : public TableFixture {
+  protected:
+    void SetUp() override {
+        TableFixture::SetUp();
+        if (!ToolsPresent()) GTEST_SKIP() << "python3-dbf, python3-dbfread or gdal-bin missing";
+    }
+
+    // Writes what the readers must find and lets them compare.
+    void ExpectReadersAgree(const std::string& table, const std::vector<FieldSpec>& fields,
+                            const std::vector<Row>& rows) {
+        std::ofstream expected(directory_.Path("expected.json"));
+        expected << "{\"fields\": [";
+        for (size_t i = 0; i < fields.size(); i++) {
+            expected << (i ? ", " : "") << "[" << Json(fields[i].name) << ", \""
+                     << fields[i].type << "\", " << fields[i].length << ", "
+                     << fields[i].decimals << "]";
+        }
+        expected << "], \"records\": [";
+        for (size_t i = 0; i < rows.size(); i++) {
+            expected << (i ? ", " : "") << "{\"deleted\": " << (rows[i].deleted ? "true" : "false")
+                     << ", \"values\": [";
+            for (size_t j = 0; j < rows[i].values.size(); j++)
+                expected << (j ? ", " : "") << Json(rows[i].values[j]);
+            expected << "]}";
+        }
+        expected << "]}";
+        expected.close();
+        int status = -1;
+        std::string report = RunCommand(std::string(kPython) + " " + kScript + " check " +
+                                     directory_.Path(table) + " " +
+                                     directory_.Path("expected.json") + " 2>&1",
+                                 &status);
+        EXPECT_EQ(status, 0) << report;
+    }
+
+    // The records that oxin-dbf lists for a table.
+    std::string Listed(const std::string& table) {
+        int status = -1;
+        std::string output =
+            RunCommand(std::string(OXIN_BINARY_DIR) + "/bin/oxin-dbf " + directory_.Path(table), &status);
+        EXPECT_EQ(status, 0) << output;
+        std::string records;
+        size_t start = 0;
+        while (start < output.size()) {
+            size_t end = output.find('\n', start);
+            std::string line = output.substr(start, end - start + 1);
+            if (!line.empty() && isdigit(static_cast<unsigned char>(line[0]))) records += line;
+            start = end + 1;
+        }
+        return records;
+    }
+};
+
+TEST_F(InteropTest, OtherToolsReadTheEnginesTablesAndMemos) {
+    const std::vector<FieldSpec> fields = {{"NAME", 'C', 20, 0},  {"AGE", 'N', 3, 0},
+                                           {"BORN", 'D', 8, 0},   {"MEMBER", 'L', 1, 0},
+                                           {"NOTES", 'M', 10, 0}, {"AMOUNT", 'N', 10, 2}};
+    std::string lines;
+    for (int i = 0; i < 120; i++)
+        lines += "line " + std::to_string(i) + " of a longer memo\n";
+    std::vector<Row> rows = {
+        {false, {"Alice", "30", "19960501", "T", "likes tea", "12.50"}},
+        {false, {"Bob", "-41", "        ", "F", std::string(510, 'a'), "-3.25"}},
+        {false, {"Carla Maria Exactly!", "0", "20000229", "?", std::string(511, 'b'), "1234567.80"}},
+        {false, {"Dan", "", "19700101", "T", lines, ".5"}},
+        {false, {"Eve", "7", "20261122", "F", "", "0.00"}},
+        {true, {"Gone", "1", "19000101", "F", "deleted but kept", "1.00"}},
+    };
+    XBaseTable table(&app_);
+    Create(table, "people.dbf", fields);
+    for (const Row& row : rows)
+        AppendRow(table, row.values);
+    // A changed memo leaves a dead block behind; readers must follow the new one.
+    ASSERT_TRUE(table.Goto(1));
+    rows[0].values[4] = "now likes coffee";
+    Field(table, 4)->Set(String(rows[0].values[4].c_str()));
+    ASSERT_TRUE(table.Update());
+    ASSERT_TRUE(table.Goto(6));
+    ASSERT_TRUE(table.UpdateDeleted(1));
+    ExpectReadersAgree("people.dbf", fields, rows);
+
+    const std::vector<FieldSpec> plain = {{"CODE", 'C', 6, 0}, {"QTY", 'N', 5, 0}};
+    XBaseTable codes(&app_);
+    Create(codes, "codes.dbf", plain);
+    std::vector<Row> code_rows;
+    for (int i = 0; i < 500; i++) {
+        code_rows.push_back({false, {"C" + std::to_string(i * 7), std::to_string(i * 13 % 997)}});
+        AppendRow(codes, code_rows.back().values);
+    }
+    ExpectReadersAgree("codes.dbf", plain, code_rows);
+}
+
+TEST_F(InteropTest, TheEngineReadsTablesOfOtherTools) {
+    int status = -1;
+    std::string expected =
+        RunCommand(std::string(kPython) + " " + kScript + " write-dbf " + directory_.path(), &status);
+    ASSERT_EQ(status, 0);
+    EXPECT_EQ(Listed("people.dbf"), expected);
+
+    expected =
+        RunCommand(std::string(kPython) + " " + kScript + " write-gdal " + directory_.path(), &status);
+    ASSERT_EQ(status, 0);
+    EXPECT_EQ(Listed("gdal.dbf"), expected);
+
+    // The engine appends to a table that python-dbf made, and python-dbf
+    // still reads all of it.
+    XBaseTable table(&app_);
+    ASSERT_TRUE(Open(table, "people.dbf")) << table.error().c_str();
+    ASSERT_EQ(table.numrecords(), 4);
+    AppendRow(table, {"Fred", "55", "19800808", "T", "added by the engine", "99.99"});
+    std::vector<FieldSpec> fields = {{"NAME", 'C', 20, 0},  {"AGE", 'N', 3, 0},
+                                     {"BORN", 'D', 8, 0},   {"MEMBER", 'L', 1, 0},
+                                     {"NOTES", 'M', 10, 0}, {"AMOUNT", 'N', 10, 2}};
+    std::string bob_notes = "line one\nline two " + std::string(600, 'x');
+    std::vector<Row> rows = {
+        {false, {"Alice", "30", "19960501", "T", "likes tea", "12.50"}},
+        {false, {"Bob", "-41", "        ", "F", bob_notes, "-3.25"}},
+        {false, {"Carla Maria Exactly!", "0", "20000229", "?", "", "1234567.80"}},
+        {false, {"Fred", "55", "19800808", "T", "added by the engine", "99.99"}},
+        {true, {"Dan", "7", "19700101", "T", std::string(510, 'y'), "0.00"}},
+    };
+    // Record 4 (deleted) stays where it is for python-dbf, which keeps the
+    // file's order; the readers that list deleted records apart see it last.
+    std::swap(rows[3], rows[4]);
+    ExpectReadersAgree("people.dbf", fields, rows);
+}
+
+}  // namespace
