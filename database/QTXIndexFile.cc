@@ -184,7 +184,7 @@ int QTXIndexFile::ReadHeader() {
     }
     bool sound = memcmp(header_ + kIdentifierOffset, kMagic, sizeof kMagic) == 0 &&
                  keyrecordsize() > 8 && order() >= 2 &&
-                 4 + (order() + 1) * keyrecordsize() <= pagesize();
+                 4 + (order() + 1L) * keyrecordsize() <= pagesize();
     if (!sound) {
         return Fail(String::Join(
             {"'", Text(filename_), "' is either corrupt or is not a valid index file"}));

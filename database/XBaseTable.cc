@@ -1,5 +1,6 @@
 #include "database/XBaseTable.h"
 
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -442,6 +443,10 @@ int XBaseTable::Append() {
     if (!LockOrFail(data_, datapath_, FileLockWrite, 0, headerlength_)) return 0;
     long locked = headerlength_;
     int result = ReadTableHeader();
+    if (result && (numrecords_ < 0 || numrecords_ == INT_MAX)) {
+        Error(String::Join({"Error writing to '", Text(datapath_), "': the table is full"}));
+        result = 0;
+    }
     if (result) {
         deleted_ = 0;
         std::vector<unsigned char> bytes(recordlength_ + 1);
@@ -540,10 +545,14 @@ int XBaseTable::WriteMemoBlock(char* text) {
     if (!memo_->Lock(FileLockWrite, 0, kMemoBlockSize)) return -1;
     int block = -1;
     if (ReadMemoHeader()) {
-        if (SeekTo(memo_, static_cast<long>(firstfreeblock_) * kMemoBlockSize) &&
-            memo_->Write(bytes.data(), size) == size) {
+        long next = firstfreeblock_ + (size + kMemoBlockSize - 1L) / kMemoBlockSize;
+        if (firstfreeblock_ < 1 || next > INT_MAX) {
+            Error(String::Join({"Error writing to '", Text(memopath_),
+                                "': the memo file has no room for more blocks"}));
+        } else if (SeekTo(memo_, static_cast<long>(firstfreeblock_) * kMemoBlockSize) &&
+                   memo_->Write(bytes.data(), size) == size) {
             block = firstfreeblock_;
-            firstfreeblock_ += size / kMemoBlockSize + (size % kMemoBlockSize ? 1 : 0);
+            firstfreeblock_ = static_cast<int>(next);
             if (!WriteMemoHeader()) block = -1;
         } else {
             WriteFailed(memo_, memopath_);
