@@ -156,26 +156,24 @@ TEST(DtoaTest, DigitsWithoutTrailingZerosAndThePoint) {
         int ndigits;
         const char* digits;
         int decpt;
-    } cases[] = {
-        {1.0, 20, "1", 1},
-        {100.0, 20, "1", 3},
-        {1e21, 20, "1", 22},
-        {1e23, 20, "1", 24},  // the double nearest 1e23 reads back from "1e23"
-        {0.001, 20, "1", -2},
-        {0.1, 20, "1", 0},
-        {123.456, 20, "123456", 3},
-        {123.456, 1, "1235", 3},  // rounded at one place
-        {9.96, 1, "1", 2},        // rounds up to 10.0
-        {0.006, 2, "1", -1},      // 0.01
-        {1.005, 2, "1", 1},       // the binary value is below 1.005
-        {0.125, 2, "12", 0},      // exact tie: half-even
-        {0.375, 2, "38", 0},      // exact tie: half-even upwards
-        {2.5, 0, "2", 1},
-        {3.5, 0, "4", 1},
-        {1.5, 0, "2", 1},
-        {1.2345678901234567e-5, 20, "1234567890123457", -4},
-        {DBL_MAX, 20, "17976931348623157", 309},
-    };
+    } cases[] = {{1.0, 20, "1", 1},
+                 {100.0, 20, "1", 3},
+                 {1e21, 20, "1", 22},
+                 {1e23, 20, "1", 24},  // the double nearest 1e23 reads back from "1e23"
+                 {0.001, 20, "1", -2},
+                 {0.1, 20, "1", 0},
+                 {123.456, 20, "123456", 3},
+                 {123.456, 1, "1235", 3},  // rounded at one place
+                 {9.96, 1, "1", 2},        // rounds up to 10.0
+                 {0.006, 2, "1", -1},      // 0.01
+                 {1.005, 2, "1", 1},       // the binary value is below 1.005
+                 {0.125, 2, "12", 0},      // exact tie: half-even
+                 {0.375, 2, "38", 0},      // exact tie: half-even upwards
+                 {2.5, 0, "2", 1},
+                 {3.5, 0, "4", 1},
+                 {1.5, 0, "2", 1},
+                 {1.2345678901234567e-5, 20, "1234567890123457", -4},
+                 {DBL_MAX, 20, "17976931348623157", 309}};
     for (const Case& c : cases) {
         Digits d = dtoa(c.value, c.ndigits);
         EXPECT_EQ(d.text, c.digits) << c.value << " at " << c.ndigits;
@@ -251,11 +249,9 @@ TEST(DtosTest, AllocatedSize) {
         double value;
         int precision;
         int count, point;
-    } cases[] = {
-        {1.0, -1, 1, 1},     {1.5, 2, 2, 1},     {-2.5, 2, 2, 1},   {0.5, -1, 1, 0},
-        {1e21, -1, 1, 22},   {123.456, 1, 4, 3}, {0.001, 2, 0, -2}, {0.25, 5, 2, 0},
-        {1e-20, -1, 1, -19}, {12345.0, 0, 5, 5},
-    };
+    } cases[] = {{1.0, -1, 1, 1},     {1.5, 2, 2, 1},     {-2.5, 2, 2, 1},   {0.5, -1, 1, 0},
+                 {1e21, -1, 1, 22},   {123.456, 1, 4, 3}, {0.001, 2, 0, -2}, {0.25, 5, 2, 0},
+                 {1e-20, -1, 1, -19}, {12345.0, 0, 5, 5}};
     for (const Case& c : cases) {
         int expected = std::max(c.count, c.point) + 2 + (c.precision < 0 ? 21 : 1 + c.precision) +
                        (c.point == 0 ? 1 : 0);

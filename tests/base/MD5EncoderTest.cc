@@ -52,8 +52,7 @@ static const KnownDigest kRfc1321Suite[] = {
     {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
      "d174ab98d277d9f5a5611c2c9f419d9f"},
     {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
-     "57edf4a22be3c955ac49da2e2107b67a"},
-};
+     "57edf4a22be3c955ac49da2e2107b67a"}};
 
 TEST(MD5EncoderTest, Rfc1321Suite) {
     for (const KnownDigest& known : kRfc1321Suite) {
@@ -73,8 +72,7 @@ TEST(MD5EncoderTest, PaddingBoundaries) {
         {64, "bc00c8534af1e5aef0ede584d8ad5bc3"},  {65, "4e114d3e0baf5ace365e0552a3273291"},
         {119, "e0c0cb3cbc027ba4d5a6c983754f2dc1"}, {120, "3d7a96a57e721a4e2c2cbe55937e10e2"},
         {127, "886a64f47659d525b55b12fac127c4a1"}, {128, "154b8c17cfb174384edd9557e3e64e2b"},
-        {129, "771291c2c3527df3fbc0c2f6d4aeb9b4"}, {1000, "0b8ae90ded6089334e353eb2669ab5e6"},
-    };
+        {129, "771291c2c3527df3fbc0c2f6d4aeb9b4"}, {1000, "0b8ae90ded6089334e353eb2669ab5e6"}};
     for (const auto& c : cases) {
         EXPECT_EQ(DigestOf(Pattern(c.length)), c.digest) << "length " << c.length;
     }
@@ -146,8 +144,7 @@ TEST(MD5EncoderTest, HmacRfc2202Suite) {
          "6b1ab7fe4bd7bf8f0b62e6ce61b9d0cd"},
         {std::string(80, '\xaa'),
          "Test Using Larger Than Block-Size Key and Larger Than One Block-Size Data",
-         "6f630fad67cda0ee1fb1f562db3aa53e"},
-    };
+         "6f630fad67cda0ee1fb1f562db3aa53e"}};
     for (const auto& c : cases)
         EXPECT_EQ(Hmac(c.data, c.key), c.digest) << c.data;
 }

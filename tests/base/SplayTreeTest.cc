@@ -366,28 +366,6 @@ TEST(SplayTreeTest, LongChainsAreWalkedWithoutRecursion) {
     EXPECT_EQ(chain.purged, expected);
 }
 
-TEST(SplayTreeTest, EmptyTreeAndBoundaries) {
-    InspectedTree tree(0);
-    EXPECT_EQ(tree.Next(TestIndex{5}), nullptr);
-    EXPECT_EQ(tree.Previous(TestIndex{5}), nullptr);
-    EXPECT_EQ(tree.Find(TestIndex{5}), nullptr);
-    EXPECT_EQ(tree.Remove(TestIndex{5}), nullptr);
-    EXPECT_EQ(tree.First(), nullptr);
-    EXPECT_EQ(tree.Last(), nullptr);
-    EXPECT_EQ(tree.Entries(), 0);
-    Element one(1, 0), nine(9, 0);
-    tree.Insert(&one);
-    tree.Insert(&nine);
-    EXPECT_EQ(tree.Next(TestIndex{5}), &nine);
-    EXPECT_EQ(tree.Next(TestIndex{9}), nullptr);
-    EXPECT_EQ(tree.Next(TestIndex{0}), &one);
-    EXPECT_EQ(tree.Previous(TestIndex{1}), nullptr);
-    EXPECT_EQ(tree.Previous(TestIndex{5}), &one);
-    EXPECT_EQ(tree.Previous(TestIndex{100}), &nine);
-    EXPECT_EQ(tree.Remove(TestIndex{5}), nullptr);
-    EXPECT_EQ(tree.Entries(), 2);
-}
-
 TEST(SplayTreeTest, EqualKeysAreAllKept) {
     std::vector<std::unique_ptr<Element>> store;
     InspectedTree tree(0);

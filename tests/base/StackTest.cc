@@ -98,55 +98,6 @@ TEST(StackTest, RandomOperationsFollowTheModel) {
     EXPECT_GT(model.discarded, 1000);
 }
 
-TEST(StackTest, PopAfterPeeksDiscardsWhatWasPeekedPast) {
-    int before = Counted::live;
-    Stack<Counted> stack(1);
-    for (int i = 1; i <= 5; i++)
-        stack.Push(new Counted(i));
-    EXPECT_EQ(stack.Top()->id, 5);
-    EXPECT_EQ(stack.Peek()->id, 4);
-    EXPECT_EQ(stack.Peek()->id, 3);
-    Counted* third = stack.Pop();
-    EXPECT_EQ(third->id, 3);
-    EXPECT_EQ(stack.Entries(), 2);
-    EXPECT_EQ(Counted::live, before + 3);  // 5 and 4 deleted, 3 handed out
-    delete third;
-    EXPECT_EQ(stack.Top()->id, 2);
-
-    // A cursor walked off the bottom pops the last node.
-    EXPECT_EQ(stack.Peek()->id, 1);
-    EXPECT_EQ(stack.Peek(), nullptr);
-    EXPECT_EQ(stack.Peek(), nullptr);
-    Counted* last = stack.Pop();
-    EXPECT_EQ(last->id, 1);
-    delete last;
-    EXPECT_EQ(stack.Entries(), 0);
-    EXPECT_EQ(stack.Pop(), nullptr);
-    EXPECT_EQ(Counted::live, before);
-}
-
-TEST(StackTest, TopAndPeekDoNotChangeTheStack) {
-    Counted items[4] = {Counted(0), Counted(1), Counted(2), Counted(3)};
-    Stack<Counted> stack(0);
-    EXPECT_EQ(stack.Top(), nullptr);
-    EXPECT_EQ(stack.Peek(), nullptr);
-    for (Counted& item : items)
-        stack.Push(&item);
-    for (int round = 0; round < 2; round++) {
-        EXPECT_EQ(stack.Top(), &items[3]);
-        EXPECT_EQ(stack.Peek(), &items[2]);
-        EXPECT_EQ(stack.Peek(), &items[1]);
-        EXPECT_EQ(stack.Peek(), &items[0]);
-        EXPECT_EQ(stack.Peek(), nullptr);
-        EXPECT_EQ(stack.Entries(), 4);
-    }
-    // Push points the cursor at the new top again.
-    stack.Push(&items[0]);
-    EXPECT_EQ(stack.Pop(), &items[0]);
-    EXPECT_EQ(stack.Pop(), &items[3]);
-    EXPECT_EQ(stack.Entries(), 3);
-}
-
 TEST(StackTest, OwnerFlagDecidesDisposal) {
     int before = Counted::live;
     {

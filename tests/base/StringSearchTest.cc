@@ -27,18 +27,16 @@ struct Function {
     bool reverse;
 };
 
-const Function kFunctions[] = {
-    {"bf_search", bf_search, false, false},
-    {"bf_searchi", bf_searchi, true, false},
-    {"bf_search_reverse", bf_search_reverse, false, true},
-    {"bf_searchi_reverse", bf_searchi_reverse, true, true},
-    {"bm_search", bm_search, false, false},
-    {"bm_searchi", bm_searchi, true, false},
-    {"bm_search_reverse", bm_search_reverse, false, true},
-    {"bm_searchi_reverse", bm_searchi_reverse, true, true},
-    {"rk_search", rk_search, false, false},
-    {"rk_searchi", rk_searchi, true, false},
-};
+const Function kFunctions[] = {{"bf_search", bf_search, false, false},
+                               {"bf_searchi", bf_searchi, true, false},
+                               {"bf_search_reverse", bf_search_reverse, false, true},
+                               {"bf_searchi_reverse", bf_searchi_reverse, true, true},
+                               {"bm_search", bm_search, false, false},
+                               {"bm_searchi", bm_searchi, true, false},
+                               {"bm_search_reverse", bm_search_reverse, false, true},
+                               {"bm_searchi_reverse", bm_searchi_reverse, true, true},
+                               {"rk_search", rk_search, false, false},
+                               {"rk_searchi", rk_searchi, true, false}};
 
 std::string lowered(std::string text) {
     for (char& c : text)

@@ -129,30 +129,28 @@ TEST(StoiTest, AcceptedForms) {
     struct Case {
         const char* text;
         int value;
-    } cases[] = {
-        {"0", 0},
-        {"7", 7},
-        {"00012", 12},
-        {"123", 123},
-        {"-123", -123},
-        {"-0", 0},
-        {"-", 0},  // a lone minus is zero, without error
-        {"2147483647", INT_MAX},
-        {"-2147483648", INT_MIN},
-        {"2147483648", INT_MIN},  // 32-bit wrapping, no overflow test
-        {"4294967297", 1},
-        {"99999999999999999999", 1661992959},
-        {"12345678901234567890", -350287150},
-        {"0x1F", 31},
-        {"0x1f", 31},
-        {"0X1F", 31},
-        {"0Xabcdef", 11259375},
-        {"0xABCDEF", 11259375},
-        {"0x0", 0},
-        {"0x7fffffff", INT_MAX},
-        {"0xFFFFFFFF", -1},
-        {"0x100000001", 1},
-    };
+    } cases[] = {{"0", 0},
+                 {"7", 7},
+                 {"00012", 12},
+                 {"123", 123},
+                 {"-123", -123},
+                 {"-0", 0},
+                 {"-", 0},  // a lone minus is zero, without error
+                 {"2147483647", INT_MAX},
+                 {"-2147483648", INT_MIN},
+                 {"2147483648", INT_MIN},  // 32-bit wrapping, no overflow test
+                 {"4294967297", 1},
+                 {"99999999999999999999", 1661992959},
+                 {"12345678901234567890", -350287150},
+                 {"0x1F", 31},
+                 {"0x1f", 31},
+                 {"0X1F", 31},
+                 {"0Xabcdef", 11259375},
+                 {"0xABCDEF", 11259375},
+                 {"0x0", 0},
+                 {"0x7fffffff", INT_MAX},
+                 {"0xFFFFFFFF", -1},
+                 {"0x100000001", 1}};
     for (const Case& c : cases) {
         Parsed p = parse_int(c.text);
         EXPECT_EQ(p.value, c.value) << c.text;
@@ -222,24 +220,22 @@ TEST(StodTest, DecimalForms) {
     struct Case {
         const char* text;
         double value;
-    } cases[] = {
-        {"0", 0.0},
-        {"12", 12.0},
-        {"-1.5e3", -1500.0},
-        {"+5", 5.0},
-        {"1.5", 1.5},
-        {".5", 0.5},
-        {" 12", 12.0},
-        {"\t 12", 12.0},
-        {"0x1F", 31.0},
-        {"0x1f", 31.0},
-        {"0X1F", 31.0},
-        {"-0x1F", -31.0},
-        {"1e-999", 0.0},  // underflow: only an overflow sets the
-                          // flag
-        {"0.1", 0.1},
-        {"1E2", 100.0},
-    };
+    } cases[] = {{"0", 0.0},
+                 {"12", 12.0},
+                 {"-1.5e3", -1500.0},
+                 {"+5", 5.0},
+                 {"1.5", 1.5},
+                 {".5", 0.5},
+                 {" 12", 12.0},
+                 {"\t 12", 12.0},
+                 {"0x1F", 31.0},
+                 {"0x1f", 31.0},
+                 {"0X1F", 31.0},
+                 {"-0x1F", -31.0},
+                 {"1e-999", 0.0},  // underflow: only an overflow sets the
+                                   // flag
+                 {"0.1", 0.1},
+                 {"1E2", 100.0}};
     for (const Case& c : cases) {
         Number n = parse_double(c.text);
         EXPECT_EQ(n.value, c.value) << c.text;
@@ -271,11 +267,9 @@ TEST(StodTest, KeywordsAtTheirExactLength) {
     struct Case {
         const char* text;
         double value;
-    } cases[] = {
-        {"INF", HUGE_VAL},      {"inf", HUGE_VAL},        {"iNf", HUGE_VAL},
-        {"-INF", -HUGE_VAL},    {"-inf", -HUGE_VAL},      {"INFINITY", HUGE_VAL},
-        {"Infinity", HUGE_VAL}, {"-Infinity", -HUGE_VAL}, {"-INFINITY", -HUGE_VAL},
-    };
+    } cases[] = {{"INF", HUGE_VAL},      {"inf", HUGE_VAL},        {"iNf", HUGE_VAL},
+                 {"-INF", -HUGE_VAL},    {"-inf", -HUGE_VAL},      {"INFINITY", HUGE_VAL},
+                 {"Infinity", HUGE_VAL}, {"-Infinity", -HUGE_VAL}, {"-INFINITY", -HUGE_VAL}};
     for (const Case& c : cases) {
         Number n = parse_double(c.text);
         EXPECT_EQ(n.value, c.value) << c.text;
@@ -396,24 +390,22 @@ TEST(AttributeTest, MeasuresAndAllowsNullOutParameters) {
 TEST(AttributeTest, Decoding) {
     struct Case {
         std::string in, out;
-    } cases[] = {
-        {"a%41b", "aAb"},
-        {"%4a%4A", "JJ"},
-        {"a+b", "a b"},
-        {"%2B", "+"},
-        {"%", "%"},
-        {"ab%", "ab%"},
-        {"ab%4", "ab%4"},
-        {"%zz", "%zz"},
-        {"%4z", "%4z"},
-        {"%z4", "%z4"},
-        {"%%41", "%A"},
-        {"%41%", "A%"},
-        {"%00x", std::string("\0x", 2)},
-        {"%ff%FF", "\xff\xff"},
-        {"", ""},
-        {"100%", "100%"},
-    };
+    } cases[] = {{"a%41b", "aAb"},
+                 {"%4a%4A", "JJ"},
+                 {"a+b", "a b"},
+                 {"%2B", "+"},
+                 {"%", "%"},
+                 {"ab%", "ab%"},
+                 {"ab%4", "ab%4"},
+                 {"%zz", "%zz"},
+                 {"%4z", "%4z"},
+                 {"%z4", "%z4"},
+                 {"%%41", "%A"},
+                 {"%41%", "A%"},
+                 {"%00x", std::string("\0x", 2)},
+                 {"%ff%FF", "\xff\xff"},
+                 {"", ""},
+                 {"100%", "100%"}};
     for (const Case& c : cases) {
         Result r = run(TextConversion::DecodeAttribute, c.in);
         EXPECT_EQ(r.text, c.out) << c.in;
@@ -475,30 +467,28 @@ TEST(EntityTest, EveryByte) {
 TEST(EntityTest, Decoding) {
     struct Case {
         std::string in, out;
-    } cases[] = {
-        {"&", "&"},
-        {"a&", "a&"},
-        {"a & b", "a & b"},
-        {"&lt;&gt;", "<>"},
-        {"&LT;&Gt;&AMP;&QuOt;", "<>&\""},
-        {"&#40;x&#41;", "(x)"},
-        {"x &quot;y&quot;", "x \"y\""},
-        {"&amp;lt;", "&lt;"},  // decoded once only
-        {"&am p;", "&am p;"},  // whitespace inside the name: copied as it is
-        {"& lt;", "& lt;"},
-        {"&lt ;", "&lt ;"},
-        {"&l\tt;", "&l\tt;"},
-        {"&l\nt;x", "&l\nt;x"},
-        {"&nbsp;", "&nbsp;"},
-        {"&#42;", "&#42;"},
-        {"&#x28;", "&#x28;"},
-        {"&;", "&;"},
-        {"&ampx;", "&ampx;"},
-        {"a;b", "a;b"},
-        {"&lt", "<"},          // the name runs to the end of the text
-        {"&a&lt;", "&a&lt;"},  // the name "a&lt" is no entity: kept whole
-        {"", ""},
-    };
+    } cases[] = {{"&", "&"},
+                 {"a&", "a&"},
+                 {"a & b", "a & b"},
+                 {"&lt;&gt;", "<>"},
+                 {"&LT;&Gt;&AMP;&QuOt;", "<>&\""},
+                 {"&#40;x&#41;", "(x)"},
+                 {"x &quot;y&quot;", "x \"y\""},
+                 {"&amp;lt;", "&lt;"},  // decoded once only
+                 {"&am p;", "&am p;"},  // whitespace inside the name: copied as it is
+                 {"& lt;", "& lt;"},
+                 {"&lt ;", "&lt ;"},
+                 {"&l\tt;", "&l\tt;"},
+                 {"&l\nt;x", "&l\nt;x"},
+                 {"&nbsp;", "&nbsp;"},
+                 {"&#42;", "&#42;"},
+                 {"&#x28;", "&#x28;"},
+                 {"&;", "&;"},
+                 {"&ampx;", "&ampx;"},
+                 {"a;b", "a;b"},
+                 {"&lt", "<"},          // the name runs to the end of the text
+                 {"&a&lt;", "&a&lt;"},  // the name "a&lt" is no entity: kept whole
+                 {"", ""}};
     for (const Case& c : cases) {
         Result r = run(TextConversion::DecodeEntities, c.in);
         EXPECT_EQ(r.text, c.out) << c.in;
@@ -526,13 +516,11 @@ TEST(EntityTest, RandomRoundTrips) {
 TEST(StripNullsTest, RemovesEveryNul) {
     struct Case {
         std::string in, out;
-    } cases[] = {
-        {std::string("a\0b\0\0c", 6), "abc"},
-        {std::string("\0\0", 2), ""},
-        {"plain", "plain"},
-        {"", ""},
-        {std::string("\0x\0", 3), "x"},
-    };
+    } cases[] = {{std::string("a\0b\0\0c", 6), "abc"},
+                 {std::string("\0\0", 2), ""},
+                 {"plain", "plain"},
+                 {"", ""},
+                 {std::string("\0x\0", 3), "x"}};
     for (const Case& c : cases) {
         Result r = run(TextConversion::StripNULLs, c.in);
         EXPECT_EQ(r.text, c.out);

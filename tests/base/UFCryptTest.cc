@@ -78,35 +78,11 @@ TEST_F(UFCryptTest, KnownAnswers) {
     EXPECT_EQ(Hash("", ".."), "..X8NBuQ4l6uQ");
 }
 
-TEST_F(UFCryptTest, OnlyEightKeyBytesCount) {
-    for (int i = 0; i < 50; i++) {
-        std::string key = RandomKey(8);
-        key.resize(10, 'x');
-        key[8] = static_cast<char>(1 + random_() % 255);
-        key[9] = static_cast<char>(1 + random_() % 255);
-        std::string salt = {kAlphabet[random_() % 64], kAlphabet[random_() % 64]};
-        EXPECT_EQ(Hash(key, salt), Hash(key.substr(0, 8), salt));
-        EXPECT_EQ(Hash(key, salt), Reference(key.substr(0, 8), salt));
-    }
-}
-
 TEST_F(UFCryptTest, ShortKeyIsZeroFilledAndNulTerminatedKeyAccepted) {
     EXPECT_EQ(Hash(std::string("ab\0\0\0", 5), "xy"), Hash("ab", "xy"));
     char out[14];
     crypt_->crypt("password", -1, "Zq", out);
     EXPECT_EQ(std::string(out), Reference("password", "Zq"));
-}
-
-// The top bit of a key byte is dropped, as the key byte is shifted left.
-TEST_F(UFCryptTest, KeyByteTopBitIgnored) {
-    for (int i = 0; i < 50; i++) {
-        std::string key = RandomKey(8);
-        std::string flipped = key;
-        for (char& c : flipped) {
-            if ((c & 0x7f) != 0) c = static_cast<char>(c ^ 0x80);
-        }
-        EXPECT_EQ(Hash(key, "Ab"), Hash(flipped, "Ab"));
-    }
 }
 
 // A character outside the alphabet counts by its arithmetic lookup value

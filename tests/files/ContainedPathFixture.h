@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "files/UNIXFileManager.h"
+#include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
 
 // Security bits of flags_security, per class.
@@ -26,10 +27,17 @@ enum {
     kDataAbsolute = 0x10,
     kScriptAbsolute = 0x20,
     kTempSymlinks = 0x100,
-    kTempOtherOwner = 0x200,
+    kTempOtherOwner = 0x200
 };
 
 constexpr uid_t kNobody = 65534;
+
+// Expects the manager's operation to fail (false or null) with the text.
+#define EXPECT_REFUSED(operation, text)        \
+    do {                                       \
+        EXPECT_FALSE(operation) << #operation; \
+        EXPECT_EQ(Text(), text) << #operation; \
+    } while (0)
 
 // Giving a file to another owner takes root; elsewhere such tests are skipped.
 #define REQUIRE_ROOT() \
@@ -131,9 +139,6 @@ class ContainedPathFixture : public ::testing::Test {
   protected:
     void SetUp() override {
         old_umask_ = umask(022);
-        char pattern[] = "/tmp/oxin-paths-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        base_ = pattern;
         data_ = base_ + "/data";
         script_ = base_ + "/script";
         temp_ = base_ + "/temp";
@@ -149,10 +154,6 @@ class ContainedPathFixture : public ::testing::Test {
 
     void TearDown() override {
         chdir("/");
-        nftw(
-            base_.c_str(),
-            [](const char* path, const struct stat*, int, struct FTW*) { return remove(path); }, 16,
-            FTW_DEPTH | FTW_PHYS);
         umask(old_umask_);
     }
 
@@ -202,6 +203,7 @@ class ContainedPathFixture : public ::testing::Test {
     }
 
     TestApplication app_;
-    std::string base_, data_, script_, temp_, outside_;
+    TempDirectory directory_;
+    std::string base_ = directory_.path(), data_, script_, temp_, outside_;
     mode_t old_umask_ = 022;
 };

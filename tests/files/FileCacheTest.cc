@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "files/File.h"
+#include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
 
 namespace {
@@ -25,17 +26,9 @@ int open_descriptors() {
 
 class FileCacheTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/oxin-cache-XXXXXX";
-        directory_ = mkdtemp(pattern);
-    }
-    void TearDown() override {
-        std::string command = "rm -rf " + directory_;
-        ASSERT_EQ(system(command.c_str()), 0);
-    }
-    std::string path(int i) { return directory_ + "/file" + std::to_string(i); }
+    std::string path(int i) { return directory_.Path("file" + std::to_string(i)); }
 
-    std::string directory_;
+    TempDirectory directory_;
     TestApplication app_;
 };
 

@@ -7,6 +7,7 @@
 #include <utime.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -76,13 +77,12 @@ TEST_F(FileOperationsTest, OpenReadsAndWritesThroughTheFile) {
     EXPECT_EQ(files().active_count(), 0);
     delete unmanaged;
 
-    EXPECT_EQ(files().Open(OxinPathData, "missing", FileOpenRead), nullptr);
-    EXPECT_EQ(Text(), NoSuchFile());
-    EXPECT_EQ(files().Open(OxinPathData, "new", FileOpenWrite | FileOpenCreate | FileOpenExclusive),
-              nullptr);
-    EXPECT_EQ(Text(), strerror(EEXIST));
-    EXPECT_EQ(files().Open(OxinPathData, "nodir/x", FileOpenWrite | FileOpenCreate), nullptr);
-    EXPECT_EQ(Text(), kNoDirectory);
+    EXPECT_REFUSED(files().Open(OxinPathData, "missing", FileOpenRead), NoSuchFile());
+    EXPECT_REFUSED(
+        files().Open(OxinPathData, "new", FileOpenWrite | FileOpenCreate | FileOpenExclusive),
+        strerror(EEXIST));
+    EXPECT_REFUSED(files().Open(OxinPathData, "nodir/x", FileOpenWrite | FileOpenCreate),
+                   kNoDirectory);
 }
 
 TEST_F(FileOperationsTest, ExclusiveCreateSurvivesTheOwnerLook) {
@@ -92,9 +92,9 @@ TEST_F(FileOperationsTest, ExclusiveCreateSurvivesTheOwnerLook) {
     File* file = files().Open(OxinPathData, "x", FileOpenWrite | FileOpenCreate);
     ASSERT_NE(file, nullptr) << Text();
     delete file;
-    EXPECT_EQ(files().Open(OxinPathData, "x", FileOpenWrite | FileOpenCreate | FileOpenExclusive),
-              nullptr);
-    EXPECT_EQ(Text(), strerror(EEXIST));
+    EXPECT_REFUSED(
+        files().Open(OxinPathData, "x", FileOpenWrite | FileOpenCreate | FileOpenExclusive),
+        strerror(EEXIST));
     file = files().Open(OxinPathData, "x", FileOpenWrite | FileOpenCreate);
     ASSERT_NE(file, nullptr) << Text();
     delete file;
@@ -110,11 +110,10 @@ TEST_F(FileOperationsTest, DeleteCopyRename) {
     EXPECT_TRUE(files().Copy(OxinPathData, "a", OxinPathScript, "s")) << Text();
     EXPECT_EQ(Get(script_ + "/s"), "alpha");
     ASSERT_EQ(mkdir((data_ + "/d").c_str(), 0755), 0);
-    EXPECT_FALSE(files().Copy(OxinPathData, "d", OxinPathData, "c"));
-    EXPECT_EQ(Text(), "The source file is a directory");
+    EXPECT_REFUSED(files().Copy(OxinPathData, "d", OxinPathData, "c"),
+                   "The source file is a directory");
     EXPECT_FALSE(Present(data_ + "/c"));
-    EXPECT_FALSE(files().Copy(OxinPathData, "none", OxinPathData, "c"));
-    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_REFUSED(files().Copy(OxinPathData, "none", OxinPathData, "c"), NoSuchFile());
 
     // A large file goes over in blocks.
     std::string big;
@@ -138,17 +137,13 @@ TEST_F(FileOperationsTest, DeleteCopyRename) {
     EXPECT_TRUE(files().Rename(OxinPathData, "d/b3", OxinPathScript, "b4")) << Text();
     EXPECT_EQ(Get(script_ + "/b4"), "alpha");
     EXPECT_FALSE(Present(data_ + "/d/b3"));
-    EXPECT_FALSE(files().Rename(OxinPathData, "gone", OxinPathData, "gone2"));
-    EXPECT_EQ(Text(), NoSuchFile());
-    EXPECT_FALSE(files().Rename(OxinPathData, "gone", OxinPathScript, "gone2"));
-    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_REFUSED(files().Rename(OxinPathData, "gone", OxinPathData, "gone2"), NoSuchFile());
+    EXPECT_REFUSED(files().Rename(OxinPathData, "gone", OxinPathScript, "gone2"), NoSuchFile());
 
     EXPECT_TRUE(files().Delete(OxinPathData, "a")) << Text();
     EXPECT_FALSE(Present(data_ + "/a"));
-    EXPECT_FALSE(files().Delete(OxinPathData, "a"));
-    EXPECT_EQ(Text(), NoSuchFile());
-    EXPECT_FALSE(files().Delete(OxinPathData, "nodir/a"));
-    EXPECT_EQ(Text(), kNoDirectory);
+    EXPECT_REFUSED(files().Delete(OxinPathData, "a"), NoSuchFile());
+    EXPECT_REFUSED(files().Delete(OxinPathData, "nodir/a"), kNoDirectory);
 }
 
 TEST_F(FileOperationsTest, TouchLengthKindTimeMode) {
@@ -163,8 +158,7 @@ TEST_F(FileOperationsTest, TouchLengthKindTimeMode) {
     EXPECT_TRUE(files().TouchFile(OxinPathData, "t")) << Text();
     EXPECT_TRUE(files().ModifiedTime(OxinPathData, "t", &when));
     EXPECT_GE(when, now);
-    EXPECT_FALSE(files().TouchFile(OxinPathData, "nodir/t"));
-    EXPECT_EQ(Text(), kNoDirectory);
+    EXPECT_REFUSED(files().TouchFile(OxinPathData, "nodir/t"), kNoDirectory);
 
     Put(data_ + "/f", "12345");
     EXPECT_EQ(files().Length(OxinPathData, "f"), 5);
@@ -179,8 +173,7 @@ TEST_F(FileOperationsTest, TouchLengthKindTimeMode) {
     EXPECT_TRUE(files().IsDirectory(OxinPathData, ".", &directory));
     EXPECT_TRUE(directory);
     EXPECT_FALSE(files().IsDirectory(OxinPathData, "none", &directory));
-    EXPECT_FALSE(files().ModifiedTime(OxinPathData, "none", &when));
-    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_REFUSED(files().ModifiedTime(OxinPathData, "none", &when), NoSuchFile());
 
     int mode = 0;
     EXPECT_TRUE(files().ChangeMode(OxinPathData, "f", 0640)) << Text();
@@ -188,8 +181,7 @@ TEST_F(FileOperationsTest, TouchLengthKindTimeMode) {
     EXPECT_TRUE(files().Mode(OxinPathData, "f", &mode));
     EXPECT_EQ(mode, 0640);
     EXPECT_FALSE(files().Mode(OxinPathData, "none", &mode));
-    EXPECT_FALSE(files().ChangeMode(OxinPathData, "none", 0600));
-    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_REFUSED(files().ChangeMode(OxinPathData, "none", 0600), NoSuchFile());
 }
 
 TEST_F(FileOperationsTest, DirectoriesAndLinks) {
@@ -197,12 +189,9 @@ TEST_F(FileOperationsTest, DirectoriesAndLinks) {
     EXPECT_TRUE(files().MakeDirectory(OxinPathData, "d/e/")) << Text();
     EXPECT_TRUE(S_ISDIR(ModeOf(data_ + "/d/e")));
     EXPECT_EQ((ModeOf(data_ + "/d/e") & 0777), 0755u);
-    EXPECT_FALSE(files().MakeDirectory(OxinPathData, "d"));
-    EXPECT_EQ(Text(), strerror(EEXIST));
-    EXPECT_FALSE(files().MakeDirectory(OxinPathData, "x/y"));
-    EXPECT_EQ(Text(), kNoDirectory);
-    EXPECT_FALSE(files().RemoveDirectory(OxinPathData, "d"));
-    EXPECT_EQ(Text(), strerror(ENOTEMPTY));
+    EXPECT_REFUSED(files().MakeDirectory(OxinPathData, "d"), strerror(EEXIST));
+    EXPECT_REFUSED(files().MakeDirectory(OxinPathData, "x/y"), kNoDirectory);
+    EXPECT_REFUSED(files().RemoveDirectory(OxinPathData, "d"), strerror(ENOTEMPTY));
     EXPECT_TRUE(files().RemoveDirectory(OxinPathData, "d/e")) << Text();
     EXPECT_FALSE(Present(data_ + "/d/e"));
 
@@ -212,10 +201,10 @@ TEST_F(FileOperationsTest, DirectoriesAndLinks) {
     char text[4096] = {};
     ASSERT_GT(readlink((script_ + "/link").c_str(), text, sizeof(text) - 1), 0);
     EXPECT_EQ(std::string(text), data_ + "/d/target");  // the absolute, realized target
-    EXPECT_FALSE(files().MakeSymbolicLink(OxinPathData, "d/target", OxinPathScript, "link"));
-    EXPECT_EQ(Text(), strerror(EEXIST));
-    EXPECT_FALSE(files().MakeSymbolicLink(OxinPathData, "nodir/target", OxinPathScript, "l2"));
-    EXPECT_EQ(Text(), kNoDirectory);
+    EXPECT_REFUSED(files().MakeSymbolicLink(OxinPathData, "d/target", OxinPathScript, "link"),
+                   strerror(EEXIST));
+    EXPECT_REFUSED(files().MakeSymbolicLink(OxinPathData, "nodir/target", OxinPathScript, "l2"),
+                   kNoDirectory);
     // The link made is still a link to the class's rules.
     EXPECT_EQ(ReadContained(OxinPathScript, "link"), "<refused>");
     EXPECT_EQ(Text(), kSymlink);
@@ -274,10 +263,10 @@ TEST_F(FileOperationsTest, TemporaryNamesCountInHex) {
     delete[] name;
 
     name = nullptr;
-    EXPECT_EQ(files().MakeTemporary(OxinPathData, "", "a/b", &name, FileOpenWrite), nullptr);
-    EXPECT_EQ(Text(), "Invalid temporary filename prefix");
-    EXPECT_EQ(files().MakeTemporary(OxinPathData, "nodir", "x", &name, FileOpenWrite), nullptr);
-    EXPECT_EQ(Text(), kNoDirectory);
+    EXPECT_REFUSED(files().MakeTemporary(OxinPathData, "", "a/b", &name, FileOpenWrite),
+                   "Invalid temporary filename prefix");
+    EXPECT_REFUSED(files().MakeTemporary(OxinPathData, "nodir", "x", &name, FileOpenWrite),
+                   kNoDirectory);
     EXPECT_EQ(name, nullptr);
 }
 
@@ -309,8 +298,7 @@ TEST_F(FileOperationsTest, ContainedExists) {
     exists = true;
     EXPECT_TRUE(files().Exists(OxinPathData, "f/under-a-file", &exists)) << Text();
     EXPECT_FALSE(exists);
-    EXPECT_FALSE(files().Exists(OxinPathData, "../x", &exists));
-    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_REFUSED(files().Exists(OxinPathData, "../x", &exists), kOutsideData);
 }
 
 TEST_F(FileOperationsTest, ContainedOperationsAskForADescriptor) {
@@ -363,65 +351,45 @@ TEST_F(FileOperationsTest, NormalizedPathsAsTheScriptSeesThem) {
 TEST_F(FileOperationsTest, RootSetUpErrors) {
     REQUIRE_ROOT();
     UNIXFileManager& m = files();
-    EXPECT_FALSE(m.InitializeScriptDirectory("relative/dir", "bob"));
-    EXPECT_EQ(Text(), "The configured script directory for 'bob' is not an absolute path");
-    EXPECT_FALSE(m.InitializeScriptDirectory("relative/dir", nullptr));
-    EXPECT_EQ(Text(), "The configured script directory is not an absolute path");
-    EXPECT_FALSE(m.InitializeDataDirectory(""));
-    EXPECT_EQ(Text(), "The configured data directory is not an absolute path");
-    EXPECT_FALSE(m.InitializeTempDirectory("tmp"));
-    EXPECT_EQ(Text(), "The configured temporary directory is not an absolute path");
-
-    std::string missing = base_ + "/missing";
-    EXPECT_FALSE(m.InitializeScriptDirectory(missing.c_str(), "bob"));
-    EXPECT_EQ(Text(), "The configured script directory for 'bob' does not exist");
-    EXPECT_FALSE(m.InitializeScriptDirectory(missing.c_str(), nullptr));
-    EXPECT_EQ(Text(), "The configured script directory does not exist");
-    EXPECT_FALSE(m.InitializeDataDirectory(missing.c_str()));
-    EXPECT_EQ(Text(), "The configured data directory does not exist");
-    EXPECT_FALSE(m.InitializeTempDirectory(missing.c_str()));
-    EXPECT_EQ(Text(), "The configured temporary directory does not exist");
-    Put(base_ + "/plain", "");
-    EXPECT_FALSE(m.InitializeDataDirectory((base_ + "/plain").c_str()));
-    EXPECT_EQ(Text(), "The configured data directory does not exist");
-
+    // Each root's set-up, and the name its texts give it.
+    using SetUp = std::function<bool(const char*)>;
+    const std::pair<SetUp, std::string> roots[] = {
+        {[&m](const char* path) { return m.InitializeScriptDirectory(path, "bob"); },
+         "script directory for 'bob'"},
+        {[&m](const char* path) { return m.InitializeScriptDirectory(path, nullptr); },
+         "script directory"},
+        {[&m](const char* path) { return m.InitializeDataDirectory(path); }, "data directory"},
+        {[&m](const char* path) { return m.InitializeTempDirectory(path); },
+         "temporary directory"}};
     std::string link = base_ + "/root-link";
     Link(outside_, link);
-    EXPECT_FALSE(m.InitializeScriptDirectory(link.c_str(), "bob"));
-    EXPECT_EQ(Text(), "The configured script directory for 'bob' references a symbolic link");
-    EXPECT_FALSE(m.InitializeScriptDirectory(link.c_str(), nullptr));
-    EXPECT_EQ(Text(), "The configured script directory references a symbolic link");
-    EXPECT_FALSE(m.InitializeDataDirectory(link.c_str()));
-    EXPECT_EQ(Text(), "The configured data directory references a symbolic link");
-    EXPECT_FALSE(m.InitializeTempDirectory(link.c_str()));
-    EXPECT_EQ(Text(), "The configured temporary directory references a symbolic link");
-
+    Put(base_ + "/plain", "");
+    const std::pair<std::string, std::string> failures[] = {
+        {"relative/dir", " is not an absolute path"},
+        {base_ + "/missing", " does not exist"},
+        {base_ + "/plain", " does not exist"},
+        {link, " references a symbolic link"}};
+    for (const auto& [set_up, name] : roots) {
+        for (const auto& [path, text] : failures)
+            EXPECT_REFUSED(set_up(path.c_str()), "The configured " + name + text);
+    }
+    EXPECT_REFUSED(m.InitializeDataDirectory(""),
+                   "The configured data directory is not an absolute path");
     GiveToNobody(outside_);
     m.SecurityOptions(kScriptSymlinks | kDataSymlinks | kTempSymlinks);
-    EXPECT_FALSE(m.InitializeScriptDirectory(link.c_str(), "bob"));
-    EXPECT_EQ(Text(),
-              "The configured script directory for 'bob' references a symbolic link to a "
-              "directory owned by a different user");
-    EXPECT_FALSE(m.InitializeScriptDirectory(link.c_str(), nullptr));
-    EXPECT_EQ(Text(),
-              "The configured script directory references a symbolic link to a directory owned "
-              "by a different user");
-    EXPECT_FALSE(m.InitializeDataDirectory(link.c_str()));
-    EXPECT_EQ(Text(),
-              "The configured data directory references a symbolic link to a directory owned by "
-              "a different user");
-    EXPECT_FALSE(m.InitializeTempDirectory(link.c_str()));
-    EXPECT_EQ(Text(),
-              "The configured temporary directory references a symbolic link to a directory "
-              "owned by a different user");
+    for (const auto& [set_up, name] : roots) {
+        EXPECT_REFUSED(set_up(link.c_str()), "The configured " + name +
+                                                 " references a symbolic link to a directory "
+                                                 "owned by a different user");
+    }
 
     // A failed set-up leaves the class without a root.
-    EXPECT_EQ(m.Open(OxinPathScript, "x", FileOpenRead), nullptr);
-    EXPECT_EQ(Text(), "There is no configured script directory");
-    EXPECT_EQ(m.Open(OxinPathData, "x", FileOpenRead), nullptr);
-    EXPECT_EQ(Text(), "There is no configured data directory");
-    EXPECT_EQ(m.Open(OxinPathTemporary, "x", FileOpenRead), nullptr);
-    EXPECT_EQ(Text(), "There is no configured data directory");
+    EXPECT_REFUSED(m.Open(OxinPathScript, "x", FileOpenRead),
+                   "There is no configured script directory");
+    EXPECT_REFUSED(m.Open(OxinPathData, "x", FileOpenRead),
+                   "There is no configured data directory");
+    EXPECT_REFUSED(m.Open(OxinPathTemporary, "x", FileOpenRead),
+                   "There is no configured data directory");
 
     // With the other-owner bit, the real directory behind the link is the root.
     m.SecurityOptions(kDataSymlinks | kDataOtherOwner);
@@ -539,13 +507,11 @@ TEST_F(FileOperationsTest, PlainOperations) {
     EXPECT_EQ(file->contained(), 0);
     EXPECT_EQ(file->Write(String("plain")), 5);
     delete file;
-    EXPECT_EQ(m.Open((base_ + "/none").c_str(), FileOpenRead), nullptr);
-    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_REFUSED(m.Open((base_ + "/none").c_str(), FileOpenRead), NoSuchFile());
 
     EXPECT_TRUE(m.Copy(a.c_str(), b.c_str())) << Text();
     EXPECT_EQ(Get(b), "plain");
-    EXPECT_FALSE(m.Copy((base_ + "/none").c_str(), b.c_str()));
-    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_REFUSED(m.Copy((base_ + "/none").c_str(), b.c_str()), NoSuchFile());
     m.MaxFiles(1);
     EXPECT_FALSE(m.Copy(a.c_str(), b.c_str()));
     EXPECT_EQ(Text(),
@@ -555,8 +521,7 @@ TEST_F(FileOperationsTest, PlainOperations) {
 
     EXPECT_TRUE(m.Rename(b.c_str(), (base_ + "/c").c_str())) << Text();
     EXPECT_FALSE(Present(b));
-    EXPECT_FALSE(m.Rename(b.c_str(), a.c_str()));
-    EXPECT_EQ(Text(), NoSuchFile());
+    EXPECT_REFUSED(m.Rename(b.c_str(), a.c_str()), NoSuchFile());
     EXPECT_TRUE(m.Delete((base_ + "/c").c_str()));
     EXPECT_FALSE(m.Delete((base_ + "/c").c_str()));
 
@@ -615,8 +580,8 @@ TEST_F(FileOperationsTest, PlainOperations) {
     EXPECT_EQ(std::string(name), base_ + "/up.1");
     delete file;
     delete[] name;
-    EXPECT_EQ(m.MakeTemporary(base_.c_str(), "../up", &name, FileOpenWrite), nullptr);
-    EXPECT_EQ(Text(), "Invalid temporary filename prefix");
+    EXPECT_REFUSED(m.MakeTemporary(base_.c_str(), "../up", &name, FileOpenWrite),
+                   "Invalid temporary filename prefix");
 }
 
 }  // namespace

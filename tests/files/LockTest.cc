@@ -13,22 +13,14 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
 
 namespace {
 
 class LockTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/oxin-lock-XXXXXX";
-        directory_ = mkdtemp(pattern);
-        lock_ = directory_ + "/shared.lck";
-        app_.config()->SetValue_Integer(kConfigDelayFile, 5);
-    }
-    void TearDown() override {
-        std::string command = "rm -rf " + directory_;
-        ASSERT_EQ(system(command.c_str()), 0);
-    }
+    void SetUp() override { app_.config()->SetValue_Integer(kConfigDelayFile, 5); }
     // Names in the directory other than the lock itself: private files that
     // a taker failed to remove.
     int leftovers() {
@@ -52,8 +44,9 @@ class LockTest : public ::testing::Test {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     }
 
-    std::string directory_;
-    std::string lock_;
+    TempDirectory temp_;
+    const std::string directory_ = temp_.path();
+    const std::string lock_ = directory_ + "/shared.lck";
     TestApplication app_;
 };
 

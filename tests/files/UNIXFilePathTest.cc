@@ -34,18 +34,16 @@ TEST(UNIXFilePathTest, CollapseRemovesDotsAndClimbs) {
         const char* collapsed;
         const char* directory;
         const char* filename;
-    } cases[] = {
-        {"/a/./b/../c", "/a/c", "/a", "c"},
-        {"/../../x", "/x", "/", "x"},
-        {"/..", "/", "/", "."},
-        {"a/../../x", "../x", "..", "x"},
-        {"../x", "../x", "..", "x"},
-        {"../..", "../..", "../..", "."},
-        {"a/..", ".", ".", "."},
-        {"./a/", "a", ".", "a"},
-        {"a/b/c", "a/b/c", "a/b", "c"},
-        {"/", "/", "/", "."},
-    };
+    } cases[] = {{"/a/./b/../c", "/a/c", "/a", "c"},
+                 {"/../../x", "/x", "/", "x"},
+                 {"/..", "/", "/", "."},
+                 {"a/../../x", "../x", "..", "x"},
+                 {"../x", "../x", "..", "x"},
+                 {"../..", "../..", "../..", "."},
+                 {"a/..", ".", ".", "."},
+                 {"./a/", "a", ".", "a"},
+                 {"a/b/c", "a/b/c", "a/b", "c"},
+                 {"/", "/", "/", "."}};
     for (const Case& c : cases) {
         UNIXFilePath path(c.path);
         EXPECT_EQ(str(path.Collapsed_Path()), c.collapsed) << c.path;

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
 #include "tools/Assembler.h"
 #include "tools/Disassembler.h"
@@ -14,14 +15,6 @@ namespace {
 
 class AssemblerTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/oxin-asm-XXXXXX";
-        directory_ = mkdtemp(pattern);
-    }
-    void TearDown() override {
-        std::string command = "rm -rf " + directory_;
-        ASSERT_EQ(system(command.c_str()), 0);
-    }
     // Assembles text into the file name; "" or the error.
     std::string assemble(const std::string& text, const std::string& name) {
         Assembler assembler;
@@ -42,9 +35,9 @@ class AssemblerTest : public ::testing::Test {
         content << in.rdbuf();
         return content.str();
     }
-    std::string path(const std::string& name) { return directory_ + "/" + name; }
+    std::string path(const std::string& name) { return directory_.Path(name); }
 
-    std::string directory_;
+    TempDirectory directory_;
     TestApplication app_;
 };
 
@@ -179,26 +172,15 @@ TEST_F(AssemblerTest, FunctionsTextsAndNamesRoundTrip) {
     ASSERT_EQ(assemble(listing, "second.oxc"), "") << listing;
     EXPECT_EQ(bytes("second.oxc"), bytes("first.oxc"));
     EXPECT_EQ(list("second.oxc"), listing);
-    for (const char* line : {
-             ".functions bits 2\n",
-             "    param 2  ; \"a\"\n",
-             "    param &3  ; \"b\"\n",
-             "    local 4  ; \"sum\"\n",
-             ".function 2 7 segment -1 offset -1 flags 1 bits 8  ; \"mail\"\n",
-             ".languages bits 2\n",
-             "    0 text 10 next 1  ; \"Hello, \"\n",
-             "    1 var 11 next 2  ; \"name\"\n",
-             "    5 kind 7 19 next 0  ; \"odd\"\n",
-             ".language 0 8 bits 3  ; \"en\"\n",
-             "    13 -1  ; \"empty\"\n",
-             "    pushg 0  ; \"total\"\n",
-             "    call 0  ; \"add\"\n",
-             "    popg 1  ; \"count\"\n",
-             "    pushs 0  ; \"script_name\"\n",
-             "    pushl 1  ; \"b\"\n",
-             "    popl 2  ; \"sum\"\n",
-             "    pushl 0  ; \"x\"\n",
-         })
+    for (const char* line :
+         {".functions bits 2\n", "    param 2  ; \"a\"\n", "    param &3  ; \"b\"\n",
+          "    local 4  ; \"sum\"\n",
+          ".function 2 7 segment -1 offset -1 flags 1 bits 8  ; \"mail\"\n", ".languages bits 2\n",
+          "    0 text 10 next 1  ; \"Hello, \"\n", "    1 var 11 next 2  ; \"name\"\n",
+          "    5 kind 7 19 next 0  ; \"odd\"\n", ".language 0 8 bits 3  ; \"en\"\n",
+          "    13 -1  ; \"empty\"\n", "    pushg 0  ; \"total\"\n", "    call 0  ; \"add\"\n",
+          "    popg 1  ; \"count\"\n", "    pushs 0  ; \"script_name\"\n", "    pushl 1  ; \"b\"\n",
+          "    popl 2  ; \"sum\"\n", "    pushl 0  ; \"x\"\n"})
         EXPECT_NE(listing.find(line), std::string::npos) << line << listing;
 }
 
@@ -241,8 +223,7 @@ TEST_F(AssemblerTest, MistakesNameTheirLine) {
          "line 3, column 13: language named twice"},
         {".pieces\n  1 text \"x\"\n.end\n", "line 2, column 3: expected piece 0"},
         {".global\n 0 \"a\"\n.end\n.global\n.end\n",
-         "line 4, column 1: .global must come once, before its variables are named"},
-    };
+         "line 4, column 1: .global must come once, before its variables are named"}};
     for (const Case& c : cases)
         EXPECT_EQ(assemble(c.text, "bad.oxc"), c.error) << c.text;
 }

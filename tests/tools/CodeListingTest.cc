@@ -103,20 +103,18 @@ TEST(CodeListingTest, ErrorsNameLineAndColumn) {
     struct Case {
         const char* text;
         const char* error;
-    } cases[] = {
-        {"    frob 1\n", "line 1, column 5: unknown instruction frob"},
-        {"\n  pushi\n", "line 2, column 3: pushi takes 1 operand"},
-        {"  pushi 1 2\n", "line 1, column 11: expected a comma"},
-        {"  cmpgg 1,\n", "line 1, column 10: expected an operand after the comma"},
-        {"  jmp nowhere\n", "line 1, column 7: undefined label nowhere"},
-        {"x:\nx:\n", "line 2, column 1: label x defined twice"},
-        {"  pushc \"open\n", "line 1, column 9: string not closed on its line"},
-        {"  pushi 99999999999\n", "line 1, column 9: number does not fit in 32 bits"},
-        {"  pushi \"text\"\n", "line 1, column 9: expected a number"},
-        {"  pushc 12x\n", "line 1, column 9: malformed number"},
-        {"  .byte 300\n", "line 1, column 9: .byte takes numbers from 0 to 255"},
-        {"  pushi 1 @\n", "line 1, column 11: unexpected character"},
-    };
+    } cases[] = {{"    frob 1\n", "line 1, column 5: unknown instruction frob"},
+                 {"\n  pushi\n", "line 2, column 3: pushi takes 1 operand"},
+                 {"  pushi 1 2\n", "line 1, column 11: expected a comma"},
+                 {"  cmpgg 1,\n", "line 1, column 10: expected an operand after the comma"},
+                 {"  jmp nowhere\n", "line 1, column 7: undefined label nowhere"},
+                 {"x:\nx:\n", "line 2, column 1: label x defined twice"},
+                 {"  pushc \"open\n", "line 1, column 9: string not closed on its line"},
+                 {"  pushi 99999999999\n", "line 1, column 9: number does not fit in 32 bits"},
+                 {"  pushi \"text\"\n", "line 1, column 9: expected a number"},
+                 {"  pushc 12x\n", "line 1, column 9: malformed number"},
+                 {"  .byte 300\n", "line 1, column 9: .byte takes numbers from 0 to 255"},
+                 {"  pushi 1 @\n", "line 1, column 11: unexpected character"}};
     for (const Case& c : cases) {
         Segment segment(0);
         EXPECT_EQ(assemble(c.text, &segment, &dictionary), c.error) << c.text;

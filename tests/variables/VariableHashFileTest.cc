@@ -1,3 +1,6 @@
+// Variable hashes in a compiled file: the stored bytes against a model of
+// the record, tables read back, failures, and a file's own table of globals.
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,9 +10,8 @@
 
 #include "base/Hash.h"
 #include "base/MemCmpI.h"
-#include "runtime/Dictionary.h"
-#include "runtime/TaggedFile.h"
-#include "tests/runtime/CompiledFileFixture.h"
+#include "tests/support/CompiledFileFixture.h"
+#include "tests/support/TestText.h"
 #include "tests/variables/VariableTestSupport.h"
 #include "variables/ReferenceVariableHash.h"
 #include "variables/VariableHash.h"
@@ -19,49 +21,24 @@ namespace {
 class VariableHashFile : public CompiledFileFixture {
   protected:
     // Writes each hash as its section into one new file.
-    void WriteFile(const std::string& name,
-                   const std::vector<std::pair<uint32_t, VariableHash*>>& sections) {
-        TaggedFile writer(manager());
-        ASSERT_TRUE(writer.Create(Path(name).c_str())) << Text(writer);
-        for (auto& [id, hash] : sections)
-            ASSERT_TRUE(hash->Write(&writer, id)) << hash->error().c_str();
-        ASSERT_TRUE(writer.Section_Flush()) << Text(writer);
-        writer.Close();
-    }
-
-    Bytes SectionBytes(const std::string& name, uint32_t id) {
-        TaggedFile reader(manager());
-        EXPECT_TRUE(OpenFile(reader, name)) << Text(reader);
-        int size = 0;
-        EXPECT_TRUE(reader.Section_Read_Start(id, &size));
-        Bytes bytes(size);
-        EXPECT_EQ(reader.Section_Read(bytes.data(), size), size);
-        return bytes;
+    void Write(const std::string& name,
+               const std::vector<std::pair<uint32_t, VariableHash*>>& sections) {
+        WriteFile(name, 0x1000B, [&sections](TaggedFile* file) {
+            for (auto& [id, hash] : sections) {
+                if (!hash->Write(file, id)) return false;
+            }
+            return true;
+        });
     }
 };
 
-void ExpectSameTables(VariableHash& a, VariableHash& b) {
-    ASSERT_EQ(a.bits(), b.bits());
-    ASSERT_EQ(a.buckets(), b.buckets());
-    ASSERT_EQ(a.used_buckets(), b.used_buckets());
-    ASSERT_EQ(a.Entries(), b.Entries());
-    for (int i = 0; i < a.buckets(); i++)
-        ASSERT_EQ(a.bucket_head(i), b.bucket_head(i)) << "bucket " << i;
-    for (int n = 0; n < a.Entries(); n++) {
-        ASSERT_EQ(a.entry(n)->id, b.entry(n)->id) << "entry " << n;
-        ASSERT_EQ(a.next_link(n), b.next_link(n)) << "entry " << n;
-    }
-}
-
-std::string RandomName(std::mt19937& random) {
-    std::string name(1 + random() % 6, 'a');
-    for (char& c : name)
-        c = static_cast<char>((random() % 2 ? 'a' : 'A') + random() % 5);
-    return name;
+int VariableId(VariableHash& hash, int n) {
+    return hash.entry(n)->id;
 }
 
 // The section bytes of a table built without VariableHash: buckets by hashi,
-// chains sorted by length, then case-insensitive bytes, then entry number.
+// chains sorted by length, then case-insensitive bytes, then entry number;
+// the bucket records in ascending order.
 Bytes ExpectedSection(const std::vector<std::string>& names, const std::vector<int>& ids,
                       int bits) {
     int buckets = 1 << bits;
@@ -97,6 +74,10 @@ Bytes ExpectedSection(const std::vector<std::string>& names, const std::vector<i
     return out;
 }
 
+std::string SomeName(std::mt19937& random) {
+    return RandomName(random, "abcdeABCDE", 6);
+}
+
 TEST_F(VariableHashFile, StoredBytesFollowTheHashAndTheChainOrder) {
     std::mt19937 random(11);
     Dictionary dictionary;
@@ -104,12 +85,13 @@ TEST_F(VariableHashFile, StoredBytesFollowTheHashAndTheChainOrder) {
     std::vector<std::string> names;
     std::vector<int> ids;
     for (int i = 0; i < 60; i++) {
-        names.push_back(RandomName(random));
-        int n = hash.Insert(names.back().c_str(), -1);
-        ids.push_back(hash.entry(n)->id);
+        names.push_back(SomeName(random));
+        ids.push_back(hash.entry(hash.Insert(names.back().c_str(), -1))->id);
     }
-    WriteFile("bytes.oxc", {{kSectionGlbl, &hash}});
+    VariableHash empty(&dictionary, 5, 4);
+    Write("bytes.oxc", {{kSectionGlbl, &hash}, {kSectionSyst, &empty}});
     EXPECT_EQ(SectionBytes("bytes.oxc", kSectionGlbl), ExpectedSection(names, ids, 3));
+    EXPECT_EQ(SectionBytes("bytes.oxc", kSectionSyst), (Bytes{0, 0, 5, 0, 0, 0, 0}));
 }
 
 TEST_F(VariableHashFile, TablesReadBackEqual) {
@@ -119,39 +101,33 @@ TEST_F(VariableHashFile, TablesReadBackEqual) {
     VariableHash globals(&dictionary, 0, 8);  // one bucket: a single chain
     VariableHash empty(&dictionary, 5, 4);
     VariableHash grown(&dictionary, 6, 4);
-    for (int i = 0; i < 300; i++)
-        system.Insert(RandomName(random).c_str(), -1);
-    for (int i = 0; i < 40; i++)
-        globals.Insert(RandomName(random).c_str(), -1);
-    for (int i = 0; i < 600; i++)
-        grown.Insert(RandomName(random).c_str(), -1);
+    for (auto [hash, count] : {std::pair{&system, 300}, {&globals, 40}, {&grown, 600}}) {
+        for (int i = 0; i < count; i++)
+            hash->Insert(SomeName(random).c_str(), -1);
+    }
     system.SetVariable("allocated", -1, "not stored", -1);
-    const uint32_t kGrown = 0x12345678;
-    const uint32_t kEmpty = 0x0000FFFF;
-    WriteFile(
-        "tables.oxc",
-        {{kSectionSyst, &system}, {kSectionGlbl, &globals}, {kEmpty, &empty}, {kGrown, &grown}});
+    std::vector<std::pair<uint32_t, VariableHash*>> sections = {
+        {kSectionSyst, &system}, {kSectionGlbl, &globals}, {0xFFFF, &empty}, {0x12345678, &grown}};
+    Write("tables.oxc", sections);
 
     TaggedFile reader(manager());
     ASSERT_TRUE(OpenFile(reader, "tables.oxc")) << Text(reader);
-    std::vector<std::pair<uint32_t, VariableHash*>> sections = {
-        {kSectionSyst, &system}, {kSectionGlbl, &globals}, {kEmpty, &empty}, {kGrown, &grown}};
     for (auto& [id, original] : sections) {
         VariableHash copy(&dictionary, 1, 1);
         copy.Insert("replaced", -1);
         ASSERT_TRUE(copy.Read(&reader, id)) << copy.error().c_str();
-        ExpectSameTables(*original, copy);
+        EXPECT_EQ(copy.bits(), original->bits());
+        ExpectSameChains(*original, copy, VariableId);
         EXPECT_EQ(copy.capacity(), original->Entries());
         for (int n = 0; n < copy.Entries(); n++) {
-            int length;
-            const char* name = dictionary.Entry(copy.entry(n)->id, &length);
-            ASSERT_EQ(copy.Seek(-1, name, length), original->Seek(-1, name, length));
+            std::string name = DictionaryText(dictionary, copy.entry(n)->id);
+            ASSERT_EQ(copy.Seek(-1, name.data(), static_cast<int>(name.size())),
+                      original->Seek(-1, name.data(), static_cast<int>(name.size())));
             ASSERT_EQ(copy.Index(n, 0), nullptr);
         }
         copy.Insert("after", -1);  // a read table still grows
         EXPECT_EQ(copy.Seek(-1, "AFTER", -1), original->Entries());
     }
-    EXPECT_EQ(SectionBytes("tables.oxc", kEmpty), (Bytes{0, 0, 5, 0, 0, 0, 0}));
 }
 
 TEST_F(VariableHashFile, MissingAndShortSectionsFail) {
@@ -159,11 +135,10 @@ TEST_F(VariableHashFile, MissingAndShortSectionsFail) {
     VariableHash hash(&dictionary, 2, 8);
     for (const char* name : {"a", "b", "c", "d"})
         hash.Insert(name, -1);
-    WriteFile("whole.oxc", {{kSectionGlbl, &hash}});
+    Write("whole.oxc", {{kSectionGlbl, &hash}});
     Bytes body = SectionBytes("whole.oxc", kSectionGlbl);
     body.resize(body.size() - 3);  // the last entry record cut short
     Put("short.oxc", build_tagged_file({{kSectionGlbl, body}}));
-
     TaggedFile reader(manager());
     ASSERT_TRUE(OpenFile(reader, "short.oxc")) << Text(reader);
     VariableHash copy(&dictionary, 2, 8);
@@ -171,9 +146,8 @@ TEST_F(VariableHashFile, MissingAndShortSectionsFail) {
     EXPECT_FALSE(copy.Read(&reader, kSectionGlbl));
     EXPECT_GT(copy.error().length(), 0);
     EXPECT_EQ(copy.Entries(), 0);  // the old tables are gone
-    VariableHash other(&dictionary);
-    EXPECT_FALSE(other.Read(&reader, kSectionSyst));
-    EXPECT_GT(other.error().length(), 0);
+    EXPECT_FALSE(copy.Read(&reader, kSectionSyst));
+    EXPECT_GT(copy.error().length(), 0);
 }
 
 // A file's table of globals: its numbers are its own, resolved by name in
@@ -181,12 +155,11 @@ TEST_F(VariableHashFile, MissingAndShortSectionsFail) {
 TEST_F(VariableHashFile, FileTablesReachTheGlobalsByTheirOwnNumbers) {
     Dictionary file_names;
     VariableHash written_one(&file_names, 4, 8);
-    written_one.Insert("fresh", -1);
-    written_one.Insert("Shared", -1);
-    written_one.Insert("byref", -1);
+    for (const char* name : {"fresh", "Shared", "byref"})
+        written_one.Insert(name, -1);
     VariableHash written_two(&file_names, 4, 8);
     written_two.Insert("SHARED", -1);
-    WriteFile("file.oxc", {{kSectionGlbl, &written_one}, {kSectionSyst, &written_two}});
+    Write("file.oxc", {{kSectionGlbl, &written_one}, {kSectionSyst, &written_two}});
 
     Dictionary request;
     VariableHash globals(&request);

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "base/Hash.h"
-#include "base/MemCmpI.h"
 #include "runtime/Dictionary.h"
+#include "tests/support/CompiledFileFixture.h"
+#include "tests/support/TestText.h"
 #include "tests/variables/VariableTestSupport.h"
 #include "variables/ClonedVariableHash.h"
 #include "variables/ReferenceVariable.h"
@@ -22,41 +22,7 @@
 namespace {
 
 std::string NameOf(VariableHash& hash, int n) {
-    int length = 0;
-    const char* text = hash.dictionary()->Entry(hash.entry(n)->id, &length);
-    return std::string(text, length);
-}
-
-// Every entry sits in the chain of its name's bucket, and chains run by
-// length, then case-insensitively by bytes.
-void ExpectChainsOrdered(VariableHash& hash) {
-    int seen = 0;
-    for (int bucket = 0; bucket < hash.buckets(); bucket++) {
-        std::string previous;
-        bool first = true;
-        for (int n = hash.bucket_head(bucket); n != -1; n = hash.next_link(n)) {
-            std::string name = NameOf(hash, n);
-            unsigned mask = (1u << hash.bits()) - 1;
-            ASSERT_EQ(static_cast<int>(hashi(name.data(), name.size(), 0) & mask), bucket);
-            if (!first) {
-                bool ordered =
-                    previous.size() < name.size() ||
-                    (previous.size() == name.size() &&
-                     memcmpi(previous.data(), name.data(), static_cast<int>(name.size())) <= 0);
-                ASSERT_TRUE(ordered) << previous << " before " << name;
-            }
-            previous = name;
-            first = false;
-            seen++;
-        }
-    }
-    EXPECT_EQ(seen, hash.Entries());
-}
-
-std::string Lower(std::string text) {
-    for (char& c : text)
-        c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-    return text;
+    return DictionaryText(*hash.dictionary(), hash.entry(n)->id);
 }
 
 TEST(VariableHashEntries, NumberedInOrderFoundWithoutCase) {
@@ -100,19 +66,14 @@ TEST(VariableHashEntries, RandomNamesAgainstMap) {
     std::map<std::string, int> first;  // lower-case name => first entry
     std::vector<std::string> names;
     for (int i = 0; i < 700; i++) {
-        std::string name(1 + random() % 4, 'a');
-        for (char& c : name)
-            c = static_cast<char>((random() % 2 ? 'a' : 'A') + random() % 6);
-        int n = hash.Insert(name.c_str(), static_cast<int>(name.size()));
-        ASSERT_EQ(n, i);
-        first.emplace(Lower(name), n);
-        names.push_back(name);
+        names.push_back(RandomName(random, "abcdefABCDEF", 4));
+        ASSERT_EQ(hash.Insert(names.back().c_str(), static_cast<int>(names.back().size())), i);
+        first.emplace(Lower(names.back()), i);
     }
-    EXPECT_EQ(hash.Entries(), 700);
     EXPECT_EQ(hash.capacity(), 64 + 2 * 512);
-    ExpectChainsOrdered(hash);
-    for (size_t i = 0; i < names.size(); i++)
-        ASSERT_EQ(hash.Seek(-1, names[i].c_str(), -1), first[Lower(names[i])]) << names[i];
+    ExpectChainsOrdered(hash, 4, [&hash](int n) { return NameOf(hash, n); });
+    for (const std::string& name : names)
+        ASSERT_EQ(hash.Seek(-1, name.c_str(), -1), first[Lower(name)]) << name;
     int used = 0;
     for (int bucket = 0; bucket < hash.buckets(); bucket++)
         used += hash.bucket_head(bucket) != -1;
@@ -226,26 +187,24 @@ struct ScopeCase {
 };
 
 TEST(VariableHashNames, ScopePrefixes) {
-    const ScopeCase cases[] = {
-        {"l.x", ScopeLocal, "x", nullptr},
-        {"LOCAL.x", ScopeLocal, "x", nullptr},
-        {"g.x", ScopeGlobal, "x", nullptr},
-        {"Global.x", ScopeGlobal, "x", nullptr},
-        {"s.x", ScopeSystem, "x", nullptr},
-        {"system.x", ScopeSystem, "x", nullptr},
-        {"d.x", ScopeDatabase, "x", ""},
-        {"database.x", ScopeDatabase, "x", ""},
-        {"db.d.x", ScopeDatabase, "x", "db"},
-        {"db.DATABASE.x", ScopeDatabase, "x", "db"},
-        {"x.d.y", ScopeDatabase, "y", "x"},
-        {"x.database.y", ScopeDatabase, "y", "x"},
-        {"x.y", ScopeNone, "x.y", nullptr},
-        {"q.x", ScopeNone, "q.x", nullptr},
-        {"x", ScopeNone, "x", nullptr},
-        {"a[1]:b", ScopeNone, "a[1]:b", nullptr},
-        {"local.d.x", ScopeLocal, "d.x", nullptr},
-        {"g.d.x", ScopeDatabase, "x", "g"},
-    };
+    const ScopeCase cases[] = {{"l.x", ScopeLocal, "x", nullptr},
+                               {"LOCAL.x", ScopeLocal, "x", nullptr},
+                               {"g.x", ScopeGlobal, "x", nullptr},
+                               {"Global.x", ScopeGlobal, "x", nullptr},
+                               {"s.x", ScopeSystem, "x", nullptr},
+                               {"system.x", ScopeSystem, "x", nullptr},
+                               {"d.x", ScopeDatabase, "x", ""},
+                               {"database.x", ScopeDatabase, "x", ""},
+                               {"db.d.x", ScopeDatabase, "x", "db"},
+                               {"db.DATABASE.x", ScopeDatabase, "x", "db"},
+                               {"x.d.y", ScopeDatabase, "y", "x"},
+                               {"x.database.y", ScopeDatabase, "y", "x"},
+                               {"x.y", ScopeNone, "x.y", nullptr},
+                               {"q.x", ScopeNone, "q.x", nullptr},
+                               {"x", ScopeNone, "x", nullptr},
+                               {"a[1]:b", ScopeNone, "a[1]:b", nullptr},
+                               {"local.d.x", ScopeLocal, "d.x", nullptr},
+                               {"g.d.x", ScopeDatabase, "x", "g"}};
     for (const ScopeCase& c : cases) {
         const char* rest = nullptr;
         const char* database = nullptr;

@@ -92,18 +92,12 @@ TEST(VariableForms, ConstructorsSetTheDocumentedForms) {
     EXPECT_STREQ(n->name().c_str(), "n");
 }
 
-TEST(VariableForms, TextThatIsNoPlainNumber) {
-    Held v(new Variable("v", -1, "12abc", -1));
-    EXPECT_EQ(v->value_integer(), 0);
-    EXPECT_EQ(v->value_double(), 0.0);
-    EXPECT_EQ(Text(v.get()), "12abc");
-    v->SetValue("3.9", -1);
-    EXPECT_EQ(v->value_integer(), 3);  // through the double
+// Plain readings of texts are the random run's; here the comparison value,
+// which reports a text that is no number.
+TEST(VariableForms, ComparisonValueReportsTextThatIsNoNumber) {
+    Held v(new Variable("v", -1, "1e3", -1));
+    EXPECT_EQ(v->value_integer(), 1000);  // through the double
     EXPECT_EQ(v->flags(), kS | kI | kD);
-    v->SetValue("-3.9", -1);
-    EXPECT_EQ(v->value_integer(), -3);
-    v->SetValue("1e3", -1);
-    EXPECT_EQ(v->value_integer(), 1000);
     int error = 5;
     v->SetValue("abc", -1);
     EXPECT_EQ(v->value_compare(&error), 0.0);
@@ -173,20 +167,17 @@ Expected FromText(const std::string& text) {
 }
 
 std::string RandomText(std::mt19937& random) {
+    char text[32];
+    int value = static_cast<int>(random() % 200000) - 100000;
     switch (random() % 6) {
         case 0:
-            return std::to_string(static_cast<int>(random() % 200000) - 100000);
-        case 1: {
-            char text[32];
-            snprintf(text, sizeof text, "%.3f",
-                     (static_cast<int>(random() % 200000) - 100000) / 8.0);
+            return std::to_string(value);
+        case 1:
+            snprintf(text, sizeof text, "%.3f", value / 8.0);
             return text;
-        }
-        case 2: {
-            char text[16];
+        case 2:
             snprintf(text, sizeof text, "0x%X", static_cast<unsigned>(random() % 65536));
             return text;
-        }
         case 3:
             return std::to_string(random() % 1000) + "abc";
         case 4:
@@ -286,31 +277,25 @@ TEST(VariableForms, RandomAssignmentsStayCoherent) {
     }
 }
 
-TEST(VariableCopy, CopyingAnUnsetVariableGivesBothAnEmptyText) {
-    Held source(new Variable("s", -1));
+TEST(VariableCopy, CopiesTakeEveryValidForm) {
+    Held unset(new Variable("s", -1));
     Held target(new Variable("t", -1, 5));
-    target->SetValue(*source);
-    EXPECT_EQ(source->flags(), kS);
+    target->SetValue(*unset);  // both become an empty text
+    EXPECT_EQ(unset->flags(), kS);
     EXPECT_EQ(target->flags(), kS);
     EXPECT_EQ(target->primary_type(), PrimaryNone);
-    EXPECT_TRUE(target->IsNULL());
     EXPECT_STREQ(target->name().c_str(), "t");
-}
-
-TEST(VariableCopy, CopiesTakeEveryValidForm) {
     Held source(new Variable("s", -1, "12", -1));
     source->value_double();
-    Held target(new Variable("t", -1));
     target->SetValue(*source);
     EXPECT_EQ(target->flags(), kS | kD);
     EXPECT_EQ(target->primary_type(), PrimaryString);
-    EXPECT_EQ(target->value_double(), 12.0);
     Held copy(new Variable(*source));
     EXPECT_STREQ(copy->name().c_str(), "s");
     EXPECT_EQ(copy->refcount(), 1);
     EXPECT_EQ(Text(copy.get()), "12");
-    Held unset(new NULLVariable());
-    target->SetValue(*unset);
+    Held null(new NULLVariable());
+    target->SetValue(*null);
     EXPECT_EQ(target->flags(), 0);
     EXPECT_TRUE(target->IsNULL());
 }
@@ -372,16 +357,12 @@ TEST(VariableSerialize, ElementsJoinWithCommasDepthFirst) {
     int error = 0;
     EXPECT_EQ(b->value_compare(&error), 0.0);
     EXPECT_EQ(error, 1);
-}
-
-TEST(VariableSerialize, TruthOfArraysFollowsTheirText) {
+    // The truth of an array is that of its text: "0" is false, "0,0" true.
     Held one(new Variable("one", -1));
     one->Element(AggregateIndex(1), 1)->SetValue("0", -1);
     EXPECT_FALSE(one->IsTrue());
-    Held two(new Variable("two", -1));
-    two->Element(AggregateIndex(1), 1)->SetValue("0", -1);
-    two->Element(AggregateIndex(2), 1)->SetValue("0", -1);
-    EXPECT_TRUE(two->IsTrue());
+    one->Element(AggregateIndex(2), 1)->SetValue("0", -1);
+    EXPECT_TRUE(one->IsTrue());
 }
 
 TEST(VariableCounts, HoldersShareOneVariable) {
