@@ -200,39 +200,26 @@ TEST(DtoaTest, NothingLeftAtTheLastPlace) {
 }
 
 TEST(DtosTest, ListedForms) {
-    EXPECT_EQ(dtos(1.0, -1), "1");
-    EXPECT_EQ(dtos(-0.0, -1), "-0");
-    EXPECT_EQ(dtos(0.0, -1), "0");
-    EXPECT_EQ(dtos(3.0, -1), "3");
-    EXPECT_EQ(dtos(1e21, -1), "1000000000000000000000");
-    EXPECT_EQ(dtos(1e23, -1), "100000000000000000000000");
-    EXPECT_EQ(dtos(std::ldexp(1.0, 70), -1), "1180591620717411300000");
-    EXPECT_EQ(dtos(0.1, -1), "0.1");
-    EXPECT_EQ(dtos(-0.1, -1), "-0.1");
-    EXPECT_EQ(dtos(0.1 + 0.2, -1), "0.30000000000000004");
-    EXPECT_EQ(dtos(1e-20, -1), "0.00000000000000000001");
-    EXPECT_EQ(dtos(1e-25, -1), "0");
-    EXPECT_EQ(dtos(-1e-25, -1), "-0");
-    EXPECT_EQ(dtos(NAN, -1), "NaN");
-    EXPECT_EQ(dtos(-NAN, -1), "-NaN");
-    EXPECT_EQ(dtos(NAN, 2), "NaN");
-    EXPECT_EQ(dtos(HUGE_VAL, -1), "Infinity");
-    EXPECT_EQ(dtos(-HUGE_VAL, -1), "-Infinity");
-    EXPECT_EQ(dtos(-HUGE_VAL, 3), "-Infinity");
-    EXPECT_EQ(dtos(2.5, 2), "2.50");
-    EXPECT_EQ(dtos(1.005, 2), "1.00");
-    EXPECT_EQ(dtos(1.5, 2), "1.50");
-    EXPECT_EQ(dtos(1.0, 0), "1");
-    EXPECT_EQ(dtos(0.5, 0), "0");
-    EXPECT_EQ(dtos(2.5, 0), "2");
-    EXPECT_EQ(dtos(1.5, 0), "2");
-    EXPECT_EQ(dtos(-0.5, 0), "-0");
-    EXPECT_EQ(dtos(0.125, 2), "0.12");
-    EXPECT_EQ(dtos(0.001, 2), "0.00");
-    EXPECT_EQ(dtos(-0.001, 2), "-0.00");
-    EXPECT_EQ(dtos(0.0, 3), "0.000");
-    EXPECT_EQ(dtos(9.999, 2), "10.00");
-    EXPECT_EQ(dtos(1e21, 2), "1000000000000000000000.00");
+    const struct {
+        double value;
+        int precision;
+        const char* text;
+    } cases[] = {
+        // clang-format off
+        {1.0, -1, "1"}, {-0.0, -1, "-0"}, {0.0, -1, "0"}, {3.0, -1, "3"},
+        {1e21, -1, "1000000000000000000000"}, {1e23, -1, "100000000000000000000000"},
+        {std::ldexp(1.0, 70), -1, "1180591620717411300000"}, {0.1, -1, "0.1"}, {-0.1, -1, "-0.1"},
+        {0.1 + 0.2, -1, "0.30000000000000004"}, {1e-20, -1, "0.00000000000000000001"},
+        {1e-25, -1, "0"}, {-1e-25, -1, "-0"}, {NAN, -1, "NaN"}, {-NAN, -1, "-NaN"}, {NAN, 2, "NaN"},
+        {HUGE_VAL, -1, "Infinity"}, {-HUGE_VAL, -1, "-Infinity"}, {-HUGE_VAL, 3, "-Infinity"},
+        {2.5, 2, "2.50"}, {1.005, 2, "1.00"}, {1.5, 2, "1.50"}, {1.0, 0, "1"}, {0.5, 0, "0"},
+        {2.5, 0, "2"}, {1.5, 0, "2"}, {-0.5, 0, "-0"}, {0.125, 2, "0.12"}, {0.001, 2, "0.00"},
+        {-0.001, 2, "-0.00"}, {0.0, 3, "0.000"}, {9.999, 2, "10.00"},
+        {1e21, 2, "1000000000000000000000.00"}
+        // clang-format on
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(dtos(c.value, c.precision), c.text) << c.value << " at " << c.precision;
     // More places than the value has: the shortest digits, padded.
     EXPECT_EQ(dtos(0.1, 25), "0.1000000000000000000000000");
     std::string smallest = "0." + std::string(323, '0') + "5" + std::string(6, '0');

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <random>
 #include <string>
 
@@ -432,22 +433,10 @@ TEST(AttributeTest, RandomRoundTrips) {
 // --- EncodeEntities and DecodeEntities ---------------------------------------
 
 std::string entity_form(int byte) {
-    switch (byte) {
-        case 34:
-            return "&quot;";
-        case 38:
-            return "&amp;";
-        case 40:
-            return "&#40;";
-        case 41:
-            return "&#41;";
-        case 60:
-            return "&lt;";
-        case 62:
-            return "&gt;";
-        default:
-            return std::string(1, static_cast<char>(byte));
-    }
+    const std::map<int, std::string> entities = {{34, "&quot;"}, {38, "&amp;"}, {40, "&#40;"},
+                                                 {41, "&#41;"},  {60, "&lt;"},  {62, "&gt;"}};
+    auto it = entities.find(byte);
+    return it != entities.end() ? it->second : std::string(1, static_cast<char>(byte));
 }
 
 TEST(EntityTest, EveryByte) {
@@ -543,22 +532,10 @@ TEST(StripNullsTest, RemovesEveryNul) {
 // --- EncodeJavaScriptString --------------------------------------------------
 
 std::string javascript_form(int byte, bool utf8) {
-    switch (byte) {
-        case 7:
-            return "\\b";
-        case 9:
-            return "\\t";
-        case 10:
-            return "\\n";
-        case 12:
-            return "\\f";
-        case 13:
-            return "\\r";
-        case 34:
-        case 47:
-        case 92:
-            return std::string("\\") + static_cast<char>(byte);
-    }
+    const std::map<int, std::string> escapes = {{7, "\\b"},  {9, "\\t"},  {10, "\\n"},
+                                                {12, "\\f"}, {13, "\\r"}, {34, "\\\""},
+                                                {47, "\\/"}, {92, "\\\\"}};
+    if (auto it = escapes.find(byte); it != escapes.end()) return it->second;
     bool kept = byte == 32 || byte == 36 || (byte >= 43 && byte <= 46) ||
                 (byte >= 48 && byte <= 58) || (byte >= 64 && byte <= 90) || byte == 95 ||
                 (byte >= 97 && byte <= 122) || (!utf8 && byte > 159);
