@@ -361,8 +361,10 @@ TEST(VariableSerialize, ElementsJoinWithCommasDepthFirst) {
     Held one(new Variable("one", -1));
     one->Element(AggregateIndex(1), 1)->SetValue("0", -1);
     EXPECT_FALSE(one->IsTrue());
-    one->Element(AggregateIndex(2), 1)->SetValue("0", -1);
-    EXPECT_TRUE(one->IsTrue());
+    Held two(new Variable("two", -1));
+    two->Element(AggregateIndex(1), 1)->SetValue("0", -1);
+    two->Element(AggregateIndex(2), 1)->SetValue("0", -1);
+    EXPECT_TRUE(two->IsTrue());
 }
 
 TEST(VariableCounts, HoldersShareOneVariable) {
