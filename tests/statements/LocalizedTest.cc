@@ -9,7 +9,7 @@
 
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
-#include "runtime/LittleEndian.h"
+#include "base/LittleEndian.h"
 #include "runtime/SegmentManager.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedIndex.h"
