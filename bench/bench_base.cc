@@ -15,6 +15,7 @@
 #include "base/BaseTemplates.h"
 #include "base/LinkBuffer.h"
 #include "base/TextConversion.h"
+#include "bench/RatioReporter.h"
 
 namespace {
 
@@ -167,36 +168,8 @@ void append_std(benchmark::State& state) {
 BENCHMARK(append_oxin)->Name("text append/oxin");
 BENCHMARK(append_std)->Name("text append/std");
 
-// Prints the console report and remembers each time for the ratio table.
-class RatioReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs)
-            times_[run.benchmark_name()] = run.GetAdjustedRealTime();
-    }
-    void PrintRatios() const {
-        printf("\n%-20s %12s\n", "case", "oxin / std");
-        for (const auto& [name, time] : times_) {
-            std::size_t slash = name.rfind("/oxin");
-            if (slash == std::string::npos) continue;
-            auto other = times_.find(name.substr(0, slash) + "/std");
-            if (other == times_.end() || other->second == 0) continue;
-            printf("%-20s %12.2f\n", name.substr(0, slash).c_str(), time / other->second);
-        }
-    }
-
-  private:
-    std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatios();
-    benchmark::Shutdown();
-    return 0;
+    return RunWithRatios(argc, argv);
 }

@@ -1,0 +1,317 @@
+// Tables and indexes against SQLite: 100,000 appends with one index, 100,000
+// random finds of a key with the record read, and a full scan. SQLite gets
+// the same rows in one transaction, with an index on the key.
+#include <benchmark/benchmark.h>
+#include <ftw.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "bench/RatioReporter.h"
+#include "database/QTXIndexFile.h"
+#include "database/XBaseTable.h"
+#include "host/StandaloneApplication.h"
+
+namespace {
+
+constexpr int kRows = 100000;
+
+struct Row {
+    std::string key, name, amount;
+};
+
+// The same rows for both sides, keys in random order.
+const std::vector<Row>& Rows() {
+    static std::vector<Row> rows = [] {
+        std::vector<Row> made;
+        for (int i = 0; i < kRows; i++) {
+            char key[16], amount[16];
+            snprintf(key, sizeof key, "K%08d", i);
+            snprintf(amount, sizeof amount, "%d.%02d", i % 9973, i % 100);
+            made.push_back({key, "customer number " + std::to_string(i), amount});
+        }
+        std::shuffle(made.begin(), made.end(), std::mt19937(7));
+        return made;
+    }();
+    return rows;
+}
+
+// Keys to look for, in another random order.
+const std::vector<std::string>& Probes() {
+    static std::vector<std::string> probes = [] {
+        std::vector<std::string> keys;
+        for (const Row& row : Rows())
+            keys.push_back(row.key);
+        std::shuffle(keys.begin(), keys.end(), std::mt19937(11));
+        return keys;
+    }();
+    return probes;
+}
+
+class Directory {
+  public:
+    Directory() {
+        char pattern[] = "/tmp/oxin-bench-XXXXXX";
+        path_ = mkdtemp(pattern);
+    }
+    ~Directory() {
+        nftw(
+            path_.c_str(),
+            [](const char* path, const struct stat*, int, struct FTW*) { return remove(path); }, 16,
+            FTW_DEPTH | FTW_PHYS);
+    }
+    std::string path_;
+};
+
+const unsigned char* Raw(const std::string& text) {
+    return reinterpret_cast<const unsigned char*>(text.c_str());
+}
+
+// The engine's side: a table of three fields and an index on the key.
+class EngineFiles {
+  public:
+    EngineFiles() : table_(&app_), index_(&app_) {
+        app_.files().InitializeDataDirectory(directory_.path_.c_str());
+        List<XBaseField> fields(1);
+        fields.Insert(new XBaseField(nullptr, "KEY", XBaseCharacter, 12, 0), ListTail);
+        fields.Insert(new XBaseField(nullptr, "NAME", XBaseCharacter, 30, 0), ListTail);
+        fields.Insert(new XBaseField(nullptr, "AMOUNT", XBaseNumeric, 10, 2), ListTail);
+        ok_ = table_.Create(OxinPathData, String("t.dbf"), "", 0, fields) &&
+              index_.Create(OxinPathData, "t.qtx", Raw("key"), QTXString);
+    }
+
+    bool Append(const Row& row) {
+        XBaseField* field = table_.fields().First();
+        field->Set(row.key.c_str(), static_cast<int>(row.key.size()));
+        table_.fields().Next()->Set(row.name.c_str(), static_cast<int>(row.name.size()));
+        table_.fields().Next()->Set(row.amount.c_str(), static_cast<int>(row.amount.size()));
+        return table_.Append() &&
+               index_.Insert(table_.recordnum(), Raw(row.key), static_cast<int>(row.key.size()));
+    }
+
+    // Reads every field of record; adds their lengths to *bytes.
+    bool Read(int record, long* bytes) {
+        if (!table_.Goto(record)) return false;
+        for (XBaseField* field = table_.fields().First(); field; field = table_.fields().Next())
+            *bytes += static_cast<long>(strlen(field->data()));
+        return true;
+    }
+
+    // Finds key and reads its record; the record's key must be the key.
+    bool Find(const std::string& key, long* bytes) {
+        unsigned int record = 0;
+        int found = 0;
+        if (!index_._Find(Raw(key), static_cast<int>(key.size()), 1, &record, &found, 1) ||
+            !found || !Read(static_cast<int>(record), bytes)) {
+            return false;
+        }
+        return key == table_.fields().First()->data();
+    }
+
+    bool ok() const { return ok_; }
+    XBaseTable& table() { return table_; }
+
+  private:
+    Directory directory_;
+    StandaloneApplication app_;
+    XBaseTable table_;
+    QTXIndexFile index_;
+    bool ok_;
+};
+
+// SQLite's side: the same table with an index on the key.
+class SqliteFiles {
+  public:
+    SqliteFiles() {
+        std::string path = directory_.path_ + "/t.sqlite";
+        ok_ = sqlite3_open(path.c_str(), &db_) == SQLITE_OK &&
+              Exec("CREATE TABLE t (key TEXT, name TEXT, amount NUMERIC)") &&
+              Exec("CREATE INDEX t_key ON t (key)");
+    }
+    ~SqliteFiles() { sqlite3_close(db_); }
+
+    bool Exec(const char* sql) {
+        return sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+    }
+
+    bool AppendAll() {
+        sqlite3_stmt* insert = nullptr;
+        bool ok = Exec("BEGIN") && sqlite3_prepare_v2(db_, "INSERT INTO t VALUES (?, ?, ?)", -1,
+                                                      &insert, nullptr) == SQLITE_OK;
+        for (const Row& row : Rows()) {
+            if (!ok) break;
+            sqlite3_bind_text(insert, 1, row.key.c_str(), -1, SQLITE_STATIC);
+            sqlite3_bind_text(insert, 2, row.name.c_str(), -1, SQLITE_STATIC);
+            sqlite3_bind_text(insert, 3, row.amount.c_str(), -1, SQLITE_STATIC);
+            ok = sqlite3_step(insert) == SQLITE_DONE && sqlite3_reset(insert) == SQLITE_OK;
+        }
+        sqlite3_finalize(insert);
+        return ok && Exec("COMMIT");
+    }
+
+    // Reads every column of every row; returns the rows.
+    long Scan(long* bytes) {
+        sqlite3_stmt* select = nullptr;
+        const char* sql = "SELECT key, name, amount FROM t";
+        if (sqlite3_prepare_v2(db_, sql, -1, &select, nullptr) != SQLITE_OK) return -1;
+        long rows = 0;
+        while (sqlite3_step(select) == SQLITE_ROW) {
+            rows++;
+            for (int column = 0; column < 3; column++) {
+                const unsigned char* text = sqlite3_column_text(select, column);
+                *bytes += text ? sqlite3_column_bytes(select, column) : 0;
+            }
+        }
+        sqlite3_finalize(select);
+        return rows;
+    }
+
+    // Looks up every key with one prepared statement, reading each row;
+    // false when a key is not found exactly once.
+    bool FindAll(const std::vector<std::string>& keys, long* bytes) {
+        sqlite3_stmt* select = nullptr;
+        const char* sql = "SELECT key, name, amount FROM t WHERE key = ?";
+        if (sqlite3_prepare_v2(db_, sql, -1, &select, nullptr) != SQLITE_OK) return false;
+        bool ok = true;
+        for (const std::string& key : keys) {
+            sqlite3_bind_text(select, 1, key.c_str(), static_cast<int>(key.size()), SQLITE_STATIC);
+            int rows = 0;
+            while (sqlite3_step(select) == SQLITE_ROW) {
+                rows++;
+                for (int column = 0; column < 3; column++) {
+                    const unsigned char* text = sqlite3_column_text(select, column);
+                    *bytes += text ? sqlite3_column_bytes(select, column) : 0;
+                }
+            }
+            sqlite3_reset(select);
+            if (rows != 1) ok = false;
+        }
+        sqlite3_finalize(select);
+        return ok;
+    }
+
+    bool ok() const { return ok_; }
+
+  private:
+    Directory directory_;
+    sqlite3* db_ = nullptr;
+    bool ok_;
+};
+
+EngineFiles& LoadedEngine() {
+    static EngineFiles* files = [] {
+        auto* made = new EngineFiles;
+        for (const Row& row : Rows())
+            if (!made->Append(row)) abort();
+        return made;
+    }();
+    return *files;
+}
+
+SqliteFiles& LoadedSqlite() {
+    static SqliteFiles* files = [] {
+        auto* made = new SqliteFiles;
+        if (!made->AppendAll()) abort();
+        return made;
+    }();
+    return *files;
+}
+
+// Making and removing the files are not part of the work timed.
+void EngineAppend(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto* files = new EngineFiles;
+        state.ResumeTiming();
+        for (const Row& row : Rows()) {
+            if (!files->Append(row)) {
+                state.SkipWithError("append failed");
+                break;
+            }
+        }
+        state.PauseTiming();
+        delete files;
+        state.ResumeTiming();
+    }
+    state.counters["rows"] = kRows;
+}
+
+void SqliteAppend(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto* files = new SqliteFiles;
+        state.ResumeTiming();
+        if (!files->ok() || !files->AppendAll()) state.SkipWithError("insert failed");
+        state.PauseTiming();
+        delete files;
+        state.ResumeTiming();
+    }
+    state.counters["rows"] = kRows;
+}
+
+void EngineFind(benchmark::State& state) {
+    EngineFiles& files = LoadedEngine();
+    long bytes = 0;
+    for (auto _ : state) {
+        for (const std::string& key : Probes()) {
+            if (!files.Find(key, &bytes)) {
+                state.SkipWithError("a key was not found");
+                break;
+            }
+        }
+    }
+    benchmark::DoNotOptimize(bytes);
+}
+
+void SqliteFind(benchmark::State& state) {
+    SqliteFiles& files = LoadedSqlite();
+    long bytes = 0;
+    for (auto _ : state) {
+        if (!files.FindAll(Probes(), &bytes)) state.SkipWithError("a key was not found");
+    }
+    benchmark::DoNotOptimize(bytes);
+}
+
+void EngineScan(benchmark::State& state) {
+    EngineFiles& files = LoadedEngine();
+    long bytes = 0;
+    for (auto _ : state) {
+        for (int record = 1; record <= files.table().numrecords(); record++) {
+            if (!files.Read(record, &bytes)) {
+                state.SkipWithError("a record could not be read");
+                break;
+            }
+        }
+    }
+    benchmark::DoNotOptimize(bytes);
+}
+
+void SqliteScan(benchmark::State& state) {
+    SqliteFiles& files = LoadedSqlite();
+    long bytes = 0;
+    for (auto _ : state) {
+        if (files.Scan(&bytes) != kRows) state.SkipWithError("rows are missing");
+    }
+    benchmark::DoNotOptimize(bytes);
+}
+
+}  // namespace
+
+BENCHMARK(EngineAppend)->Name("100000 appends/oxin")->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(SqliteAppend)
+    ->Name("100000 appends/sqlite")
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3);
+BENCHMARK(EngineFind)->Name("100000 finds/oxin")->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(SqliteFind)->Name("100000 finds/sqlite")->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(EngineScan)->Name("full scan/oxin")->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(SqliteScan)->Name("full scan/sqlite")->Unit(benchmark::kMillisecond)->Iterations(5);
+
+int main(int argc, char** argv) {
+    return RunWithRatios(argc, argv);
+}
