@@ -36,7 +36,9 @@ constexpr unsigned short kNewKeyRecordSize = 108;
 // deeper walk can only be a cycle in a damaged file.
 constexpr int kMaximumDepth = 64;
 
-const char* Text(const String& text) { return text.c_str(); }
+const char* Text(const String& text) {
+    return text.c_str();
+}
 
 }  // namespace
 
@@ -55,23 +57,43 @@ class QTXIndexFile::Cut {
     std::vector<unsigned char> bytes_;
 };
 
-QTXIndexFile::QTXIndexFile(OxinApplication* app) : app_(app) { memset(header_, 0, kHeaderSize); }
+QTXIndexFile::QTXIndexFile(OxinApplication* app) : app_(app) {
+    memset(header_, 0, kHeaderSize);
+}
 
-QTXIndexFile::~QTXIndexFile() { Close(); }
+QTXIndexFile::~QTXIndexFile() {
+    Close();
+}
 
 // Header accessors.
 
-int QTXIndexFile::version() const { return header_[kVersionOffset]; }
-unsigned int QTXIndexFile::updatecount() const { return get_u32(header_ + kUpdateCountOffset); }
-unsigned int QTXIndexFile::numpages() const { return get_u32(header_ + kNumPagesOffset); }
-unsigned int QTXIndexFile::startingpage() const { return get_u32(header_ + kStartingPageOffset); }
-unsigned short QTXIndexFile::order() const { return get_u16(header_ + kOrderOffset); }
-unsigned short QTXIndexFile::pagesize() const { return get_u16(header_ + kPageSizeOffset); }
+int QTXIndexFile::version() const {
+    return header_[kVersionOffset];
+}
+unsigned int QTXIndexFile::updatecount() const {
+    return get_u32(header_ + kUpdateCountOffset);
+}
+unsigned int QTXIndexFile::numpages() const {
+    return get_u32(header_ + kNumPagesOffset);
+}
+unsigned int QTXIndexFile::startingpage() const {
+    return get_u32(header_ + kStartingPageOffset);
+}
+unsigned short QTXIndexFile::order() const {
+    return get_u16(header_ + kOrderOffset);
+}
+unsigned short QTXIndexFile::pagesize() const {
+    return get_u16(header_ + kPageSizeOffset);
+}
 unsigned short QTXIndexFile::keyrecordsize() const {
     return get_u16(header_ + kKeyRecordSizeOffset);
 }
-unsigned int QTXIndexFile::flags() const { return get_u32(header_ + kFlagsOffset); }
-const unsigned char* QTXIndexFile::keyexpression() const { return header_ + kExpressionOffset; }
+unsigned int QTXIndexFile::flags() const {
+    return get_u32(header_ + kFlagsOffset);
+}
+const unsigned char* QTXIndexFile::keyexpression() const {
+    return header_ + kExpressionOffset;
+}
 
 void QTXIndexFile::Setversion(int version) {
     header_[kVersionOffset] = static_cast<unsigned char>(version);
@@ -79,16 +101,24 @@ void QTXIndexFile::Setversion(int version) {
 void QTXIndexFile::Setupdatecount(unsigned int count) {
     put_u32(header_ + kUpdateCountOffset, count);
 }
-void QTXIndexFile::Setnumpages(unsigned int count) { put_u32(header_ + kNumPagesOffset, count); }
+void QTXIndexFile::Setnumpages(unsigned int count) {
+    put_u32(header_ + kNumPagesOffset, count);
+}
 void QTXIndexFile::Setstartingpage(unsigned int page) {
     put_u32(header_ + kStartingPageOffset, page);
 }
-void QTXIndexFile::Setorder(unsigned short order) { put_u16(header_ + kOrderOffset, order); }
-void QTXIndexFile::Setpagesize(unsigned short size) { put_u16(header_ + kPageSizeOffset, size); }
+void QTXIndexFile::Setorder(unsigned short order) {
+    put_u16(header_ + kOrderOffset, order);
+}
+void QTXIndexFile::Setpagesize(unsigned short size) {
+    put_u16(header_ + kPageSizeOffset, size);
+}
 void QTXIndexFile::Setkeyrecordsize(unsigned short size) {
     put_u16(header_ + kKeyRecordSizeOffset, size);
 }
-void QTXIndexFile::Setflags(unsigned int flags) { put_u32(header_ + kFlagsOffset, flags); }
+void QTXIndexFile::Setflags(unsigned int flags) {
+    put_u32(header_ + kFlagsOffset, flags);
+}
 void QTXIndexFile::Setkeyexpression(const unsigned char* expression) {
     memset(header_ + kExpressionOffset, 0, kExpressionSize);
     size_t length = strnlen(reinterpret_cast<const char*>(expression), kExpressionSize - 1);
@@ -103,7 +133,8 @@ int QTXIndexFile::Fail(const String& text) {
 }
 
 int QTXIndexFile::ReadFailed() {
-    return Fail(String::Join({"Error reading from '", Text(filename_), "': ", Text(file_->error())}));
+    return Fail(
+        String::Join({"Error reading from '", Text(filename_), "': ", Text(file_->error())}));
 }
 
 int QTXIndexFile::WriteFailed() {
@@ -209,14 +240,15 @@ int QTXIndexFile::LockHeader(FileLockType type) {
     return Fail(String::Join({"Error locking '", Text(filename_), kind}));
 }
 
-void QTXIndexFile::ReleaseHeader() { file_->Release(0, kHeaderSize); }
+void QTXIndexFile::ReleaseHeader() {
+    file_->Release(0, kHeaderSize);
+}
 
 // Pages.
 
 int QTXIndexFile::ReadPage(QTXIndexPage* page) {
     if (page->pagenum() > numpages()) {
-        return Fail(String::Join({"Error '", Text(filename_), "' is corrupt ",
-                                  Text(file_->error()),
+        return Fail(String::Join({"Error '", Text(filename_), "' is corrupt ", Text(file_->error()),
                                   "(the page number is larger than the total pages )"}));
     }
     long offset = static_cast<long>(page->pagenum()) * pagesize();
@@ -415,6 +447,18 @@ int QTXIndexFile::Refind() {
 }
 
 int QTXIndexFile::_Next(unsigned int* record, const unsigned char** key, int lock) {
+    return Step(record, key, lock, &QTXIndexFile::StepForward);
+}
+
+int QTXIndexFile::_Prev(unsigned int* record, const unsigned char** key, int lock) {
+    return Step(record, key, lock, &QTXIndexFile::StepBackward);
+}
+
+// A cursor step under the read lock, after finding the cursor's place again
+// if the tree changed. A lost cursor ends the step with record 0.
+int QTXIndexFile::Step(unsigned int* record, const unsigned char** key, int lock,
+                       int (QTXIndexFile::*move)(QTXIndexPage*, unsigned int*,
+                                                 const unsigned char**)) {
     *record = 0;
     if (!stack_.Top()) return 1;
     if (lock && !LockHeader(FileLockRead)) {
@@ -422,55 +466,50 @@ int QTXIndexFile::_Next(unsigned int* record, const unsigned char** key, int loc
         return 1;
     }
     int result = 1;
-    if (!Refind()) {
+    QTXIndexPage* page = Refind() ? stack_.Top() : nullptr;
+    if (!page || page->position < 0 || page->position > page->numentries()) {
         stack_.Dump();
     } else {
-        QTXIndexPage* page = stack_.Top();
-        page->position++;
-        if (page->position <= page->numentries() && page->childpage(page->position)) {
-            result = DescendLeft(record, key);
-        } else if (page->position < page->numentries()) {
-            Take(page, record, key);
-        } else {
-            delete stack_.Pop();
-            while ((page = stack_.Top()) && page->position >= page->numentries())
-                delete stack_.Pop();
-            if (page) Take(page, record, key);
-        }
+        result = (this->*move)(page, record, key);
     }
     if (lock) ReleaseHeader();
     if (!result) *record = 0;
     return result;
 }
 
-int QTXIndexFile::_Prev(unsigned int* record, const unsigned char** key, int lock) {
-    *record = 0;
-    if (!stack_.Top()) return 1;
-    if (lock && !LockHeader(FileLockRead)) {
-        stack_.Dump();
+int QTXIndexFile::StepForward(QTXIndexPage* page, unsigned int* record, const unsigned char** key) {
+    page->position++;
+    if (page->position <= page->numentries() && page->childpage(page->position)) {
+        return DescendLeft(record, key);
+    }
+    if (page->position < page->numentries()) {
+        Take(page, record, key);
         return 1;
     }
-    int result = 1;
-    QTXIndexPage* page = stack_.Top();
-    if (!Refind() || (page = stack_.Top())->position < 0 ||
-        page->position > page->numentries()) {
-        stack_.Dump();
-    } else if (unsigned int child = page->childpage(page->position)) {
-        result = PushPage(child) && DescendRight(record, key);
-    } else if (--page->position >= 0) {
-        Take(page, record, key);
-    } else {
+    delete stack_.Pop();
+    while ((page = stack_.Top()) && page->position >= page->numentries())
         delete stack_.Pop();
-        while ((page = stack_.Top()) && page->position <= 0)
-            delete stack_.Pop();
-        if (page) {
-            page->position--;
-            Take(page, record, key);
-        }
+    if (page) Take(page, record, key);
+    return 1;
+}
+
+int QTXIndexFile::StepBackward(QTXIndexPage* page, unsigned int* record,
+                               const unsigned char** key) {
+    if (unsigned int child = page->childpage(page->position)) {
+        return PushPage(child) && DescendRight(record, key);
     }
-    if (lock) ReleaseHeader();
-    if (!result) *record = 0;
-    return result;
+    if (--page->position >= 0) {
+        Take(page, record, key);
+        return 1;
+    }
+    delete stack_.Pop();
+    while ((page = stack_.Top()) && page->position <= 0)
+        delete stack_.Pop();
+    if (page) {
+        page->position--;
+        Take(page, record, key);
+    }
+    return 1;
 }
 
 // Inserting.
@@ -524,9 +563,9 @@ int QTXIndexFile::DoInsert(unsigned int pagenum, unsigned int* record, unsigned 
     while (position < n && (compared = Compare(key, page.key(position), 1, flags())) > 0)
         position++;
     if (position < n && compared == 0 && (flags() & QTXUnique)) {
-        Fail(String::Join({"Index '", Text(filename_),
-                           "' was created with the UNIQUE flag and the key '",
-                           reinterpret_cast<const char*>(key), "' already exists in the index file"}));
+        Fail(String::Join(
+            {"Index '", Text(filename_), "' was created with the UNIQUE flag and the key '",
+             reinterpret_cast<const char*>(key), "' already exists in the index file"}));
         return kInsertFailed;
     }
     int outcome = DoInsert(page.childpage(position), record, key, child, depth + 1);
@@ -570,7 +609,8 @@ void QTXIndexFile::Split(int position, QTXIndexPage* page, QTXIndexPage* newpage
     newpage->Setnumentries(n - middle - 1);
 
     *record = scratch.recordnum(middle);
-    memcpy(key, scratch.key(middle), strlen(reinterpret_cast<const char*>(scratch.key(middle))) + 1);
+    memcpy(key, scratch.key(middle),
+           strlen(reinterpret_cast<const char*>(scratch.key(middle))) + 1);
 }
 
 // Deleting.
@@ -581,8 +621,8 @@ int QTXIndexFile::Delete(unsigned int record, const unsigned char* key, int leng
     if (result) {
         Cut search(key, length, keysize());
         std::unique_ptr<QTXIndexPage> root(LoadPage(startingpage()));
-        int outcome = root ? DoDelete(kSearch, nullptr, root.get(), record, search.get(), 0)
-                           : kDeleteFailed;
+        int outcome =
+            root ? DoDelete(kSearch, nullptr, root.get(), record, search.get(), 0) : kDeleteFailed;
         if (outcome == kNotFound) Fail(String("Record is not in index"));
         if (outcome == kDone || outcome == kUnderflow) {
             Setupdatecount(updatecount() + 1);
@@ -600,9 +640,8 @@ int QTXIndexFile::Delete_Current(unsigned int record) {
     if (!LockHeader(FileLockWrite)) return 0;
     int outcome = Refind() ? kDone : kDeleteFailed;
     QTXIndexPage* page = stack_.Top();
-    if (outcome == kDone &&
-        (page->position < 0 || page->position >= page->numentries() ||
-         page->recordnum(page->position) != record)) {
+    if (outcome == kDone && (page->position < 0 || page->position >= page->numentries() ||
+                             page->recordnum(page->position) != record)) {
         Fail(String("Record is not in index"));
         outcome = kDeleteFailed;
     }
@@ -640,8 +679,8 @@ int QTXIndexFile::DoDelete(DeleteState state, QTXIndexPage* holder, QTXIndexPage
 // Reads the child page childnum of page, deletes in it, and mends an
 // underflow of the child.
 int QTXIndexFile::DeleteInChild(QTXIndexPage* page, unsigned int childnum, DeleteState state,
-                                QTXIndexPage* holder, unsigned int record,
-                                const unsigned char* key, int depth) {
+                                QTXIndexPage* holder, unsigned int record, const unsigned char* key,
+                                int depth) {
     std::unique_ptr<QTXIndexPage> child(LoadPage(childnum));
     if (!child) return kDeleteFailed;
     int outcome = DoDelete(state, holder, child.get(), record, key, depth + 1);
@@ -652,8 +691,8 @@ int QTXIndexFile::DeleteInChild(QTXIndexPage* page, unsigned int childnum, Delet
 // Looks through the whole subtree for the entry with key and record. Equal
 // keys may lie in neighbouring subtrees, so the walk goes on through the
 // later entries and children of each page.
-int QTXIndexFile::SearchAndDelete(QTXIndexPage* page, unsigned int record,
-                                  const unsigned char* key, int depth) {
+int QTXIndexFile::SearchAndDelete(QTXIndexPage* page, unsigned int record, const unsigned char* key,
+                                  int depth) {
     int n = page->numentries();
     for (page->position = 0; page->position <= n; page->position++) {
         while (page->position < n) {

@@ -129,6 +129,10 @@ class QTXIndexFile {
     int PushPage(unsigned int pagenum);
     int Refind();
     void Take(QTXIndexPage* page, unsigned int* record, const unsigned char** key);
+    int Step(unsigned int* record, const unsigned char** key, int lock,
+             int (QTXIndexFile::*move)(QTXIndexPage*, unsigned int*, const unsigned char**));
+    int StepForward(QTXIndexPage* page, unsigned int* record, const unsigned char** key);
+    int StepBackward(QTXIndexPage* page, unsigned int* record, const unsigned char** key);
     int DescendLeft(unsigned int* record, const unsigned char** key);
     int DescendRight(unsigned int* record, const unsigned char** key);
 
@@ -136,8 +140,8 @@ class QTXIndexFile {
                  unsigned int* child, int depth);
     void Split(int position, QTXIndexPage* page, QTXIndexPage* newpage, unsigned int child,
                unsigned int* record, unsigned char* key);
-    int DoDelete(DeleteState state, QTXIndexPage* holder, QTXIndexPage* page,
-                 unsigned int record, const unsigned char* key, int depth);
+    int DoDelete(DeleteState state, QTXIndexPage* holder, QTXIndexPage* page, unsigned int record,
+                 const unsigned char* key, int depth);
     int SearchAndDelete(QTXIndexPage* page, unsigned int record, const unsigned char* key,
                         int depth);
     int DeleteAt(QTXIndexPage* page, int depth);

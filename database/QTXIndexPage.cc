@@ -24,7 +24,9 @@ QTXIndexPage::QTXIndexPage(unsigned int pagenum, unsigned short keyrecordsize,
     page_ = new unsigned char[pagesize_ + keyrecordsize_ + kCountSize]();
 }
 
-QTXIndexPage::~QTXIndexPage() { delete[] page_; }
+QTXIndexPage::~QTXIndexPage() {
+    delete[] page_;
+}
 
 bool QTXIndexPage::ReadPage(File* file) {
     if (file->Read(page_, pagesize_) != pagesize_) {
@@ -32,9 +34,9 @@ bool QTXIndexPage::ReadPage(File* file) {
         return false;
     }
     if (numentries() < 0 || numentries() > (pagesize_ - kCountSize) / keyrecordsize_) {
-        file->Error(String(
-            "File is corrupt (the number of entries is larger than the maximum entries "
-            "possible)."));
+        file->Error(
+            String("File is corrupt (the number of entries is larger than the maximum entries "
+                   "possible)."));
         return false;
     }
     // Keys are read as C strings; a damaged page must not let one run on.
@@ -43,19 +45,33 @@ bool QTXIndexPage::ReadPage(File* file) {
     return true;
 }
 
-bool QTXIndexPage::WritePage(File* file) { return file->Write(page_, pagesize_) == pagesize_; }
+bool QTXIndexPage::WritePage(File* file) {
+    return file->Write(page_, pagesize_) == pagesize_;
+}
 
-int QTXIndexPage::numentries() const { return static_cast<int>(get_u32(page_)); }
+int QTXIndexPage::numentries() const {
+    return static_cast<int>(get_u32(page_));
+}
 
-void QTXIndexPage::Setnumentries(int count) { put_u32(page_, static_cast<uint32_t>(count)); }
+void QTXIndexPage::Setnumentries(int count) {
+    put_u32(page_, static_cast<uint32_t>(count));
+}
 
-unsigned int QTXIndexPage::childpage(int i) const { return get_u32(Entry(i) + kChildOffset); }
+unsigned int QTXIndexPage::childpage(int i) const {
+    return get_u32(Entry(i) + kChildOffset);
+}
 
-unsigned int QTXIndexPage::recordnum(int i) const { return get_u32(Entry(i) + kRecordOffset); }
+unsigned int QTXIndexPage::recordnum(int i) const {
+    return get_u32(Entry(i) + kRecordOffset);
+}
 
-const unsigned char* QTXIndexPage::key(int i) const { return Entry(i) + kKeyOffset; }
+const unsigned char* QTXIndexPage::key(int i) const {
+    return Entry(i) + kKeyOffset;
+}
 
-void QTXIndexPage::Setchildpage(int i, unsigned int page) { put_u32(Entry(i) + kChildOffset, page); }
+void QTXIndexPage::Setchildpage(int i, unsigned int page) {
+    put_u32(Entry(i) + kChildOffset, page);
+}
 
 void QTXIndexPage::Setrecordnum(int i, unsigned int record) {
     put_u32(Entry(i) + kRecordOffset, record);

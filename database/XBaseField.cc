@@ -6,7 +6,9 @@ namespace {
 
 constexpr char kTypeCharacters[] = "CNDLM";
 
-bool RightJustified(int type) { return type == XBaseNumeric || type == XBaseMemo; }
+bool RightJustified(int type) {
+    return type == XBaseNumeric || type == XBaseMemo;
+}
 
 }  // namespace
 
@@ -19,8 +21,7 @@ int XBaseTypeOf(char character) {
     return found ? static_cast<int>(found - kTypeCharacters) : -1;
 }
 
-XBaseField::XBaseField(XBaseTable* table, const char* name, int type, int length,
-                       int decimalcount)
+XBaseField::XBaseField(XBaseTable* table, const char* name, int type, int length, int decimalcount)
     : XBaseField(table, name, static_cast<int>(strnlen(name, 11)), type, length, decimalcount) {}
 
 XBaseField::XBaseField(XBaseTable* table, const char* name, int namelength, int type, int length,
@@ -77,4 +78,6 @@ void XBaseField::SwapOriginal() {
     original_ = current;
 }
 
-void XBaseField::SetOriginal() { memcpy(original_, data_, length_); }
+void XBaseField::SetOriginal() {
+    memcpy(original_, data_, length_);
+}

@@ -24,7 +24,9 @@ XBaseMemoField::XBaseMemoField(XBaseTable* table, const char* name, int nameleng
                                int decimalcount)
     : XBaseField(table, name, namelength, XBaseMemo, length, decimalcount) {}
 
-XBaseMemoField::~XBaseMemoField() { DropTexts(); }
+XBaseMemoField::~XBaseMemoField() {
+    DropTexts();
+}
 
 void XBaseMemoField::DropTexts() {
     delete[] text_;

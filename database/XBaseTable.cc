@@ -42,13 +42,17 @@ constexpr int kMaximumRecordLength = 65535;
 
 constexpr int kMemoBlockSize = 512;
 
-const char* Text(const String& text) { return text.c_str(); }
+const char* Text(const String& text) {
+    return text.c_str();
+}
 
 }  // namespace
 
 XBaseTable::XBaseTable(OxinApplication* app) : app_(app) {}
 
-XBaseTable::~XBaseTable() { Close(); }
+XBaseTable::~XBaseTable() {
+    Close();
+}
 
 void XBaseTable::Error(const String& text) {
     if (text.length() > 0) error_ = text;
@@ -154,7 +158,8 @@ int XBaseTable::Create(Oxin_PathType type, const String& datapath, const char* m
 int XBaseTable::Create(File* data, const String& datapath, File* memo, const String& memopath,
                        List<XBaseField>& fields) {
     if (fields.Entries() > kMaximumFields) {
-        Error(String::Join({"Error creating '", Text(datapath), "': too many fields (maximum 2046)"}));
+        Error(String::Join(
+            {"Error creating '", Text(datapath), "': too many fields (maximum 2046)"}));
         return 0;
     }
     Close();
@@ -166,8 +171,8 @@ int XBaseTable::Create(File* data, const String& datapath, File* memo, const Str
     headerlength_ = kDescriptorSize * fields.Entries() + kHeaderSize + 1;
     fields_.Dump();
     for (XBaseField* field = fields.First(); field; field = fields.Next()) {
-        AddField(field->name(), static_cast<int>(strnlen(field->name(), kNameSize)),
-                 field->type(), field->length(), field->decimalcount());
+        AddField(field->name(), static_cast<int>(strnlen(field->name(), kNameSize)), field->type(),
+                 field->length(), field->decimalcount());
     }
     recordlength_ = FieldsLength();
     data_ = data;
@@ -181,8 +186,8 @@ int XBaseTable::Create(File* data, const String& datapath, File* memo, const Str
         return 0;
     }
     if (recordlength_ > kMaximumRecordLength) {
-        Error(String::Join({"Error creating '", Text(datapath_),
-                            "': the record is longer than 65535 bytes"}));
+        Error(String::Join(
+            {"Error creating '", Text(datapath_), "': the record is longer than 65535 bytes"}));
         return 0;
     }
     if (!WriteTableHeader() || !WriteTableFields()) return 0;
@@ -219,7 +224,9 @@ int XBaseTable::WriteFailed(File* file, const String& path) {
     return 0;
 }
 
-int XBaseTable::SeekTo(File* file, long position) { return file->Seek(position) == position; }
+int XBaseTable::SeekTo(File* file, long position) {
+    return file->Seek(position) == position;
+}
 
 int XBaseTable::LockOrFail(File* file, const String& path, FileLockType type, long start,
                            long length) {
@@ -247,8 +254,8 @@ int XBaseTable::ReadTableHeader() {
     if (version != kVersionPlain && version != kVersionMemo) {
         char hex[8];
         snprintf(hex, sizeof hex, "0x%02X", version);
-        Error(String::Join(
-            {"'", Text(datapath_), "': Unsupported xBase file version (", hex, ")"}));
+        Error(
+            String::Join({"'", Text(datapath_), "': Unsupported xBase file version (", hex, ")"}));
         return 0;
     }
     version_ = version;
@@ -271,7 +278,8 @@ int XBaseTable::FieldsLength() {
 }
 
 int XBaseTable::Corrupt() {
-    Error(String::Join({"'", Text(datapath_), "' is corrupt (its fields are longer than its records)"}));
+    Error(String::Join(
+        {"'", Text(datapath_), "' is corrupt (its fields are longer than its records)"}));
     return 0;
 }
 
@@ -389,8 +397,7 @@ int XBaseTable::Goto(int record) {
         }
     }
     std::vector<unsigned char> bytes(recordlength_);
-    if (!SeekTo(data_, RecordOffset(record)) ||
-        !ReadExactly(data_, bytes.data(), recordlength_)) {
+    if (!SeekTo(data_, RecordOffset(record)) || !ReadExactly(data_, bytes.data(), recordlength_)) {
         return ReadFailed(data_, datapath_);
     }
     deleted_ = bytes[0] == kDeletedFlag;
@@ -425,7 +432,8 @@ int XBaseTable::Update() {
         field->Write(&bytes[position]);
         position += field->length();
     }
-    int result = SeekTo(data_, offset) && data_->Write(bytes.data(), recordlength_) == recordlength_;
+    int result =
+        SeekTo(data_, offset) && data_->Write(bytes.data(), recordlength_) == recordlength_;
     if (result) {
         SetOriginal();
     } else {

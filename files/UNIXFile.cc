@@ -58,7 +58,9 @@ bool UNIXFile::GroupID(int* gid) {
     return true;
 }
 
-bool UNIXFile::Positioned() { return position_ >= 0; }
+bool UNIXFile::Positioned() {
+    return position_ >= 0;
+}
 
 int UNIXFile::Read(char* buffer, int length) {
     if (!Ready()) return -1;
@@ -73,8 +75,7 @@ int UNIXFile::Read(char* buffer, int length) {
 
 int UNIXFile::Write(const char* buffer, int length) {
     if (!Ready()) return -1;
-    ssize_t n =
-        Positioned() ? pwrite(fd_, buffer, length, position_) : write(fd_, buffer, length);
+    ssize_t n = Positioned() ? pwrite(fd_, buffer, length, position_) : write(fd_, buffer, length);
     if (n < 0) {
         SystemError();
     } else if (Positioned()) {

@@ -35,7 +35,6 @@ class UNIXFile : public File {
     using File::Read;
     using File::Write;
 
-
   private:
     // Reactivates through the manager when needed; false with the error set.
     bool Ready();

@@ -11,7 +11,9 @@
 
 namespace {
 
-const unsigned char* Raw(const char* text) { return reinterpret_cast<const unsigned char*>(text); }
+const unsigned char* Raw(const char* text) {
+    return reinterpret_cast<const unsigned char*>(text);
+}
 
 void Walk(QTXIndexFile& index, bool forward) {
     unsigned int record = 0;

@@ -163,8 +163,8 @@ void XBaseIndexChecker::CheckRecords() {
         auto found = records_.find(static_cast<unsigned int>(record));
         int count = found == records_.end() ? 0 : found->second;
         if (count != 1) {
-            Problem("record " + std::to_string(record) + ": in the index " +
-                    std::to_string(count) + " times");
+            Problem("record " + std::to_string(record) + ": in the index " + std::to_string(count) +
+                    " times");
         }
     }
 }

@@ -44,8 +44,8 @@ int Writer(const std::string& directory, int writer) {
     std::map<int, std::string> last;
     int appended = 0, updated = 0;
     while (appended < kAppends || updated < kUpdates) {
-        bool append = updated >= kUpdates || records.empty() ||
-                      (appended < kAppends && random() % 3 != 0);
+        bool append =
+            updated >= kUpdates || records.empty() || (appended < kAppends && random() % 3 != 0);
         if (append) {
             std::string value = Value(writer, appended, 0);
             TableFixture::SetRow(table, {std::to_string(writer), std::to_string(appended), value});
@@ -86,7 +86,8 @@ int Writer(const std::string& directory, int writer) {
 TEST_F(ConcurrencyTest, WritersShareOneTableAndIndex) {
     {
         XBaseTable table(&app_);
-        Create(table, "shared.dbf", {{"WRITER", 'N', 2, 0}, {"SEQ", 'N', 6, 0}, {"VALUE", 'C', 20, 0}});
+        Create(table, "shared.dbf",
+               {{"WRITER", 'N', 2, 0}, {"SEQ", 'N', 6, 0}, {"VALUE", 'C', 20, 0}});
         QTXIndexFile index(&app_);
         ASSERT_TRUE(index.Create(OxinPathData, "shared.qtx",
                                  reinterpret_cast<const unsigned char*>("value"), QTXString));
@@ -124,14 +125,14 @@ TEST_F(ConcurrencyTest, WritersShareOneTableAndIndex) {
         turns += previous != Field(table, 0)->data();
         previous = Field(table, 0)->data();
         ASSERT_EQ(Field(table, 2)->data(), expected[record]) << "record " << record;
-        std::string owner = "w" + std::string(Field(table, 0)->data()) + "-" +
-                            Field(table, 1)->data() + "-";
+        std::string owner =
+            "w" + std::string(Field(table, 0)->data()) + "-" + Field(table, 1)->data() + "-";
         ASSERT_EQ(expected[record].rfind(owner, 0), 0u) << "record " << record;
     }
     EXPECT_GT(turns, 4 * kWriters) << "the writers did not run at the same time";
     std::string bytes = Bytes("shared.dbf");
     EXPECT_EQ(bytes.size(), static_cast<size_t>(table.headerlength() +
-                                                 table.numrecords() * table.recordlength() + 1));
+                                                table.numrecords() * table.recordlength() + 1));
     EXPECT_EQ(bytes.back(), '\x1A');
 
     QTXIndexFile index(&app_);

@@ -66,9 +66,8 @@ class InteropTest : public TableFixture {
         std::ofstream expected(directory_.Path("expected.json"));
         expected << "{\"fields\": [";
         for (size_t i = 0; i < fields.size(); i++) {
-            expected << (i ? ", " : "") << "[" << Json(fields[i].name) << ", \""
-                     << fields[i].type << "\", " << fields[i].length << ", "
-                     << fields[i].decimals << "]";
+            expected << (i ? ", " : "") << "[" << Json(fields[i].name) << ", \"" << fields[i].type
+                     << "\", " << fields[i].length << ", " << fields[i].decimals << "]";
         }
         expected << "], \"records\": [";
         for (size_t i = 0; i < rows.size(); i++) {
@@ -81,18 +80,18 @@ class InteropTest : public TableFixture {
         expected << "]}";
         expected.close();
         int status = -1;
-        std::string report = RunCommand(std::string(kPython) + " " + kScript + " check " +
-                                     directory_.Path(table) + " " +
-                                     directory_.Path("expected.json") + " 2>&1",
-                                 &status);
+        std::string report =
+            RunCommand(std::string(kPython) + " " + kScript + " check " + directory_.Path(table) +
+                           " " + directory_.Path("expected.json") + " 2>&1",
+                       &status);
         EXPECT_EQ(status, 0) << report;
     }
 
     // The records that oxin-dbf lists for a table.
     std::string Listed(const std::string& table) {
         int status = -1;
-        std::string output =
-            RunCommand(std::string(OXIN_BINARY_DIR) + "/bin/oxin-dbf " + directory_.Path(table), &status);
+        std::string output = RunCommand(
+            std::string(OXIN_BINARY_DIR) + "/bin/oxin-dbf " + directory_.Path(table), &status);
         EXPECT_EQ(status, 0) << output;
         std::string records;
         size_t start = 0;
@@ -116,7 +115,8 @@ TEST_F(InteropTest, OtherToolsReadTheEnginesTablesAndMemos) {
     std::vector<Row> rows = {
         {false, {"Alice", "30", "19960501", "T", "likes tea", "12.50"}},
         {false, {"Bob", "-41", "        ", "F", std::string(510, 'a'), "-3.25"}},
-        {false, {"Carla Maria Exactly!", "0", "20000229", "?", std::string(511, 'b'), "1234567.80"}},
+        {false,
+         {"Carla Maria Exactly!", "0", "20000229", "?", std::string(511, 'b'), "1234567.80"}},
         {false, {"Dan", "", "19700101", "T", lines, ".5"}},
         {false, {"Eve", "7", "20261122", "F", "", "0.00"}},
         {true, {"Gone", "1", "19000101", "F", "deleted but kept", "1.00"}},
@@ -147,13 +147,13 @@ TEST_F(InteropTest, OtherToolsReadTheEnginesTablesAndMemos) {
 
 TEST_F(InteropTest, TheEngineReadsTablesOfOtherTools) {
     int status = -1;
-    std::string expected =
-        RunCommand(std::string(kPython) + " " + kScript + " write-dbf " + directory_.path(), &status);
+    std::string expected = RunCommand(
+        std::string(kPython) + " " + kScript + " write-dbf " + directory_.path(), &status);
     ASSERT_EQ(status, 0);
     EXPECT_EQ(Listed("people.dbf"), expected);
 
-    expected =
-        RunCommand(std::string(kPython) + " " + kScript + " write-gdal " + directory_.path(), &status);
+    expected = RunCommand(std::string(kPython) + " " + kScript + " write-gdal " + directory_.path(),
+                          &status);
     ASSERT_EQ(status, 0);
     EXPECT_EQ(Listed("gdal.dbf"), expected);
 

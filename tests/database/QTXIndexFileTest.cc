@@ -142,7 +142,7 @@ TEST_F(QTXIndexFileTest, KeysOrderAsNumbersUnlessTheIndexSaysString) {
     strings.Insert(2, Raw("10"), 2);
     EXPECT_EQ(All(strings), (std::vector<Entry>{{"10", 2}, {"9", 1}}));
 
-    EXPECT_EQ(QTXIndexFile::Compare(Raw(""), Raw("0"), 1, 0), 0);  // empty is 0
+    EXPECT_EQ(QTXIndexFile::Compare(Raw(""), Raw("0"), 1, 0), 0);      // empty is 0
     EXPECT_EQ(QTXIndexFile::Compare(Raw("ab"), Raw("abc"), 0, 0), 0);  // prefix
     EXPECT_EQ(QTXIndexFile::Compare(Raw("9"), Raw("10"), 1, QTXDescending), 1);
 }
@@ -167,7 +167,8 @@ TEST_F(QTXIndexFileTest, DuplicatesLineUpNewestFirst) {
     ASSERT_TRUE(Insert(3, "same"));
     ASSERT_TRUE(Insert(9, "same"));
     ASSERT_TRUE(Insert(1, "other"));
-    EXPECT_EQ(All(index_), (std::vector<Entry>{{"other", 1}, {"same", 9}, {"same", 3}, {"same", 5}}));
+    EXPECT_EQ(All(index_),
+              (std::vector<Entry>{{"other", 1}, {"same", 9}, {"same", 3}, {"same", 5}}));
     int found = 0;
     EXPECT_EQ(Find("same", &found), 9u);
     EXPECT_EQ(found, 1);
@@ -254,7 +255,8 @@ TEST_F(QTXIndexFileTest, DamagedFilesGiveErrorsNotCrashes) {
     Put("text.qtx", std::string(2048, 'x'));
     QTXIndexFile index(&app_);
     EXPECT_FALSE(index.Open(OxinPathData, "text.qtx", 3));
-    EXPECT_STREQ(index.error().c_str(), "'text.qtx' is either corrupt or is not a valid index file");
+    EXPECT_STREQ(index.error().c_str(),
+                 "'text.qtx' is either corrupt or is not a valid index file");
 
     Make(QTXString);
     for (unsigned int i = 1; i <= 9; i++)
@@ -265,7 +267,8 @@ TEST_F(QTXIndexFileTest, DamagedFilesGiveErrorsNotCrashes) {
     newer[4] = 4;
     Put("newer.qtx", newer);
     EXPECT_FALSE(index.Open(OxinPathData, "newer.qtx", 3));
-    EXPECT_STREQ(index.error().c_str(), "'newer.qtx' was created by a newer version of the software");
+    EXPECT_STREQ(index.error().c_str(),
+                 "'newer.qtx' was created by a newer version of the software");
 
     // The root's right child points back at the root.
     std::string cycle = good;
@@ -346,6 +349,7 @@ TEST_F(QTXIndexFileTest, AgreesWithAModelOverManyRandomOperations) {
     auto compare_all = [&] {
         std::vector<Entry> actual = All(index_);
         ASSERT_EQ(actual.size(), entries.size());
+        ASSERT_TRUE(actual == AllBackwards(index_)) << "the two directions differ";
         size_t i = 0;
         for (auto it = entries.begin(); it != entries.end(); ++it, ++i)
             ASSERT_EQ(actual[i].first, it->first) << "entry " << i;
@@ -396,9 +400,9 @@ TEST_F(QTXIndexFileTest, AgreesWithAModelOverManyRandomOperations) {
             int found = 0;
             unsigned int record = Find(key, &found, prefix ? 0 : 1);
             auto first = entries.lower_bound(key);
-            bool expected = first != entries.end() &&
-                            (prefix ? first->first.compare(0, key.size(), key) == 0
-                                    : first->first == key);
+            bool expected =
+                first != entries.end() &&
+                (prefix ? first->first.compare(0, key.size(), key) == 0 : first->first == key);
             ASSERT_EQ(found, expected ? 1 : 0) << op << " '" << key << "'";
             if (expected) {
                 // The cursor stands on the first of the equal keys; from

@@ -56,9 +56,8 @@ TEST_F(XBaseTableTest, CreatedFilesHoldExactlyTheFormat) {
 
     XBaseTable plain(&app_);
     Create(plain, "empty.dbf", {});
-    EXPECT_EQ(Bytes("empty.dbf"),
-              std::string("\x03") + Today() + U32(0) + U16(33) + U16(1) + std::string(20, '\0') +
-                  "\x0D\x1A");
+    EXPECT_EQ(Bytes("empty.dbf"), std::string("\x03") + Today() + U32(0) + U16(33) + U16(1) +
+                                      std::string(20, '\0') + "\x0D\x1A");
     EXPECT_EQ(Bytes("empty.dbt"), "");  // no memo field, no memo file
     XBaseTable reopened(&app_);
     ASSERT_TRUE(Open(reopened, "empty.dbf")) << reopened.error().c_str();
@@ -220,7 +219,9 @@ TEST_F(XBaseTableTest, MemoBlocksAreAllocatedAtTheEnd) {
     EXPECT_EQ(Bytes("m.dbt").substr(512, 10), exact.substr(0, 10));
 
     // A 0x1A inside a memo ends it on the next read.
-    Field(reader, 1)->Set(String("before\x1A" "after"));
+    Field(reader, 1)->Set(
+        String("before\x1A"
+               "after"));
     ASSERT_TRUE(reader.Update());
     ASSERT_TRUE(reader.Goto(1));
     EXPECT_STREQ(Field(reader, 1)->data(), "before");
@@ -232,8 +233,8 @@ TEST_F(XBaseTableTest, OpeningDamagedOrForeignFilesFailsWithTheReason) {
     EXPECT_EQ(std::string(table.error().c_str()).rfind("Error opening 'missing.dbf': ", 0), 0u)
         << table.error().c_str();
 
-    std::string header = std::string("\x30") + Today() + U32(0) + U16(65) + U16(2) +
-                         std::string(20, '\0');
+    std::string header =
+        std::string("\x30") + Today() + U32(0) + U16(65) + U16(2) + std::string(20, '\0');
     Put("foxpro.dbf", header + Descriptor("A", 'C', 1, 0) + "\x0D");
     EXPECT_FALSE(Open(table, "foxpro.dbf"));
     EXPECT_STREQ(table.error().c_str(), "'foxpro.dbf': Unsupported xBase file version (0x30)");
@@ -244,8 +245,8 @@ TEST_F(XBaseTableTest, OpeningDamagedOrForeignFilesFailsWithTheReason) {
     EXPECT_STREQ(table.error().c_str(),
                  "'float.dbf' contains an unsupported field (RATE) of type 'F'");
 
-    Put("short.dbf", std::string("\x03") + Today() + U32(0) + U16(32) + U16(1) +
-                         std::string(20, '\0'));
+    Put("short.dbf",
+        std::string("\x03") + Today() + U32(0) + U16(32) + U16(1) + std::string(20, '\0'));
     EXPECT_FALSE(Open(table, "short.dbf"));
     EXPECT_EQ(std::string(table.error().c_str()).rfind("Error reading from 'short.dbf': ", 0), 0u);
 
@@ -256,7 +257,8 @@ TEST_F(XBaseTableTest, OpeningDamagedOrForeignFilesFailsWithTheReason) {
     // A record length too short for the fields would read past the record.
     Put("narrow.dbf", header + Descriptor("A", 'C', 40, 0) + "\x0D");
     EXPECT_FALSE(Open(table, "narrow.dbf"));
-    EXPECT_STREQ(table.error().c_str(), "'narrow.dbf' is corrupt (its fields are longer than its records)");
+    EXPECT_STREQ(table.error().c_str(),
+                 "'narrow.dbf' is corrupt (its fields are longer than its records)");
 
     // A table that says 3 but has a memo field needs its memo file.
     Put("memo3.dbf", std::string("\x03") + Today() + U32(0) + U16(65) + U16(11) +
@@ -276,7 +278,8 @@ TEST_F(XBaseTableTest, CreateRefusesMoreThan2046Fields) {
     }
     XBaseTable table(&app_);
     EXPECT_FALSE(table.Create(OxinPathData, String("wide.dbf"), "", 0, many));
-    EXPECT_STREQ(table.error().c_str(), "Error creating 'wide.dbf': too many fields (maximum 2046)");
+    EXPECT_STREQ(table.error().c_str(),
+                 "Error creating 'wide.dbf': too many fields (maximum 2046)");
     delete many.Remove(ListTail);
     ASSERT_TRUE(table.Create(OxinPathData, String("wide.dbf"), "", 0, many));
     EXPECT_EQ(table.headerlength(), 33 + 32 * 2046);
@@ -284,8 +287,9 @@ TEST_F(XBaseTableTest, CreateRefusesMoreThan2046Fields) {
 
 TEST(XBaseTablePaths, MemoPathReplacesTheLastExtension) {
     const char* cases[][2] = {
-        {"a/b", "a/b.dbt"},         {"a.b/c", "a.b/c.dbt"},   {"x.dbf", "x.dbt"},
-        {"dir/x.y.dbf", "dir/x.y.dbt"}, {".dbf", ".dbf.dbt"}, {"", ""},
+        {"a/b", "a/b.dbt"},   {"a.b/c", "a.b/c.dbt"},
+        {"x.dbf", "x.dbt"},   {"dir/x.y.dbf", "dir/x.y.dbt"},
+        {".dbf", ".dbf.dbt"}, {"", ""},
     };
     for (auto& c : cases) {
         String memo;
