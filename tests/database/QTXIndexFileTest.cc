@@ -221,6 +221,29 @@ TEST_F(QTXIndexFileTest, DeletingFindsTheExactEntryOrSaysItIsNotThere) {
     EXPECT_TRUE(All(index_).empty());
 }
 
+// Removing the entry under the cursor, without a search, mends the pages as
+// a search-and-delete does.
+TEST_F(QTXIndexFileTest, DeleteUnderTheCursor) {
+    Make(QTXString);
+    std::vector<Entry> expected;
+    for (unsigned int i = 1; i <= 60; i++) {
+        std::string key = "k" + std::to_string(1000 + i * 37 % 61);
+        ASSERT_TRUE(Insert(i, key));
+        expected.push_back({key, i});
+    }
+    std::sort(expected.begin(), expected.end());
+    for (unsigned int i = 1; i <= 60; i += 2) {
+        std::string key = "k" + std::to_string(1000 + i * 37 % 61);
+        ASSERT_TRUE(index_._Seek(Raw(key), static_cast<int>(key.size()), i, 1));
+        EXPECT_FALSE(index_.Delete_Current(i + 1));  // not the entry under the cursor
+        ASSERT_TRUE(index_._Seek(Raw(key), static_cast<int>(key.size()), i, 1));
+        ASSERT_TRUE(index_.Delete_Current(i)) << index_.error().c_str();
+        expected.erase(std::find(expected.begin(), expected.end(), Entry{key, i}));
+        ASSERT_EQ(All(index_), expected) << "after deleting record " << i;
+    }
+    EXPECT_TRUE(Sound());
+}
+
 // A cursor of one process goes on correctly after another process split and
 // merged the pages under it.
 TEST_F(QTXIndexFileTest, CursorFollowsChangesByAnotherProcess) {
