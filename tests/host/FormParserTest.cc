@@ -168,4 +168,47 @@ TEST(FormParserTest, WithoutABoundaryTheFirstLineIsIt) {
     EXPECT_EQ(listing(globals), "k=v;");
 }
 
+// Random forms whose values are full of line ends, dashes and pieces of the
+// boundary give back exactly their values, whole or in random blocks.
+TEST(FormParserTest, RandomMultipartValuesComeBackExactly) {
+    std::mt19937 random(5);
+    for (int n = 0; n < 300; n++) {
+        std::string boundary;
+        int boundary_length = 1 + static_cast<int>(random() % 12);
+        for (int i = 0; i < boundary_length; i++)
+            boundary += static_cast<char>('a' + random() % 3);
+        std::string separator = "\r\n--" + boundary;
+        std::string body = "--" + boundary;
+        std::string expected;
+        int parts = 1 + static_cast<int>(random() % 4);
+        for (int p = 0; p < parts; p++) {
+            std::string value;
+            do {
+                value.clear();
+                int length = static_cast<int>(random() % 30);
+                while (static_cast<int>(value.size()) < length) {
+                    int kind = static_cast<int>(random() % 4);
+                    if (kind == 0) value += separator.substr(0, random() % separator.size());
+                    if (kind == 1) value += "\r\n-";
+                    if (kind >= 2) value += static_cast<char>(random() % 256);
+                }
+            } while ((value + "\r").find(separator) != std::string::npos);
+            std::string name = "f" + std::to_string(p);
+            body += "\r\nContent-Disposition: form-data; name=\"" + name + "\"\r\n\r\n" + value +
+                    separator;
+            expected += name + "=" + value + ";";
+        }
+        body += "--\r\n";
+        std::string type =
+            random() % 2 ? "multipart/form-data; boundary=" + boundary : "multipart/form-data";
+        for (unsigned seed : {0u, static_cast<unsigned>(n + 1)}) {
+            Dictionary dictionary;
+            VariableHash globals(&dictionary);
+            MultipartFormParser parser(nullptr, nullptr, &globals, 0, type.c_str());
+            ASSERT_EQ(feed(&parser, body, seed), "") << n;
+            ASSERT_EQ(listing(globals), expected) << n << " " << seed;
+        }
+    }
+}
+
 }  // namespace
