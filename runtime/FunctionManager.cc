@@ -3,9 +3,9 @@
 #include <cstring>
 #include <memory>
 
+#include "base/LittleEndian.h"
 #include "runtime/Dictionary.h"
 #include "runtime/Function.h"
-#include "base/LittleEndian.h"
 #include "runtime/StoredHashTable.h"
 #include "runtime/TaggedFile.h"
 #include "variables/VariableHash.h"
@@ -149,6 +149,7 @@ bool FunctionManager::Read(TaggedFile* file) {
         uint32_t next = get_u32(links.data() + n * kChainRecordSize);
         chain[n] = next < static_cast<uint32_t>(count) ? static_cast<int>(next) : -1;
     }
+    if (!StoredHashTable::ChainsEnd(chain.data(), count)) return Fail(kCorruptText);
 
     std::vector<std::unique_ptr<Function>> functions;
     functions.reserve(count);

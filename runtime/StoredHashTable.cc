@@ -1,8 +1,8 @@
 #include "runtime/StoredHashTable.h"
 
 #include "base/Hash.h"
-#include "base/MemCmpI.h"
 #include "base/LittleEndian.h"
+#include "base/MemCmpI.h"
 #include "runtime/TaggedFile.h"
 
 namespace {
@@ -34,6 +34,22 @@ int StoredHashTable::used_buckets() const {
     for (int32_t head : heads_)
         used += head != -1;
     return used;
+}
+
+bool StoredHashTable::ChainsEnd(const int* links, int count) {
+    // 0 not seen, 1 on the walk in progress, 2 known to end.
+    std::vector<unsigned char> state(static_cast<size_t>(count), 0);
+    for (int start = 0; start < count; start++) {
+        int n = start;
+        while (n >= 0 && n < count && state[n] == 0) {
+            state[n] = 1;
+            n = links[n];
+        }
+        if (n >= 0 && n < count && state[n] == 1) return false;
+        for (n = start; n >= 0 && n < count && state[n] == 1; n = links[n])
+            state[n] = 2;
+    }
+    return true;
 }
 
 int32_t StoredHashTable::head(int bucket) const {

@@ -32,6 +32,10 @@ class StoredHashTable {
     // 0..kMaxBits.
     explicit StoredHashTable(int bits = 0);
 
+    // True when following links (-1 ends a chain) from any entry comes to
+    // an end: a stored chain that runs in a circle would hang every lookup.
+    static bool ChainsEnd(const int* links, int count);
+
     int bits() const { return bits_; }
     int buckets() const { return static_cast<int>(heads_.size()); }
     // Buckets whose chain is not empty.

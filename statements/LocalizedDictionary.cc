@@ -70,6 +70,13 @@ bool LocalizedDictionary::Read(TaggedFile* file) {
         pieces[i] = {static_cast<int>(get_u32(p)), static_cast<int>(get_u32(p + 4)),
                      next < count ? static_cast<int>(next) : -1};
     }
+    std::vector<int> links(count);
+    for (uint32_t i = 0; i < count; i++)
+        links[i] = pieces[i].next;
+    if (!StoredHashTable::ChainsEnd(links.data(), static_cast<int>(count))) {
+        delete[] pieces;
+        return Fail(kCorruptText);
+    }
     delete[] pieces_;
     pieces_ = pieces;
     count_ = static_cast<int>(count);

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <vector>
 
+#include "base/LittleEndian.h"
 #include "base/MemCmpI.h"
 #include "runtime/Dictionary.h"
-#include "base/LittleEndian.h"
 #include "runtime/StoredHashTable.h"
 #include "runtime/TaggedFile.h"
 #include "variables/ReferenceVariable.h"
@@ -403,6 +403,10 @@ bool VariableHash::Read(TaggedFile* file) {
         entries_[n].id = static_cast<int>(get_u32(record));
         uint32_t next = get_u32(record + 4);
         links_[n] = next < static_cast<uint32_t>(capacity_) ? static_cast<int>(next) : -1;
+    }
+    if (!StoredHashTable::ChainsEnd(links_, capacity_)) {
+        Error(String("File is either corrupt or not a valid compiled Oxin Script file"));
+        return false;
     }
     count_ = capacity_;
     return true;

@@ -3,6 +3,7 @@
 // missing section leaves the current one in place.
 
 #include <cstring>
+#include <vector>
 
 #include "base/LittleEndian.h"
 #include "runtime/StoredHashTable.h"
@@ -233,3 +234,23 @@ TEST_F(TaggedFileTest, SectionZeroIsNeverLeftOpen) {
 }
 
 }  // namespace
+
+// Stored chains are followed on every lookup, so one that runs in a circle
+// must be refused when the table is read.
+TEST(StoredHashTableChains, ACircleAnywhereIsFound) {
+    struct {
+        std::vector<int> links;
+        bool end;
+    } cases[] = {
+        {{}, true},
+        {{-1, 0, 1, 2}, true},      // one chain 3 -> 2 -> 1 -> 0
+        {{-1, 0, 0, 7, -1}, true},  // shared tails and links out of range end
+        {{0}, false},               // an entry linked to itself
+        {{1, 2, 0}, false},         // a circle of three
+        {{-1, 2, 3, 4, 2}, false},  // a walk that enters a circle late
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(StoredHashTable::ChainsEnd(c.links.data(), static_cast<int>(c.links.size())),
+                  c.end);
+    }
+}
