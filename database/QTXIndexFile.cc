@@ -209,10 +209,7 @@ int QTXIndexFile::Create(File* file, const char* path, const unsigned char* keye
 // The header. Besides its magic and version, the geometry must describe
 // pages that can hold a full page's entries, or no page could be read safely.
 int QTXIndexFile::ReadHeader() {
-    if (file_->Seek(0) != 0 || file_->Read(header_, kHeaderSize) != kHeaderSize) {
-        if (file_->error().length() == 0) file_->Error(String("unexpected end of file"));
-        return ReadFailed();
-    }
+    if (file_->Seek(0) != 0 || !file_->ReadExactly(header_, kHeaderSize)) return ReadFailed();
     bool sound = memcmp(header_ + kIdentifierOffset, kMagic, sizeof kMagic) == 0 &&
                  keyrecordsize() > 8 && order() >= 2 &&
                  4 + (order() + 1L) * keyrecordsize() <= pagesize();

@@ -29,10 +29,7 @@ QTXIndexPage::~QTXIndexPage() {
 }
 
 bool QTXIndexPage::ReadPage(File* file) {
-    if (file->Read(page_, pagesize_) != pagesize_) {
-        if (file->error().length() == 0) file->Error(String("unexpected end of file"));
-        return false;
-    }
+    if (!file->ReadExactly(page_, pagesize_)) return false;
     if (numentries() < 0 || numentries() > (pagesize_ - kCountSize) / keyrecordsize_) {
         file->Error(
             String("File is corrupt (the number of entries is larger than the maximum entries "

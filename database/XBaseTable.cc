@@ -236,18 +236,9 @@ int XBaseTable::LockOrFail(File* file, const String& path, FileLockType type, lo
     return 0;
 }
 
-// Reads exactly length bytes; a short read counts as a failure that names
-// the end of the file.
-static int ReadExactly(File* file, unsigned char* buffer, long length) {
-    int got = file->Read(buffer, static_cast<int>(length));
-    if (got == length) return 1;
-    if (got >= 0) file->Error(String("unexpected end of file"));
-    return 0;
-}
-
 int XBaseTable::ReadTableHeader() {
     unsigned char header[kHeaderSize];
-    if (!data_ || !SeekTo(data_, 0) || !ReadExactly(data_, header, kHeaderSize)) {
+    if (!data_ || !SeekTo(data_, 0) || !data_->ReadExactly(header, kHeaderSize)) {
         return data_ ? ReadFailed(data_, datapath_) : 0;
     }
     int version = header[kVersionOffset];
@@ -288,7 +279,7 @@ int XBaseTable::ReadTableFields() {
     fields_.Dump();
     std::vector<unsigned char> descriptors(headerlength_ - kHeaderSize);
     if (!SeekTo(data_, kHeaderSize) ||
-        !ReadExactly(data_, descriptors.data(), static_cast<long>(descriptors.size()))) {
+        !data_->ReadExactly(descriptors.data(), static_cast<int>(descriptors.size()))) {
         return ReadFailed(data_, datapath_);
     }
     int count = (headerlength_ - kHeaderSize - 1) / kDescriptorSize;
@@ -356,7 +347,7 @@ int XBaseTable::WriteTableFields() {
 
 int XBaseTable::ReadMemoHeader() {
     unsigned char header[4];
-    if (!SeekTo(memo_, 0) || !ReadExactly(memo_, header, sizeof header)) {
+    if (!SeekTo(memo_, 0) || !memo_->ReadExactly(header, sizeof header)) {
         return ReadFailed(memo_, memopath_);
     }
     firstfreeblock_ = static_cast<int>(get_u32(header));
@@ -386,18 +377,16 @@ int XBaseTable::Goto(int record) {
         return 0;
     }
     if (record > numrecords_) {
-        if (!LockOrFail(data_, datapath_, FileLockWrite, 0, headerlength_)) return 0;
-        long locked = headerlength_;
-        int result = ReadTableHeader();
-        data_->Release(0, locked);
-        if (!result) return 0;
+        // Another process may have appended it; the write lock orders this
+        // read after a running append.
+        if (!RefreshHeader(false)) return 0;
         if (record > numrecords_) {
             Error(String("Invalid record number"));
             return 0;
         }
     }
     std::vector<unsigned char> bytes(recordlength_);
-    if (!SeekTo(data_, RecordOffset(record)) || !ReadExactly(data_, bytes.data(), recordlength_)) {
+    if (!SeekTo(data_, RecordOffset(record)) || !data_->ReadExactly(bytes.data(), recordlength_)) {
         return ReadFailed(data_, datapath_);
     }
     deleted_ = bytes[0] == kDeletedFlag;
@@ -410,12 +399,24 @@ int XBaseTable::Goto(int record) {
     return 1;
 }
 
-int XBaseTable::RewriteHeader() {
+// Reads the header under its lock, keeping another process's record count,
+// and with rewrite stores it back with today's date.
+int XBaseTable::RefreshHeader(bool rewrite) {
     if (!LockOrFail(data_, datapath_, FileLockWrite, 0, headerlength_)) return 0;
     long locked = headerlength_;
-    int result = ReadTableHeader() && WriteTableHeader();
+    int result = ReadTableHeader() && (!rewrite || WriteTableHeader());
     data_->Release(0, locked);
     return result;
+}
+
+// The current record as stored: the deletion flag, then each field.
+void XBaseTable::BuildRecord(unsigned char* bytes) {
+    bytes[0] = deleted_ ? kDeletedFlag : kLiveFlag;
+    int position = 1;
+    for (XBaseField* field = fields_.First(); field; field = fields_.Next()) {
+        field->Write(&bytes[position]);
+        position += field->length();
+    }
 }
 
 int XBaseTable::Update() {
@@ -426,12 +427,7 @@ int XBaseTable::Update() {
     long offset = RecordOffset(recordnum_);
     if (!LockOrFail(data_, datapath_, FileLockWrite, offset, recordlength_)) return 0;
     std::vector<unsigned char> bytes(recordlength_);
-    bytes[0] = deleted_ ? kDeletedFlag : kLiveFlag;
-    int position = 1;
-    for (XBaseField* field = fields_.First(); field; field = fields_.Next()) {
-        field->Write(&bytes[position]);
-        position += field->length();
-    }
+    BuildRecord(bytes.data());
     int result =
         SeekTo(data_, offset) && data_->Write(bytes.data(), recordlength_) == recordlength_;
     if (result) {
@@ -440,7 +436,7 @@ int XBaseTable::Update() {
         WriteFailed(data_, datapath_);
     }
     data_->Release(offset, recordlength_);
-    return result && RewriteHeader();
+    return result && RefreshHeader(true);
 }
 
 int XBaseTable::Append() {
@@ -458,12 +454,7 @@ int XBaseTable::Append() {
     if (result) {
         deleted_ = 0;
         std::vector<unsigned char> bytes(recordlength_ + 1);
-        bytes[0] = kLiveFlag;
-        int position = 1;
-        for (XBaseField* field = fields_.First(); field; field = fields_.Next()) {
-            field->Write(&bytes[position]);
-            position += field->length();
-        }
+        BuildRecord(bytes.data());
         bytes[recordlength_] = kEndOfFile;
         int size = recordlength_ + 1;
         result = SeekTo(data_, RecordOffset(numrecords_ + 1)) &&
@@ -491,7 +482,7 @@ int XBaseTable::UpdateDeleted(int deleted) {
     int result = SeekTo(data_, offset) && data_->Write(&flag, 1) == 1;
     if (!result) WriteFailed(data_, datapath_);
     data_->Release(offset, recordlength_);
-    return result && RewriteHeader();
+    return result && RefreshHeader(true);
 }
 
 void XBaseTable::SwapOriginal() {

@@ -96,7 +96,8 @@ class XBaseTable {
     int WriteFailed(File* file, const String& path);
     int SeekTo(File* file, long position);
     long RecordOffset(int record) const;
-    int RewriteHeader();
+    int RefreshHeader(bool rewrite);
+    void BuildRecord(unsigned char* bytes);
     int FieldsLength();
     int Corrupt();
     void AddField(const char* name, int namelength, int type, int length, int decimalcount);

@@ -16,3 +16,10 @@ File::~File() {
     delete[] path_;
     if (manager_) manager_->FileClosed(this);
 }
+
+bool File::ReadExactly(void* buffer, int length) {
+    int got = Read(static_cast<char*>(buffer), length);
+    if (got == length) return true;
+    if (got >= 0) Error(String("unexpected end of file"));
+    return false;
+}

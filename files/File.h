@@ -60,6 +60,9 @@ class File {
     virtual const String& error() { return error_; }
 
     int Write(const String& text) { return Write(text.c_str(), text.length()); }
+    // Reads exactly length bytes; a short read fails with error() saying
+    // that the file ended.
+    bool ReadExactly(void* buffer, int length);
     int Read(unsigned char* buffer, int length) {
         return Read(reinterpret_cast<char*>(buffer), length);
     }

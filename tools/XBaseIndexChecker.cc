@@ -57,17 +57,12 @@ bool XBaseIndexChecker::LoadExpression() {
     for (;;) {
         size_t dot = expression.find('.', start);
         std::string name = Trimmed(expression.substr(start, dot - start));
-        int position = 0;
-        bool found = false;
         List<XBaseField>& fields = table_->fields();
-        for (XBaseField* field = fields.First(); field; field = fields.Next(), position++) {
-            if (strcasecmp(field->name(), name.c_str()) == 0) {
-                keyfields_.push_back(position);
-                found = true;
-                break;
-            }
-        }
-        if (!found) return false;
+        XBaseField* field = fields.First();
+        while (field && strcasecmp(field->name(), name.c_str()) != 0)
+            field = fields.Next();
+        if (!field) return false;
+        keyfields_.push_back(field);
         if (dot == std::string::npos) return true;
         start = dot + 1;
     }
@@ -79,13 +74,8 @@ std::string XBaseIndexChecker::KeyOf(int record) {
         return "";
     }
     std::string key;
-    for (int wanted : keyfields_) {
-        List<XBaseField>& fields = table_->fields();
-        XBaseField* field = fields.First();
-        for (int i = 0; i < wanted; i++)
-            field = fields.Next();
+    for (XBaseField* field : keyfields_)
         key += field->data();
-    }
     size_t limit = static_cast<size_t>(index_->keysize() - 1);
     return key.size() > limit ? key.substr(0, limit) : key;
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 class QTXIndexFile;
+class XBaseField;
 class XBaseTable;
 
 // Checks an index file against its table without changing either: every
@@ -37,7 +38,7 @@ class XBaseIndexChecker {
     XBaseTable* table_;
     std::vector<std::string> problems_;
     std::string summary_;
-    std::vector<int> keyfields_;  // positions in the field list, in key order
+    std::vector<XBaseField*> keyfields_;  // the table's fields, in key order
     bool comparekeys_ = false;
     std::set<unsigned int> visited_;
     std::map<unsigned int, int> records_;

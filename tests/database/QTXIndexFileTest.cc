@@ -41,32 +41,23 @@ class QTXIndexFileTest : public TableFixture {
         QTXIndexPage* top = index.stack().Top();
         return reinterpret_cast<const char*>(top->key(top->position));
     }
-    // Every entry in the order of the cursor.
-    static std::vector<Entry> All(QTXIndexFile& index) {
+    // Every entry in the order of the cursor, walked from the first entry
+    // forward or from the last backward.
+    static std::vector<Entry> Walk(QTXIndexFile& index, bool forward) {
         std::vector<Entry> entries;
         unsigned int record = 0;
-        EXPECT_TRUE(index._First(&record, 1));
+        EXPECT_TRUE(forward ? index._First(&record, 1) : index._Last(&record, 1));
         if (record) entries.push_back({CursorKey(index), record});
         const unsigned char* key = nullptr;
         while (record) {
-            EXPECT_TRUE(index._Next(&record, &key, 1));
+            EXPECT_TRUE(forward ? index._Next(&record, &key, 1) : index._Prev(&record, &key, 1));
             if (record) entries.push_back({reinterpret_cast<const char*>(key), record});
         }
+        if (!forward) std::reverse(entries.begin(), entries.end());
         return entries;
     }
-    static std::vector<Entry> AllBackwards(QTXIndexFile& index) {
-        std::vector<Entry> entries;
-        unsigned int record = 0;
-        EXPECT_TRUE(index._Last(&record, 1));
-        if (record) entries.push_back({CursorKey(index), record});
-        const unsigned char* key = nullptr;
-        while (record) {
-            EXPECT_TRUE(index._Prev(&record, &key, 1));
-            if (record) entries.push_back({reinterpret_cast<const char*>(key), record});
-        }
-        std::reverse(entries.begin(), entries.end());
-        return entries;
-    }
+    static std::vector<Entry> All(QTXIndexFile& index) { return Walk(index, true); }
+    static std::vector<Entry> AllBackwards(QTXIndexFile& index) { return Walk(index, false); }
     ::testing::AssertionResult Sound() {
         XBaseIndexChecker checker(&index_, nullptr);
         if (checker.Check()) return ::testing::AssertionSuccess();
