@@ -1,6 +1,8 @@
 #include "host/CGIApplication.h"
 
 #include <errno.h>
+#include <grp.h>
+#include <pwd.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -116,6 +118,7 @@ int CGIApplication::lockexpiration() {
 }
 
 void CGIApplication::Cancelled() {
+    interrupted_ = true;
     pthread_mutex_lock(&state_mutex_);
     if (!cancelled_flag) {
         cancelled_flag = 1;
@@ -257,7 +260,7 @@ bool CGIApplication::ProcessConfiguration(const String& path) {
             Error(message);
             return false;
         }
-        if (setuid(static_cast<uid_t>(script_owner_uid_)) != 0) {
+        if (!SwitchToScriptOwner()) {
             Error("Unable to switch to user mode");
             return false;
         }
@@ -265,6 +268,17 @@ bool CGIApplication::ProcessConfiguration(const String& path) {
     output_->Set_BufferSize(config_->value_integer(kConfigBufszOutput));
     output_->Set_FlushSize(config_->value_integer(kConfigBufszOutputFlush));
     return true;
+}
+
+// Root's groups must go before root's user id does, or the script keeps the
+// rights of group 0 and of every supplementary group of the starting user.
+// The script runs with its owner's primary group and no others.
+bool CGIApplication::SwitchToScriptOwner() {
+    const passwd* owner = getpwuid(static_cast<uid_t>(script_owner_uid_));
+    if (!owner) return false;
+    gid_t group = owner->pw_gid;
+    return setgroups(0, nullptr) == 0 && setgid(group) == 0 &&
+           setuid(static_cast<uid_t>(script_owner_uid_)) == 0;
 }
 
 int CGIApplication::Go() {

@@ -2,6 +2,8 @@
 
 #include <pthread.h>
 
+#include <atomic>
+
 #include "extensions/UNIXExternalLibraryManager.h"
 #include "files/UNIXFileManager.h"
 #include "host/OxinApplication.h"
@@ -68,6 +70,9 @@ class CGIApplication : public OxinApplication {
     bool GetScriptInformation(File** file, String& path);
     bool LoadScript(File* file, TaggedFile* tagged, const String& path);
     bool ProcessConfiguration(const String& path);
+    // Drops every group of the starting user and takes the script owner's
+    // user id and primary group; false when any step fails.
+    bool SwitchToScriptOwner();
     bool AddEnvironmentVariables();
     bool AddSystemVariables();
     bool AddQueryArguments();
@@ -75,6 +80,10 @@ class CGIApplication : public OxinApplication {
     bool AddAPIVariables();
     bool OutputCookie();
     bool ProcessPOSTedData();
+    enum class BodyWait { kReady, kTimedOut, kInterrupted };
+    // Until descriptor 0 has bytes (or an end or error to read), the POST
+    // deadline passes, or a signal cancels the request.
+    BodyWait WaitForBody();
     // Sets system variable name to value (-1: measure).
     void SetSystemVariable(const char* name, const char* value, int length = -1);
     void SetSystemVariable(const char* name, long value);
@@ -101,6 +110,9 @@ class CGIApplication : public OxinApplication {
     const char* path_info_;
     const char* query_string_;
     bool headers_started_ = false;
+    // Set by Cancelled, from a signal or a failed write: unlike
+    // cancelled_flag it is not raised by a deadline nor cleared by a reset.
+    std::atomic<bool> interrupted_{false};
     OxinVM* main_vm_ = nullptr;
     OxinVM* current_vm_ = nullptr;
 

@@ -1,9 +1,12 @@
 // The body of a POST request, read from descriptor 0 block by block into
 // the parser of its content type.
 
+#include <errno.h>
+#include <poll.h>
 #include <strings.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,12 +19,29 @@
 namespace {
 
 constexpr int kBlockSize = 8192;
+// How long one wait for the body lasts before the flags are looked at again.
+constexpr int kWaitSliceMilliseconds = 1000;
 
 bool starts_with(const char* text, const char* prefix) {
     return strncasecmp(text, prefix, strlen(prefix)) == 0;
 }
 
 }  // namespace
+
+// A client that stops sending must not hold the process: the wait for the
+// next bytes gives way to the POST deadline (raised at a beat) and to a
+// signal from the web server (which interrupts the wait at once). While an
+// upload streams its file the POST deadline is off and only a signal ends
+// the wait.
+CGIApplication::BodyWait CGIApplication::WaitForBody() {
+    pollfd input = {0, POLLIN, 0};
+    for (;;) {
+        int ready = poll(&input, 1, kWaitSliceMilliseconds);
+        if (ready > 0 || (ready < 0 && errno != EINTR)) return BodyWait::kReady;
+        if (interrupted_) return BodyWait::kInterrupted;
+        if (post_timed_out) return BodyWait::kTimedOut;
+    }
+}
 
 bool CGIApplication::ProcessPOSTedData() {
     const char* type = getenv("CONTENT_TYPE");
@@ -46,6 +66,11 @@ bool CGIApplication::ProcessPOSTedData() {
             Error("POST content length exceeds configured maximum for unknown content types");
             return false;
         }
+        // The body becomes one variable, whose length is an int.
+        if (length >= INT_MAX) {
+            Error("Out of memory");
+            return false;
+        }
         parser = new UnknownContentHandler(system_, static_cast<int>(length));
     }
 
@@ -54,6 +79,13 @@ bool CGIApplication::ProcessPOSTedData() {
     bool ok = true;
     for (long due = length; due > 0;) {
         int wanted = due < kBlockSize ? static_cast<int>(due) : kBlockSize;
+        BodyWait wait = WaitForBody();
+        if (wait != BodyWait::kReady) {
+            Error(wait == BodyWait::kTimedOut ? "Timeout processing POST data"
+                                              : "Application timed out");
+            ok = false;
+            break;
+        }
         int got = static_cast<int>(read(0, block, wanted));
         if (got == 0) break;
         if (post_timed_out) {

@@ -1,5 +1,6 @@
 #include "host/HeartbeatThread.h"
 
+#include <csignal>
 #include <ctime>
 
 #include "host/OxinApplication.h"
@@ -7,7 +8,13 @@
 HeartbeatThread::HeartbeatThread(OxinApplication* application) : application_(application) {
     pthread_mutex_init(&mutex_, nullptr);
     pthread_mutex_lock(&mutex_);
+    // The beat takes no signals: those of the web server reach the main
+    // thread, where they interrupt whatever it waits for.
+    sigset_t all, kept;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &kept);
     running_ = pthread_create(&thread_, nullptr, Run, this) == 0;
+    pthread_sigmask(SIG_SETMASK, &kept, nullptr);
     if (!running_) pthread_mutex_unlock(&mutex_);
 }
 

@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include <climits>
 #include <cstring>
 
 #include "files/File.h"
@@ -334,6 +335,11 @@ bool MultipartFormParser::Form_Fragment_Start() {
 
 bool MultipartFormParser::Form_Fragment_Write(const char* data, int length) {
     if (file_name_.empty()) {
+        // A field becomes a variable, whose length is an int.
+        if (static_cast<long>(value_.size()) + length >= INT_MAX) {
+            Error(String("Out of memory"));
+            return false;
+        }
         value_.append(data, length);
         return true;
     }

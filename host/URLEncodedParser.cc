@@ -1,5 +1,8 @@
 #include "host/URLEncodedParser.h"
 
+#include <algorithm>
+#include <climits>
+
 #include "variables/VariableHash.h"
 
 namespace {
@@ -33,6 +36,9 @@ void URLEncodedParser::Escape(char c, std::string* into, State back) {
 }
 
 bool URLEncodedParser::Parse(const char* data, int length) {
+    // Names and values become variables, whose lengths are ints.
+    if (length > 0 && static_cast<long>(std::max(name_.size(), value_.size())) + length >= INT_MAX)
+        return Fail("Out of memory");
     for (int i = 0; i < length; i++) {
         char c = data[i];
         switch (state_) {

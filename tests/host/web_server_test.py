@@ -9,6 +9,7 @@ Usage: web_server_test.py BUILD_DIR SOURCE_DIR [unittest arguments]
 import os
 import pwd
 import shutil
+import signal
 import socket
 import subprocess
 import sys
@@ -199,7 +200,15 @@ class ServerTests:
     @classmethod
     def tearDownClass(cls):
         cls.web.stop()
+        # The engine's standard error goes to the server's log: a sanitizer
+        # report there fails the run even when the page looked right.
+        root = cls.site.root
+        logs = [os.path.join(root, "logs", n) for n in os.listdir(os.path.join(root, "logs"))]
+        logs += [os.path.join(root, n) for n in os.listdir(root) if n.endswith(".out")]
+        reports = [line for name in logs for line in open(name, errors="replace")
+                   if "Sanitizer" in line or "runtime error:" in line]
         cls.site.remove()
+        assert not reports, "".join(reports[:20])
 
     def get(self, path, *options):
         return curl(self.port, path, *options)
@@ -384,6 +393,111 @@ class DirectTests(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertEqual(body, b"Unable to execute 'corrupt.oxc': File is either corrupt or "
                                b"not a valid compiled Oxin Script file")
+
+    def start_engine(self, path_info, length, content_type, environment=None):
+        """The engine reading a body from a pipe that the test holds open."""
+        env = {"PATH": "/usr/bin:/bin", "PATH_INFO": path_info, "CONTENT_LENGTH": str(length),
+               "CONTENT_TYPE": content_type}
+        env.update(environment or self.site.environment)
+        return subprocess.Popen([self.site.engine], env=env, cwd=self.site.root,
+                                stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+
+    def finish(self, engine, seconds):
+        """(exit status, body) of an engine that must end within seconds,
+        its standard input left as it is."""
+        try:
+            engine.wait(timeout=seconds)
+        finally:
+            engine.kill()
+            out = engine.stdout.read()
+            engine.stdout.close()
+            if not engine.stdin.closed:
+                engine.stdin.close()
+        return engine.returncode, out.partition(b"\r\n\r\n")[2]
+
+    def test_stalled_body_ends_at_the_post_deadline(self):
+        engine = self.start_engine("/form/index.oxc", 100, "application/x-www-form-urlencoded")
+        engine.stdin.write(b"name=x")
+        engine.stdin.flush()
+        start = time.time()
+        # timeout_post is 2 s, noticed at the next beat of 5 s.
+        status, body = self.finish(engine, 12)
+        self.assertEqual((status, body), (1, b"Timeout processing POST data"))
+        self.assertLess(time.time() - start, 8.5)
+
+    def test_signal_ends_a_stalled_body_at_once(self):
+        engine = self.start_engine("/form/index.oxc", 100, "application/x-www-form-urlencoded")
+        engine.stdin.write(b"name=x")
+        engine.stdin.flush()
+        time.sleep(0.5)
+        engine.send_signal(signal.SIGTERM)
+        start = time.time()
+        status, body = self.finish(engine, 5)
+        self.assertLess(time.time() - start, 1.5)
+        self.assertEqual((status, body), (1, b"Application timed out"))
+
+    def test_body_longer_than_a_variable_can_hold(self):
+        config = os.path.join(self.site.root, "unlimited.conf")
+        with open(self.site.config) as f, open(config, "w") as out:
+            out.write(f.read() + "max_unknown_content_length = 0\n")
+        environment = dict(self.site.environment, OxCONFIG_FILE=config)
+        engine = self.start_engine("/request.oxc", 3_000_000_000, "text/plain", environment)
+        engine.stdin.write(b"abc")
+        engine.stdin.close()
+        self.assertEqual(self.finish(engine, 10), (1, b"Out of memory"))
+
+    def test_cut_off_upload_leaves_a_temporary_that_the_cleaner_removes(self):
+        data = os.path.join(self.site.root, "data")
+        body = (b"--xx\r\nContent-Disposition: form-data; name=\"one\"; filename=\"a.txt\"\r\n"
+                b"Content-Type: text/plain\r\n\r\n" + b"x" * 5000)
+        engine = self.start_engine("/upload/index.oxc", len(body) + 100,
+                                   "multipart/form-data; boundary=xx")
+        engine.stdin.write(body)
+        engine.stdin.close()
+        self.finish(engine, 10)
+        left = [n for n in os.listdir(data) if n.startswith("OXIN_FUP.")]
+        self.assertEqual(len(left), 1)
+        # Beside it: a young temporary, and old files the cleaner must keep.
+        for name in ("OXIN_FUP.ff", "OXIN_FUP.x1", "OXIN_FUP_1", "other"):
+            open(os.path.join(data, name), "w").close()
+        os.symlink(os.path.join(data, "other"), os.path.join(data, "OXIN_FUP.a0"))
+        os.mkdir(os.path.join(data, "OXIN_FUP.b0"))
+        hour_ago = time.time() - 3700
+        for name in left + ["OXIN_FUP.x1", "OXIN_FUP_1", "OXIN_FUP.b0", "other"]:
+            os.utime(os.path.join(data, name), (hour_ago, hour_ago))
+        os.utime(os.path.join(data, "OXIN_FUP.a0"), (hour_ago, hour_ago), follow_symlinks=False)
+        cleaner = subprocess.run([os.path.join(BUILD, "bin/oxin-clean-uploads"), "--older-than",
+                                  "60", data], capture_output=True, check=True)
+        self.assertEqual(cleaner.stdout.decode(), os.path.join(data, left[0]) + "\n")
+        self.assertEqual(sorted(n for n in os.listdir(data) if "FUP" in n),
+                         ["OXIN_FUP.a0", "OXIN_FUP.b0", "OXIN_FUP.ff", "OXIN_FUP.x1", "OXIN_FUP_1"])
+
+    @unittest.skipUnless(ROOT, "only a process started as root changes user")
+    def test_script_runs_without_the_groups_of_root(self):
+        secret = os.path.join(self.site.root, "scripts/secret.oxc")
+        shutil.copy(os.path.join(self.site.root, "scripts/hello/index.oxc"), secret)
+        os.chown(secret, 0, 0)
+        os.chmod(secret, 0o640)
+        status, _, body = self.run_engine("/dosecret.oxc")
+        self.assertEqual(status, 0)
+        self.assertTrue(body.startswith(b"before ") and b"OxDO: Permission denied" in body, body)
+        # Seen from outside while the engine waits for its body.
+        engine = self.start_engine("/form/index.oxc", 100, "application/x-www-form-urlencoded")
+        nobody = pwd.getpwnam("nobody")
+        try:
+            deadline = time.time() + 5
+            while True:
+                with open(f"/proc/{engine.pid}/status") as f:
+                    status = dict(line.split(":", 1) for line in f.read().splitlines())
+                if status["Uid"].split()[0] == str(nobody.pw_uid) or time.time() > deadline:
+                    break
+                time.sleep(0.05)
+        finally:
+            engine.kill()
+            self.finish(engine, 5)
+        self.assertEqual(status["Uid"].split(), [str(nobody.pw_uid)] * 4)
+        self.assertEqual(status["Gid"].split(), [str(nobody.pw_gid)] * 4)
+        self.assertEqual(status["Groups"].split(), [])
 
     @unittest.skipUnless(ROOT, "only a process started as root changes user")
     def test_script_owned_by_root(self):
