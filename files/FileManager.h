@@ -4,6 +4,7 @@
 
 #include "base/List.h"
 #include "base/StringClass.h"
+#include "files/FaultInjection.h"
 #include "files/File.h"
 
 class OxinApplication;
@@ -97,6 +98,8 @@ class FileManager {
     virtual void SecurityOptions(int options) { security_options_ = options; }
 
     OxinApplication* app() const { return app_; }
+    // The failures that tests plan for the files of this manager.
+    FaultInjection& faults() { return faults_; }
     int max_files() const { return max_files_; }
     int security_options() const { return security_options_; }
     int active_count() { return active_.Entries(); }
@@ -109,4 +112,5 @@ class FileManager {
     int security_options_ = 0;
     List<File> active_{0};
     List<File> inactive_{0};
+    FaultInjection faults_;
 };

@@ -58,12 +58,20 @@ bool UNIXFile::GroupID(int* gid) {
     return true;
 }
 
+// A failure that a test planned: the operation fails with an I/O error.
+bool UNIXFile::Injected(FileFault kind) {
+    if (!manager_ || !manager_->faults().Fail(kind)) return false;
+    errno = EIO;
+    SystemError();
+    return true;
+}
+
 bool UNIXFile::Positioned() {
     return position_ >= 0;
 }
 
 int UNIXFile::Read(char* buffer, int length) {
-    if (!Ready()) return -1;
+    if (!Ready() || Injected(FileFault::kRead)) return -1;
     ssize_t n = Positioned() ? pread(fd_, buffer, length, position_) : read(fd_, buffer, length);
     if (n < 0) {
         SystemError();
@@ -75,6 +83,13 @@ int UNIXFile::Read(char* buffer, int length) {
 
 int UNIXFile::Write(const char* buffer, int length) {
     if (!Ready()) return -1;
+    // A planned failure tears the write: half of it reaches the disk.
+    if (manager_ && manager_->faults().Fail(FileFault::kWrite)) {
+        if (length > 1) Write(buffer, length / 2);
+        errno = EIO;
+        SystemError();
+        return -1;
+    }
     ssize_t n = Positioned() ? pwrite(fd_, buffer, length, position_) : write(fd_, buffer, length);
     if (n < 0) {
         SystemError();
@@ -121,6 +136,7 @@ bool UNIXFile::IsDirectory(bool* directory) {
 
 bool UNIXFile::RecordLock(short type, long offset, long length) {
     if (!Ready()) return false;
+    if (type != F_UNLCK && Injected(FileFault::kLock)) return false;
     struct flock lock = {};
     lock.l_type = type;
     lock.l_whence = SEEK_SET;
@@ -168,6 +184,10 @@ void UNIXFile::Release() {
 }
 
 bool UNIXFile::Activate(String& error) {
+    if (Injected(FileFault::kOpen)) {
+        error = error_;
+        return false;
+    }
     if (contained_) {
         auto* manager = static_cast<UNIXFileManager*>(manager_);
         fd_ = manager->OpenContained(path_type_, path_, open_flags_);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "files/FaultInjection.h"
 #include "files/File.h"
 
 // A File on a POSIX descriptor. fd is -1 while the file is deactivated; every
@@ -39,6 +40,7 @@ class UNIXFile : public File {
     // Reactivates through the manager when needed; false with the error set.
     bool Ready();
     bool SystemError();
+    bool Injected(FileFault kind);
     bool Stat(struct stat* status);
     bool RecordLock(short type, long offset, long length);
     bool Positioned();

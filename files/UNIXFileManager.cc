@@ -134,6 +134,13 @@ bool UNIXFileManager::SystemError() {
     return false;
 }
 
+bool UNIXFileManager::Injected(FileFault kind) {
+    if (!faults_.Fail(kind)) return false;
+    errno = EIO;
+    SystemError();
+    return true;
+}
+
 bool UNIXFileManager::Fail(const char* text) {
     Error(String(text));
     return false;
@@ -537,6 +544,7 @@ bool UNIXFileManager::CopyDescriptors(int from, int to) {
 // Contained operations
 
 File* UNIXFileManager::Open(Oxin_PathType type, const char* path, int flags) {
+    if (Injected(FileFault::kOpen)) return nullptr;
     int open_flags = SystemOpenFlags(flags);
     int fd = OpenContained(type, path, open_flags);
     if (fd < 0) return nullptr;
@@ -846,7 +854,7 @@ char* UNIXFileManager::NormalizeContainedPath(Oxin_PathType type, const char* pa
 // Uncontained operations
 
 File* UNIXFileManager::Open(const char* path, int flags) {
-    if (!FreeFileSpace(1)) return nullptr;
+    if (Injected(FileFault::kOpen) || !FreeFileSpace(1)) return nullptr;
     int open_flags = SystemOpenFlags(flags);
     int fd = open(path, open_flags, 0666);
     if (fd < 0) {

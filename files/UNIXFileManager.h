@@ -111,6 +111,8 @@ class UNIXFileManager : public FileManager {
 
     // Records the system's text for errno; returns false.
     bool SystemError();
+    // A failure that a test planned: true, with an I/O error as the text.
+    bool Injected(FileFault kind);
     // Records text; returns false.
     bool Fail(const char* text);
     bool InitializeRoot(const char* dir, const char* word, const char* user, int symlink_bit,
