@@ -452,8 +452,7 @@ int XBaseTable::LockTable() {
         return 0;
     }
     long records = static_cast<long>(numrecords_) * recordlength_;
-    if (records > 0 &&
-        !LockOrFail(data_, datapath_, FileLockWrite, lockedlength_, records)) {
+    if (records > 0 && !LockOrFail(data_, datapath_, FileLockWrite, lockedlength_, records)) {
         ReleaseTable();
         return 0;
     }

@@ -19,9 +19,8 @@ void XBaseIndexChecker::Problem(const std::string& text) {
 }
 
 bool XBaseIndexChecker::Check() {
-    comparekeys_ = table_ && expression_.Parse(reinterpret_cast<const char*>(
-                                 index_->keyexpression()),
-                             table_);
+    comparekeys_ =
+        table_ && expression_.Parse(reinterpret_cast<const char*>(index_->keyexpression()), table_);
     if (table_) numrecords_ = std::min(table_->numrecords(), std::max(table_->RecordsHeld(), 0));
     if (!index_->file()->Lock(FileLockRead, 0, QTXIndexFile::kHeaderSize)) {
         Problem("cannot lock the index header for reading: " +

@@ -300,7 +300,8 @@ TEST_F(XBaseTableTest, HeaderCountingMissingRecordsIsNotTrusted) {
 
     Put("t.dbf", bytes.substr(0, 4) + U32(0xFFFFFFFF) + bytes.substr(8));
     EXPECT_FALSE(Open(lying, "t.dbf"));
-    EXPECT_STREQ(lying.error().c_str(), "'t.dbf' is corrupt (its header counts 4294967295 records)");
+    EXPECT_STREQ(lying.error().c_str(),
+                 "'t.dbf' is corrupt (its header counts 4294967295 records)");
 }
 
 // A memo block number outside the memo file, even one beyond an int, is an
@@ -341,8 +342,8 @@ TEST_F(XBaseTableTest, OxinDbfReportsAMiscountOnceAndBoundsItsErrors) {
     std::string bytes = Bytes("t.dbf");
     Put("t.dbf", bytes.substr(0, 4) + U32(200000) + bytes.substr(8));
     std::string tool = std::string(OXIN_BINARY_DIR) + "/bin/oxin-dbf " + directory_.Path("t.dbf");
-    std::string run = "timeout 20 " + tool + " >" + directory_.Path("out") + " 2>" +
-                      directory_.Path("err");
+    std::string run =
+        "timeout 20 " + tool + " >" + directory_.Path("out") + " 2>" + directory_.Path("err");
     EXPECT_EQ(system(run.c_str()), 1 << 8);
     std::string err = Bytes("err");
     EXPECT_NE(err.find("the header counts 200000 records, but the file holds only 30"),

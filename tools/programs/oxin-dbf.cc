@@ -2,6 +2,10 @@
 // and records, and checks each index file against the table. It only reads,
 // so it is safe on live data. Exits 0 when all is well, 1 on any error or
 // inconsistency, 2 on wrong usage.
+//
+// oxin-dbf --reindex TABLE INDEX...: rebuilds each index from the table,
+// under the table's locks; the repair after a writer died between changing
+// the table and its indexes. Exits 0 when every index was rebuilt.
 #include <algorithm>
 #include <climits>
 #include <cstdio>
@@ -15,6 +19,7 @@
 #include "database/XBaseTable.h"
 #include "host/StandaloneApplication.h"
 #include "tools/XBaseIndexChecker.h"
+#include "tools/XBaseIndexRebuilder.h"
 
 namespace {
 
@@ -22,7 +27,9 @@ namespace {
 // first ones tell the story.
 constexpr int kMaximumErrors = 20;
 
-const char* const kUsage = "usage: oxin-dbf [--no-records] TABLE [INDEX...]\n";
+const char* const kUsage =
+    "usage: oxin-dbf [--no-records] TABLE [INDEX...]\n"
+    "       oxin-dbf --reindex TABLE INDEX...\n";
 
 // Files are opened under the data root "/", by their absolute path.
 std::string Contained(const char* path) {
@@ -87,8 +94,8 @@ bool CheckSize(XBaseTable& table, int* listable) {
     // Beyond the end-of-file mark: an append that stopped before its header
     // was written. The next append overwrites it.
     if (static_cast<long>(held - counted) * table.recordlength() > 1) {
-        printf("note: the file holds %d records beyond the %d the header counts\n",
-               held - counted, counted);
+        printf("note: the file holds %d records beyond the %d the header counts\n", held - counted,
+               counted);
     }
     return true;
 }
@@ -149,16 +156,36 @@ bool CheckIndex(StandaloneApplication& app, XBaseTable& table, const char* path,
     return sound;
 }
 
+bool RebuildIndex(StandaloneApplication& app, XBaseTable& table, const char* path,
+                  const std::string& contained) {
+    QTXIndexFile index(&app);
+    if (!index.Open(OxinPathData, contained.c_str(), FileOpenRead | FileOpenWrite)) {
+        fprintf(stderr, "oxin-dbf: %s\n", index.error().c_str());
+        return false;
+    }
+    XBaseIndexRebuilder rebuilder(&index, &table);
+    if (!rebuilder.Rebuild()) {
+        fprintf(stderr, "oxin-dbf: %s\n", rebuilder.error().c_str());
+        return false;
+    }
+    printf("index: %s rebuilt with %d entries\n", path, rebuilder.entries());
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     int first = 1;
     bool records = true;
+    bool reindex = false;
     if (argc > 1 && strcmp(argv[1], "--no-records") == 0) {
         records = false;
         first++;
+    } else if (argc > 1 && strcmp(argv[1], "--reindex") == 0) {
+        reindex = true;
+        first++;
     }
-    if (argc <= first) {
+    if (argc <= first + (reindex ? 1 : 0)) {
         fputs(kUsage, stderr);
         return 2;
     }
@@ -174,13 +201,18 @@ int main(int argc, char** argv) {
     }
     XBaseTable table(&app);
     const std::string& path = paths[0];
-    if (!table.Open(OxinPathData, path.c_str(), static_cast<int>(path.size()), FileOpenRead)) {
+    int flags = reindex ? FileOpenRead | FileOpenWrite : FileOpenRead;
+    if (!table.Open(OxinPathData, path.c_str(), static_cast<int>(path.size()), flags)) {
         fprintf(stderr, "oxin-dbf: %s\n", table.error().c_str());
         return 1;
     }
+    bool sound = true;
+    for (int i = first + 1; reindex && i < argc; i++)
+        sound = RebuildIndex(app, table, argv[i], paths[i - first]) && sound;
+    if (reindex) return sound ? 0 : 1;
     PrintHeader(table);
     int listable = 0;
-    bool sound = CheckSize(table, &listable);
+    sound = CheckSize(table, &listable);
     if (records) sound = PrintRecords(table, listable) && sound;
     for (int i = first + 1; i < argc; i++)
         sound = CheckIndex(app, table, argv[i], paths[i - first]) && sound;
