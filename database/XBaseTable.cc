@@ -255,7 +255,11 @@ int XBaseTable::ReadTableHeader() {
     lastupdate_month_ = header[kMonthOffset];
     lastupdate_day_ = header[kDayOffset];
     int recordlength = get_u16(header + kRecordLengthOffset);
-    if (fields_.Entries() > 0 && recordlength < FieldsLength()) return Corrupt();
+    // Records are at least their deletion flag long; once the fields are
+    // known, they must fit in a record.
+    if (recordlength < 1 || (fields_.Entries() > 0 && recordlength < FieldsLength())) {
+        return Corrupt();
+    }
     uint32_t count = get_u32(header + kRecordCountOffset);
     if (count > INT_MAX) {
         Error(String::Join({"'", Text(datapath_), "' is corrupt (its header counts ",
