@@ -539,6 +539,21 @@ int QTXIndexFile::Insert(unsigned int record, const unsigned char* key, int leng
     return result;
 }
 
+int QTXIndexFile::Clear() {
+    stack_.Dump();
+    if (!LockHeader(FileLockWrite)) return 0;
+    int result = ReadHeader();
+    if (result) {
+        QTXIndexPage root(1, keyrecordsize(), pagesize());
+        Setnumpages(2);
+        Setstartingpage(1);
+        Setupdatecount(updatecount() + 1);
+        result = WritePage(&root) && WriteHeader();
+    }
+    ReleaseHeader();
+    return result;
+}
+
 // Inserts into the subtree at pagenum. On kRises, *record, key and *child
 // hold the entry that rises to the caller, with child as its right
 // neighbour.

@@ -72,6 +72,11 @@ class QTXIndexFile {
     int Delete(unsigned int record, const unsigned char* key, int length);
     // Removes the entry under the cursor, which must hold record.
     int Delete_Current(unsigned int record);
+    // Empties the index in place to rebuild it: one empty root, with the key
+    // expression, flags and page geometry kept. The update counter moves on,
+    // so cursors elsewhere notice. The pages of the old tree stay in the
+    // file, unused, until new ones overwrite them.
+    int Clear();
 
     // Orders two keys: whole 0 compares left as a prefix of right, whole 1
     // compares whole keys, as numbers when both are numbers and flags allow.

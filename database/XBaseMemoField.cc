@@ -52,7 +52,7 @@ const char* XBaseMemoField::data() {
     }
     char* text = nullptr;
     int length = 0;
-    if (!table_ || !table_->ReadMemoBlock(static_cast<int>(block), &text, &length)) return nullptr;
+    if (!table_ || !table_->ReadMemoBlock(block, &text, &length)) return nullptr;
     text_ = text;
     textlength_ = length;
     originaltext_ = CopyText(text, length);

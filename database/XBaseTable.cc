@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <string>
 #include <vector>
 
 #include "base/LittleEndian.h"
@@ -254,8 +255,18 @@ int XBaseTable::ReadTableHeader() {
     lastupdate_month_ = header[kMonthOffset];
     lastupdate_day_ = header[kDayOffset];
     int recordlength = get_u16(header + kRecordLengthOffset);
-    if (fields_.Entries() > 0 && recordlength < FieldsLength()) return Corrupt();
-    numrecords_ = static_cast<int>(get_u32(header + kRecordCountOffset));
+    // Records are at least their deletion flag long; once the fields are
+    // known, they must fit in a record.
+    if (recordlength < 1 || (fields_.Entries() > 0 && recordlength < FieldsLength())) {
+        return Corrupt();
+    }
+    uint32_t count = get_u32(header + kRecordCountOffset);
+    if (count > INT_MAX) {
+        Error(String::Join({"'", Text(datapath_), "' is corrupt (its header counts ",
+                            std::to_string(count).c_str(), " records)"}));
+        return 0;
+    }
+    numrecords_ = static_cast<int>(count);
     headerlength_ = get_u16(header + kHeaderLengthOffset);
     recordlength_ = recordlength;
     return 1;
@@ -266,6 +277,23 @@ int XBaseTable::FieldsLength() {
     for (XBaseField* field = fields_.First(); field; field = fields_.Next())
         length += field->length();
     return length;
+}
+
+// How a header that counts more records than the file holds is told.
+String XBaseTable::Miscount(int held) const {
+    return String::Join({"its header counts ", std::to_string(numrecords_).c_str(),
+                         " records, the file holds ", std::to_string(held).c_str()});
+}
+
+int XBaseTable::RecordsHeld() {
+    if (!data_) return -1;
+    long size = data_->Length();
+    if (size < 0) {
+        ReadFailed(data_, datapath_);
+        return -1;
+    }
+    long held = size > headerlength_ ? (size - headerlength_) / recordlength_ : 0;
+    return held > INT_MAX ? INT_MAX : static_cast<int>(held);
 }
 
 int XBaseTable::Corrupt() {
@@ -387,6 +415,13 @@ int XBaseTable::Goto(int record) {
     }
     std::vector<unsigned char> bytes(recordlength_);
     if (!SeekTo(data_, RecordOffset(record)) || !data_->ReadExactly(bytes.data(), recordlength_)) {
+        int held = RecordsHeld();
+        if (held >= 0 && held < record) {
+            Error(String::Join({"Error reading from '", Text(datapath_), "': record ",
+                                std::to_string(record).c_str(), " is not in the file (",
+                                Miscount(held).c_str(), ")"}));
+            return 0;
+        }
         return ReadFailed(data_, datapath_);
     }
     deleted_ = bytes[0] == kDeletedFlag;
@@ -407,6 +442,31 @@ int XBaseTable::RefreshHeader(bool rewrite) {
     int result = ReadTableHeader() && (!rewrite || WriteTableHeader());
     data_->Release(0, locked);
     return result;
+}
+
+int XBaseTable::LockTable() {
+    if (!data_) {
+        Error(String("The table is not open"));
+        return 0;
+    }
+    if (!LockOrFail(data_, datapath_, FileLockWrite, 0, headerlength_)) return 0;
+    lockedlength_ = headerlength_;
+    if (!ReadTableHeader()) {
+        ReleaseTable();
+        return 0;
+    }
+    long records = static_cast<long>(numrecords_) * recordlength_;
+    if (records > 0 && !LockOrFail(data_, datapath_, FileLockWrite, lockedlength_, records)) {
+        ReleaseTable();
+        return 0;
+    }
+    lockedlength_ += records;
+    return 1;
+}
+
+void XBaseTable::ReleaseTable() {
+    if (data_ && lockedlength_ > 0) data_->Release(0, lockedlength_);
+    lockedlength_ = 0;
 }
 
 // The current record as stored: the deletion flag, then each field.
@@ -447,9 +507,20 @@ int XBaseTable::Append() {
     if (!LockOrFail(data_, datapath_, FileLockWrite, 0, headerlength_)) return 0;
     long locked = headerlength_;
     int result = ReadTableHeader();
-    if (result && (numrecords_ < 0 || numrecords_ == INT_MAX)) {
+    if (result && numrecords_ == INT_MAX) {
         Error(String::Join({"Error writing to '", Text(datapath_), "': the table is full"}));
         result = 0;
+    }
+    if (result) {
+        // A header that counts more records than the file holds would put the
+        // new record far beyond the end of the file.
+        int held = RecordsHeld();
+        if (held < 0) result = 0;
+        if (held >= 0 && held < numrecords_) {
+            Error(String::Join(
+                {"Error writing to '", Text(datapath_), "': ", Miscount(held).c_str()}));
+            result = 0;
+        }
     }
     if (result) {
         deleted_ = 0;
@@ -495,12 +566,33 @@ void XBaseTable::SetOriginal() {
         field->SetOriginal();
 }
 
-int XBaseTable::ReadMemoBlock(int block, char** text, int* length) {
+// Doubles the memo buffer, keeping its used bytes; null when it would
+// outgrow an int.
+char* XBaseTable::GrowMemo(char* buffer, int used, int* capacity) {
+    if (*capacity > INT_MAX / 2) {
+        delete[] buffer;
+        return nullptr;
+    }
+    char* larger = new char[*capacity * 2];
+    memcpy(larger, buffer, used);
+    delete[] buffer;
+    *capacity *= 2;
+    return larger;
+}
+
+int XBaseTable::ReadMemoBlock(long block, char** text, int* length) {
     *text = nullptr;
     *length = 0;
-    if (!memo_ || !SeekTo(memo_, static_cast<long>(block) * kMemoBlockSize)) {
-        return memo_ ? ReadFailed(memo_, memopath_) : 0;
+    if (!memo_) return 0;
+    long size = memo_->Length();
+    if (size < 0) return ReadFailed(memo_, memopath_);
+    // Block 0 is the header; a text can only begin inside the file.
+    if (block < 1 || block >= (size + kMemoBlockSize - 1) / kMemoBlockSize) {
+        Error(String::Join({"Error reading from '", Text(memopath_), "': memo block ",
+                            std::to_string(block).c_str(), " is not in the file"}));
+        return 0;
     }
+    if (!SeekTo(memo_, block * kMemoBlockSize)) return ReadFailed(memo_, memopath_);
     int capacity = kMemoBlockSize;
     char* buffer = new char[capacity];
     int used = 0;
@@ -518,12 +610,10 @@ int XBaseTable::ReadMemoBlock(int block, char** text, int* length) {
                 ended = true;
                 break;
             }
-            if (used >= capacity - 2) {
-                char* larger = new char[capacity + kMemoBlockSize];
-                memcpy(larger, buffer, used);
-                delete[] buffer;
-                buffer = larger;
-                capacity += kMemoBlockSize;
+            if (used >= capacity - 2 && !(buffer = GrowMemo(buffer, used, &capacity))) {
+                Error(String::Join(
+                    {"Error reading from '", Text(memopath_), "': the memo is too long"}));
+                return 0;
             }
             buffer[used++] = piece[i];
         }

@@ -45,17 +45,31 @@ class XBaseTable {
 
     // Reads record number record (from 1) into the fields. A number beyond the
     // known count is looked for in the header, which another process may have
-    // moved on.
+    // moved on. A record the header counts but the file does not hold (a
+    // damaged table) fails with a text that says so.
     int Goto(int record);
     // Writes the current record back from the fields.
     int Update();
     // Adds the fields' values as a new last record, which becomes current.
+    // Refused when the file holds fewer records than its header counts,
+    // since the new record would land beyond the end of the file.
     int Append();
     // Marks the current record deleted (1) or not (0), changing that byte
     // alone.
     int UpdateDeleted(int deleted);
     void SwapOriginal();
     void SetOriginal();
+
+    // The number of whole records the data file holds behind its header;
+    // below numrecords() only in a damaged table. -1 when the size cannot be
+    // read.
+    int RecordsHeld();
+    // Holds the whole table for a maintenance run: the header range with a
+    // write lock, which stops appends and the header step of rewrites, and
+    // the records with a write lock, which stops rewrites. The record count
+    // is read anew under the lock. ReleaseTable() ends it.
+    int LockTable();
+    void ReleaseTable();
 
     int ReadTableHeader();
     int WriteTableHeader();
@@ -64,8 +78,8 @@ class XBaseTable {
     int ReadMemoHeader();
     int WriteMemoHeader();
     // Reads the memo text that begins at block; *text is new[] and the
-    // caller's.
-    int ReadMemoBlock(int block, char** text, int* length);
+    // caller's. A block outside the memo file fails.
+    int ReadMemoBlock(long block, char** text, int* length);
     // Appends text as a new memo; returns its first block, or -1.
     int WriteMemoBlock(char* text);
     // The memo path that belongs to datapath: its last extension replaced by
@@ -100,6 +114,8 @@ class XBaseTable {
     void BuildRecord(unsigned char* bytes);
     int FieldsLength();
     int Corrupt();
+    String Miscount(int held) const;
+    static char* GrowMemo(char* buffer, int used, int* capacity);
     void AddField(const char* name, int namelength, int type, int length, int decimalcount);
 
     OxinApplication* app_;
@@ -119,4 +135,5 @@ class XBaseTable {
     int deleted_ = 0;
     List<XBaseField> fields_{1};
     int firstfreeblock_ = 1;
+    long lockedlength_ = 0;  // the range LockTable() holds
 };

@@ -4,12 +4,14 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <set>
 #include <string>
 
 #include "host/StandaloneApplication.h"
 
 // A scratch data directory for the file formats' fuzz targets, made once per
-// process in memory-backed storage where there is some.
+// process in memory-backed storage where there is some, and removed with
+// the files put there when the process ends.
 //
 // The file manager moves the working directory as it resolves paths, while
 // libFuzzer reads and writes its corpus by relative paths: each input runs
@@ -38,9 +40,16 @@ class FuzzDirectory {
         app_.files().InitializeDataDirectory(path_.c_str());
     }
 
+    ~FuzzDirectory() {
+        for (const std::string& file : files_)
+            unlink(file.c_str());
+        if (path_ != "/tmp") rmdir(path_.c_str());
+    }
+
     // Replaces the file name with bytes.
     void Put(const char* name, const unsigned char* bytes, size_t size) {
         std::string file = path_ + "/" + name;
+        files_.insert(file);
         FILE* out = fopen(file.c_str(), "wb");
         if (!out) abort();
         if (size) fwrite(bytes, 1, size, out);
@@ -51,5 +60,6 @@ class FuzzDirectory {
 
   private:
     std::string path_;
+    std::set<std::string> files_;
     StandaloneApplication app_;
 };

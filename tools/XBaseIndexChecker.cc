@@ -1,8 +1,6 @@
 #include "tools/XBaseIndexChecker.h"
 
-#include <strings.h>
-
-#include <cstring>
+#include <algorithm>
 #include <memory>
 
 #include "database/QTXIndexFile.h"
@@ -11,13 +9,6 @@
 namespace {
 
 constexpr int kDeepestSound = 64;
-
-std::string Trimmed(const std::string& text) {
-    size_t start = text.find_first_not_of(" \t");
-    if (start == std::string::npos) return "";
-    size_t end = text.find_last_not_of(" \t");
-    return text.substr(start, end - start + 1);
-}
 
 }  // namespace
 
@@ -28,7 +19,9 @@ void XBaseIndexChecker::Problem(const std::string& text) {
 }
 
 bool XBaseIndexChecker::Check() {
-    comparekeys_ = table_ && LoadExpression();
+    comparekeys_ =
+        table_ && expression_.Parse(reinterpret_cast<const char*>(index_->keyexpression()), table_);
+    if (table_) numrecords_ = std::min(table_->numrecords(), std::max(table_->RecordsHeld(), 0));
     if (!index_->file()->Lock(FileLockRead, 0, QTXIndexFile::kHeaderSize)) {
         Problem("cannot lock the index header for reading: " +
                 std::string(index_->file()->error().c_str()));
@@ -50,34 +43,12 @@ bool XBaseIndexChecker::Check() {
     return problems_.empty();
 }
 
-// Understands key expressions made of field names joined by ".".
-bool XBaseIndexChecker::LoadExpression() {
-    std::string expression = reinterpret_cast<const char*>(index_->keyexpression());
-    size_t start = 0;
-    for (;;) {
-        size_t dot = expression.find('.', start);
-        std::string name = Trimmed(expression.substr(start, dot - start));
-        List<XBaseField>& fields = table_->fields();
-        XBaseField* field = fields.First();
-        while (field && strcasecmp(field->name(), name.c_str()) != 0)
-            field = fields.Next();
-        if (!field) return false;
-        keyfields_.push_back(field);
-        if (dot == std::string::npos) return true;
-        start = dot + 1;
-    }
-}
-
 std::string XBaseIndexChecker::KeyOf(int record) {
     if (!table_->Goto(record)) {
         Problem("record " + std::to_string(record) + ": " + table_->error().c_str());
         return "";
     }
-    std::string key;
-    for (XBaseField* field : keyfields_)
-        key += field->data();
-    size_t limit = static_cast<size_t>(index_->keysize() - 1);
-    return key.size() > limit ? key.substr(0, limit) : key;
+    return expression_.Key(index_->keysize());
 }
 
 void XBaseIndexChecker::Walk(unsigned int pagenum, int depth) {
@@ -135,7 +106,7 @@ void XBaseIndexChecker::CheckEntry(const unsigned char* key, unsigned int record
     previous_ = text;
     haveprevious_ = true;
     if (!table_) return;
-    if (record == 0 || record > static_cast<unsigned int>(table_->numrecords())) {
+    if (record == 0 || record > static_cast<unsigned int>(numrecords_)) {
         Problem(where + ": no such record in the table");
         return;
     }
@@ -149,7 +120,7 @@ void XBaseIndexChecker::CheckEntry(const unsigned char* key, unsigned int record
 }
 
 void XBaseIndexChecker::CheckRecords() {
-    for (int record = 1; record <= table_->numrecords(); record++) {
+    for (int record = 1; record <= numrecords_; record++) {
         auto found = records_.find(static_cast<unsigned int>(record));
         int count = found == records_.end() ? 0 : found->second;
         if (count != 1) {

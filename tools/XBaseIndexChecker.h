@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/XBaseKeyExpression.h"
+
 class QTXIndexFile;
 class XBaseField;
 class XBaseTable;
@@ -13,8 +15,10 @@ class XBaseTable;
 // page well formed and reached once, keys in order, leaves at one depth,
 // every record of the table in the index exactly once and nothing else, and
 // each entry's key equal to the key of its record when the key expression
-// is one the checker can build (field names joined by "."). Without a table
-// only the tree itself is checked. Problems are collected as lines of text.
+// is one the checker can build (field names joined by "."). The records are
+// those the table's file holds, even when its header counts more. Without a
+// table only the tree itself is checked. Problems are collected as lines of
+// text.
 class XBaseIndexChecker {
   public:
     XBaseIndexChecker(QTXIndexFile* index, XBaseTable* table) : index_(index), table_(table) {}
@@ -26,7 +30,6 @@ class XBaseIndexChecker {
     const std::string& summary() const { return summary_; }
 
   private:
-    bool LoadExpression();
     std::string KeyOf(int record);
     void Walk(unsigned int pagenum, int depth);
     void CheckEntry(const unsigned char* key, unsigned int record, unsigned int pagenum);
@@ -38,8 +41,9 @@ class XBaseIndexChecker {
     XBaseTable* table_;
     std::vector<std::string> problems_;
     std::string summary_;
-    std::vector<XBaseField*> keyfields_;  // the table's fields, in key order
+    XBaseKeyExpression expression_;
     bool comparekeys_ = false;
+    int numrecords_ = 0;  // the records the table holds
     std::set<unsigned int> visited_;
     std::map<unsigned int, int> records_;
     std::string previous_;

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
 #include <ctime>
 #include <string>
 
@@ -268,6 +271,80 @@ TEST_F(XBaseTableTest, OpeningDamagedOrForeignFilesFailsWithTheReason) {
     Put("memo3.dbt", U32(1) + std::string(508, '\0') + "\x1A");
     ASSERT_TRUE(Open(table, "memo3.dbf")) << table.error().c_str();
     EXPECT_EQ(table.version(), 131);
+}
+
+// A header that counts more records than the file holds: the records that
+// are there read, the others fail saying so, nothing is appended far beyond
+// the end, and a count no table can have is refused. oxin-dbf tells the
+// miscount once and stops after a bounded number of errors.
+TEST_F(XBaseTableTest, HeaderCountingMissingRecordsIsNotTrusted) {
+    XBaseTable table(&app_);
+    Create(table, "t.dbf", {{"N", 'N', 4, 0}, {"M", 'M', 10, 0}});
+    for (int i = 1; i <= 30; i++)
+        AppendRow(table, {std::to_string(i), "memo"});
+    std::string bytes = Bytes("t.dbf");
+    Put("t.dbf", bytes.substr(0, 4) + U32(200000) + bytes.substr(8));
+    ASSERT_TRUE(Open(table, "t.dbf")) << table.error().c_str();
+    ASSERT_TRUE(table.Goto(30));
+    EXPECT_FALSE(table.Goto(31));
+    EXPECT_STREQ(table.error().c_str(),
+                 "Error reading from 't.dbf': record 31 is not in the file (its header counts "
+                 "200000 records, the file holds 30)");
+    EXPECT_EQ(table.recordnum(), 30);
+    EXPECT_FALSE(table.Goto(200001));
+    EXPECT_STREQ(table.error().c_str(), "Invalid record number");
+    EXPECT_FALSE(table.Append());
+    EXPECT_STREQ(table.error().c_str(),
+                 "Error writing to 't.dbf': its header counts 200000 records, the file holds 30");
+    EXPECT_EQ(Bytes("t.dbf").size(), bytes.size());
+
+    std::string run = "timeout 20 " + std::string(OXIN_BINARY_DIR) + "/bin/oxin-dbf " +
+                      directory_.Path("t.dbf") + " >" + directory_.Path("out") + " 2>" +
+                      directory_.Path("err");
+    EXPECT_EQ(system(run.c_str()), 1 << 8);
+    std::string err = Bytes("err");
+    EXPECT_EQ(err.substr(err.find(':', 10)),
+              ": the header counts 200000 records, but the file "
+              "holds only 30; the missing ones are not listed\n");
+    EXPECT_NE(Bytes("out").find("\n30 N=\"30\" M=\"memo\"\n"), std::string::npos);
+    Put("t.dbt", Bytes("t.dbt").substr(0, 512));  // every memo is now missing
+    EXPECT_EQ(system(run.c_str()), 1 << 8);
+    err = Bytes("err");
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1 + 20 + 1) << err.substr(0, 500);
+    EXPECT_NE(err.find("oxin-dbf: stopped after 20 errors\n"), std::string::npos);
+
+    Put("t.dbf", bytes.substr(0, 4) + U32(0xFFFFFFFF) + bytes.substr(8));
+    EXPECT_FALSE(Open(table, "t.dbf"));
+    EXPECT_STREQ(table.error().c_str(),
+                 "'t.dbf' is corrupt (its header counts 4294967295 records)");
+}
+
+// A memo block number outside the memo file, even one beyond an int, is an
+// error, not another memo's text or an empty one; a memo without its end
+// mark reads to the end of the file in linear time.
+TEST_F(XBaseTableTest, MemoBlocksOutsideTheFileAreErrors) {
+    XBaseTable table(&app_);
+    Create(table, "m.dbf", {{"TEXT", 'M', 10, 0}});
+    AppendRow(table, {"first"});
+    AppendRow(table, {"second"});
+    const int second = 33 + 32 + 11 + 1;
+    for (std::string block : {"4294967297", "        99"}) {
+        Put("m.dbf", Bytes("m.dbf").replace(second, 10, block));
+        ASSERT_TRUE(table.Goto(2));
+        EXPECT_EQ(Field(table, 0)->data(), nullptr) << block;
+        EXPECT_EQ(std::string(table.error().c_str()),
+                  "Error reading from 'm.dbt': memo block " +
+                      block.substr(block.find_first_not_of(' ')) + " is not in the file");
+    }
+    std::string memo = Bytes("m.dbt");
+    memo.resize(3 * 512, '\0');
+    Put("m.dbt", memo + std::string(16 << 20, 'x'));
+    Put("m.dbf", Bytes("m.dbf").replace(second, 10, "         3"));
+    ASSERT_TRUE(table.Goto(2));
+    auto start = std::chrono::steady_clock::now();
+    ASSERT_NE(Field(table, 0)->data(), nullptr) << table.error().c_str();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    EXPECT_EQ(static_cast<XBaseMemoField*>(Field(table, 0))->textlength(), 16 << 20);
 }
 
 TEST_F(XBaseTableTest, CreateRefusesMoreThan2046Fields) {
