@@ -1,5 +1,6 @@
 #include "runtime/OxinVM.h"
 
+#include <cassert>
 #include <cstring>
 
 #include "host/Config.h"
@@ -164,7 +165,7 @@ VariableHash* OxinVM::localvar_hash() const {
 bool OxinVM::Load_Segment() {
     const Segment* loaded = segments_->Segment_Get(segment);
     if (!loaded) {
-        FatalError("Invalid segment reference");
+        FatalError(kInvalidSegmentText);
         return false;
     }
     segment_pointer_ = loaded;
@@ -197,8 +198,9 @@ int OxinVM::Go() {
         if (fatal_) return 0;
         if (*finished_flag_) return 1;
         if (segment != loaded_segment_ && !Load_Segment()) return 0;
+        assert(ip >= 0);  // every move of the position stays in its segment
         instruction_start_ = ip;
-        if (ip + 1 >= code_length_) {
+        if (ip >= code_length_ - 1) {
             if (frame_->type() != 2) return 1;
             auto* filter = static_cast<OxinVM_FilterFrame*>(frame_);
             (this->*filter->callback)(stack_->PopBool());
@@ -492,7 +494,7 @@ inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
             storegi();
             break;
         case k_Op_jmp:
-            ip += dword1_;
+            jump(dword1_);
             break;
         case k_Op_jmp_eq:
             jump_if(s->PopI() == 0);
@@ -568,5 +570,17 @@ inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
 }
 
 void OxinVM::jump_if(bool condition) {
-    if (condition && !fatal_) ip += dword1_;
+    if (condition && !fatal_) jump(dword1_);
+}
+
+// A jump counts from the end of its instruction and may land anywhere from
+// the start of the segment to its end; computed wide, so that no
+// displacement overflows the offset.
+void OxinVM::jump(int32_t displacement) {
+    int64_t target = static_cast<int64_t>(ip) + displacement;
+    if (target < 0 || target > code_length_) {
+        FatalError(kInvalidSegmentText);
+        return;
+    }
+    ip = static_cast<int>(target);
 }

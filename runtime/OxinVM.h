@@ -36,6 +36,9 @@ class OxinVM {
     static constexpr int kStackSize = 512;
     // Bits of the error flags of a frame, and of the log mask.
     static constexpr unsigned kErrorsReachApplication = 4;
+    // The fatal error of a code address outside the code: a segment id
+    // with no segment, or an offset outside its segment.
+    static constexpr const char* kInvalidSegmentText = "Invalid segment reference";
 
     // A machine over the stores of a loaded script, positioned at the start
     // of the start segment in an outermost frame whose locals are the
@@ -197,6 +200,9 @@ class OxinVM {
     // A plain frame whose locals are the globals, with a new stack, made
     // current at the start of the start segment.
     OxinVM_Frame* Enter_Outermost_Frame(int return_segment, int return_ip);
+    // Moves the position to the entry point of function, or reports an
+    // entry outside its segment.
+    void Enter(const Function* function);
     bool Return(bool with_value);
     void SetOutputFlags(unsigned flags);
     String ErrorText(const char* kind, int tag);
@@ -210,6 +216,9 @@ class OxinVM {
     // The globals of the operands of a combined instruction.
     bool Globals(Variable** first, Variable** second);
     void jump_if(bool condition);
+    // Moves the position by displacement inside the loaded segment; a
+    // target outside it is the fatal error of a bad code address.
+    void jump(int32_t displacement);
     // cat as the first half of "v = v . x": appends to v in place.
     bool append_in_place();
 

@@ -59,7 +59,7 @@ bool DoContext::Open(const String& path, File* file) {
         pieces_->Read(file_);
         languages_->Read(file_);
         ok = systems_->Read(file_, kSectionSyst) && globals_->Read(file_, kSectionGlbl) &&
-             segments_->Read(file_) && functions_->Read(file_);
+             segments_->Read(file_) && functions_->Read(file_, *segments_);
     }
     if (ok) {
         vm_ = new OxinVM(path.c_str(), path.length(), application_, dictionary_, systems_, globals_,
