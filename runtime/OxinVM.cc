@@ -83,7 +83,9 @@ OxinVM::OxinVM(const char* path, int path_length, OxinApplication* application,
       localization_parameters_(new VariableHash(dictionary, 12, 512)),
       null_variable_(new NULLVariable()),
       parent_(parent),
-      do_contexts_(parent ? parent->do_contexts_ : new std::vector<DoContext*>) {
+      own_do_contexts_(parent ? nullptr : std::make_unique<DoContextList>()),
+      do_contexts_(parent ? parent->do_contexts_ : own_do_contexts_.get()) {
+    assert(!parent_ || !parent_->parent_);  // a child's parent is the top machine
     if (parent_) {
         if (!heartbeat_count_) heartbeat_count_ = parent_->heartbeat_count_;
         if (!cancelled_flag_) cancelled_flag_ = parent_->cancelled_flag_;
@@ -138,24 +140,24 @@ OxinVM::~OxinVM() {
     }
 }
 
-// Contexts that nothing uses go first, in passes, then the rest.
+// Contexts that nothing uses go first, in passes, then the rest. Each
+// context's machine names this one as its parent, and is gone after.
 void OxinVM::DeleteDoContexts() {
-    std::vector<DoContext*>& contexts = *do_contexts_;
+    DoContextList& contexts = *do_contexts_;
     for (bool removed = true; removed;) {
         removed = false;
-        for (size_t i = 0; i < contexts.size(); i++) {
-            if (contexts[i]->RefCount() == 0) {
-                DoContext* context = contexts[i];
-                contexts.erase(contexts.begin() + static_cast<long>(i));
-                delete context;
+        for (auto at = contexts.begin(); at != contexts.end(); ++at) {
+            if ((*at)->RefCount() == 0) {
+                // Out of the list before it goes, so the list is whole then.
+                std::unique_ptr<DoContext> gone = std::move(*at);
+                contexts.erase(at);
                 removed = true;
                 break;
             }
         }
     }
-    for (DoContext* context : contexts)
-        delete context;
-    delete do_contexts_;
+    contexts.clear();
+    assert(reference_count_ == 0);
 }
 
 VariableHash* OxinVM::localvar_hash() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "base/Stack.h"
@@ -194,6 +195,8 @@ class OxinVM {
     void Execute(uint16_t word);
     bool Load_Segment();
     void DeleteDoContexts();
+    DoContext* Find_DoContext(const String& filepath);
+    void Evict_DoContexts(int most);
     // Ends a run begun in frame run: deletes it and every frame above it,
     // and goes back to the saved frame and position.
     void Leave_Run(OxinVM_Frame* run, OxinVM_Frame* saved_frame, int saved_segment, int saved_ip);
@@ -302,8 +305,13 @@ class OxinVM {
     Stack<Feature> features_{0};
     VariableHash* localization_parameters_;
     NULLVariable* null_variable_;
+    // The top machine of the request, for the machine of a file reached by
+    // OxDO; null in the top machine itself. It owns the contexts, and so
+    // outlives every machine that names it.
     OxinVM* parent_;
-    // The contexts of OxDO, most recently used first: the top machine's,
-    // shared by the machines it reaches.
-    std::vector<DoContext*>* do_contexts_;
+    // The contexts of OxDO, most recently used first, owned by the top
+    // machine; the others use the top machine's.
+    using DoContextList = std::vector<std::unique_ptr<DoContext>>;
+    std::unique_ptr<DoContextList> own_do_contexts_;
+    DoContextList* do_contexts_;
 };

@@ -159,6 +159,15 @@ TEST_F(DoContextTest, NestedFilesAndTheCacheLimit) {
     EXPECT_EQ(output_.text(), "a; b; lib ran; a; b; lib ran; 2");
 }
 
+TEST_F(DoContextTest, EvictionKeepsWhatNestedRunsStillUse) {
+    for (const char* file : {"do-a", "do-b", "do-c"})
+        Compile(std::string(file) + ".oxc", Script(file));
+    // File a loads b while it runs, so that b's machine was made during a's
+    // run; evicting a must leave b whole, at every cache size.
+    for (int limit = 1; limit <= 3; limit++)
+        EXPECT_EQ(RunMain("do-main", limit), "a(b)ca(b)xxcv") << "max_docache " << limit;
+}
+
 TEST_F(DoContextTest, FunctionEntriesOutsideTheirSegmentRefuseTheFile) {
     const long bad[] = {-1, -4096, -1000000, INT_MIN, INT_MAX, 9};
     for (long offset : bad) {
