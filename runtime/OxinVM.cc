@@ -188,8 +188,22 @@ void OxinVM::Heartbeat() {
         feature->Heartbeat();
 }
 
+#ifdef OXIN_INSTRUCTION_BUDGET
+long OxinVM::instruction_budget = 0;
+
+bool OxinVM::Within_Budget(long bytes) {
+    instruction_budget -= bytes / 64;
+    if (instruction_budget >= 0) return true;
+    *cancelled_flag_ = 1;
+    return false;
+}
+#endif
+
 int OxinVM::Go() {
     for (;;) {
+#ifdef OXIN_INSTRUCTION_BUDGET
+        if (--instruction_budget < 0) *cancelled_flag_ = 1;
+#endif
         if (*cancelled_flag_) {
             if (fatal_) return 0;
             fatal_ = 1;

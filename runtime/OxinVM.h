@@ -184,6 +184,19 @@ class OxinVM {
     void IncRefCount() { reference_count_++; }
     void DecRefCount() { reference_count_--; }
 
+#ifdef OXIN_INSTRUCTION_BUDGET
+    // Fuzz builds only: the instructions that the machines of the process
+    // may still run. Past it, each machine stops as if the request had
+    // timed out.
+    static long instruction_budget;
+    // Takes work that grows with an operand (bytes of text to make) from the
+    // budget, 64 bytes for an instruction; false, with the run stopping,
+    // when the budget cannot pay for it.
+    bool Within_Budget(long bytes);
+#else
+    static constexpr bool Within_Budget(long) { return true; }
+#endif
+
     // The position: the segment to run, the next instruction's offset.
     int segment = 0;
     int ip = 0;
