@@ -1,7 +1,9 @@
 // Loads arbitrary bytes as a compiled file: the header and directory, every
-// section through its reader, and the whole listing of the disassembler.
-// Damaged files must be refused cleanly; findings are crashes, overruns,
-// leaks and runaway allocations.
+// section through its reader, and the whole listing of the disassembler;
+// then, when the file loads as a request loads it, runs it for a limited
+// number of instructions with its output dropped. Damaged files must be
+// refused cleanly or stopped by the machine's own checks; findings are
+// crashes, overruns, leaks and runaway allocations.
 
 #include <unistd.h>
 
@@ -11,11 +13,17 @@
 #include <cstdlib>
 #include <string>
 
+#include "host/NullOutput.h"
 #include "runtime/Dictionary.h"
+#include "runtime/FunctionManager.h"
+#include "runtime/OxinVM.h"
 #include "runtime/SegmentManager.h"
 #include "runtime/TaggedFile.h"
+#include "statements/LocalizedDictionary.h"
+#include "statements/LocalizedLanguages.h"
 #include "tests/support/TestApplication.h"
 #include "tools/Disassembler.h"
+#include "variables/VariableHash.h"
 
 namespace {
 
@@ -51,11 +59,43 @@ void check_segments(const SegmentManager& m) {
     }
 }
 
+// Instructions that one input may run, over all its machines: enough for
+// loops and calls to do real work, few enough to keep an input quick.
+constexpr long kInstructionBudget = 20000;
+
+// Loads the file in the order of a request and, if every section loads,
+// runs it from its start segment until it ends or the budget runs out.
+void run(TestApplication* app, const std::string& path) {
+    TaggedFile file(app->filemanager());
+    if (!file.Open(path.c_str(), FileOpenRead)) return;
+    Dictionary dictionary;
+    VariableHash system(&dictionary, 8, 8), global(&dictionary, 8, 8);
+    LocalizedLanguages languages(app, &dictionary);
+    LocalizedDictionary pieces;
+    SegmentManager segments;
+    FunctionManager functions(&dictionary);
+    if (!dictionary.Read(&file) || !system.Read(&file, kSectionSyst) ||
+        !global.Read(&file, kSectionGlbl) || !languages.Read(&file) || !pieces.Read(&file) ||
+        !segments.Read(&file) || !functions.Read(&file, segments))
+        return;
+    app->cancelled_flag = 0;
+    app->finished_flag = 0;
+    OxinVM::instruction_budget = kInstructionBudget;
+    OxinVM vm(path.c_str(), static_cast<int>(path.size()), app, &dictionary, &system, &global,
+              &segments, &functions, nullptr, nullptr, nullptr, &languages, &pieces, nullptr,
+              nullptr, nullptr, nullptr);
+    vm.Go();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > 1 << 16) return 0;
-    static TestApplication* app = new TestApplication();
+    static TestApplication* app = [] {
+        auto* made = new TestApplication();
+        made->SetOutput(new NullOutput());
+        return made;
+    }();
     std::string path = temporary_path();
     FILE* out = fopen(path.c_str(), "wb");
     if (!out) abort();
@@ -88,5 +128,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!disassembler.List(app->filemanager(), path.c_str(), &listing) &&
         disassembler.error().empty())
         __builtin_trap();
+    run(app, path);
     return 0;
 }

@@ -147,7 +147,8 @@ bool CGIApplication::LoadScript(File* file, TaggedFile* tagged, const String& pa
     }
     if (!dictionary_->Read(tagged) || !system_->Read(tagged, kSectionSyst) ||
         !global_->Read(tagged, kSectionGlbl) || !languages_->Read(tagged) ||
-        !pieces_->Read(tagged) || !segments_->Read(tagged) || !functions_->Read(tagged)) {
+        !pieces_->Read(tagged) || !segments_->Read(tagged) ||
+        !functions_->Read(tagged, *segments_)) {
         Error(unable_to_execute(
             path, String("File is either corrupt or not a valid compiled Oxin Script file")));
         return false;

@@ -6,6 +6,7 @@
 #include "base/LittleEndian.h"
 #include "runtime/Dictionary.h"
 #include "runtime/Function.h"
+#include "runtime/SegmentManager.h"
 #include "runtime/StoredHashTable.h"
 #include "runtime/TaggedFile.h"
 #include "variables/VariableHash.h"
@@ -27,6 +28,16 @@ int Measured(const char* text, int length) {
 
 uint32_t StoredLink(int link) {
     return link == -1 ? StoredHashTable::kEndOfChain : static_cast<uint32_t>(link);
+}
+
+// A script function begins at an offset of its segment, its end included.
+// A segment id with no segment is left to the machine, which refuses it
+// when the function is called.
+bool EntryInside(const Function& function, const SegmentManager& segments) {
+    if (function.external()) return true;
+    if (function.offset() < 0) return false;
+    const Segment* segment = segments.Segment_Get(function.segment());
+    return !segment || function.offset() <= segment->Code_Length();
 }
 
 }  // namespace
@@ -135,7 +146,7 @@ Function* FunctionManager::Function_Add(Function* function, const char* name, in
     return function;
 }
 
-bool FunctionManager::Read(TaggedFile* file) {
+bool FunctionManager::Read(TaggedFile* file, const SegmentManager& segments) {
     if (!file->Section_Read_Start(kSectionFunc)) return Fail(file->error());
     StoredHashTable table;
     if (!table.Read(file, kLeastFunctionSize)) return Fail(table.error());
@@ -166,6 +177,7 @@ bool FunctionManager::Read(TaggedFile* file) {
             n, dictionary_, static_cast<int>(get_u32(record)), get_u32(record + 8),
             static_cast<int>(get_u32(record + 12)), static_cast<int>(get_u32(record + 16))));
         Function* function = functions.back().get();
+        if (!EntryInside(*function, segments)) return Fail(kCorruptText);
 
         std::vector<unsigned char> bytes(static_cast<size_t>(parameters) * kParameterRecordSize);
         size = static_cast<int>(bytes.size());

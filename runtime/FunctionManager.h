@@ -7,6 +7,7 @@
 
 class Dictionary;
 class Function;
+class SegmentManager;
 class TaggedFile;
 
 // The functions of a script, numbered from 0 in the order in which they are
@@ -59,10 +60,12 @@ class FunctionManager {
     int hash(const char* name, int length) const;
 
     // Replaces every function with those of the "func" section of file. The
-    // chain links are read, not rebuilt, so no name is hashed. On failure
-    // the text is in error() (a short read gives the TaggedFile's text) and
-    // the manager is unchanged.
-    bool Read(TaggedFile* file);
+    // chain links are read, not rebuilt, so no name is hashed. A script
+    // function whose entry lies outside its segment of segments (the file's,
+    // read before) makes the file corrupt. On failure the text is in error()
+    // (a short read gives the TaggedFile's text) and the manager is
+    // unchanged.
+    bool Read(TaggedFile* file, const SegmentManager& segments);
     // Writes the "func" section, as a section of its own, to file.
     bool Write(TaggedFile* file);
 

@@ -1,5 +1,6 @@
 #include "runtime/OxinVM.h"
 
+#include <cassert>
 #include <cstring>
 
 #include "host/Config.h"
@@ -82,7 +83,9 @@ OxinVM::OxinVM(const char* path, int path_length, OxinApplication* application,
       localization_parameters_(new VariableHash(dictionary, 12, 512)),
       null_variable_(new NULLVariable()),
       parent_(parent),
-      do_contexts_(parent ? parent->do_contexts_ : new std::vector<DoContext*>) {
+      own_do_contexts_(parent ? nullptr : std::make_unique<DoContextList>()),
+      do_contexts_(parent ? parent->do_contexts_ : own_do_contexts_.get()) {
+    assert(!parent_ || !parent_->parent_);  // a child's parent is the top machine
     if (parent_) {
         if (!heartbeat_count_) heartbeat_count_ = parent_->heartbeat_count_;
         if (!cancelled_flag_) cancelled_flag_ = parent_->cancelled_flag_;
@@ -137,24 +140,24 @@ OxinVM::~OxinVM() {
     }
 }
 
-// Contexts that nothing uses go first, in passes, then the rest.
+// Contexts that nothing uses go first, in passes, then the rest. Each
+// context's machine names this one as its parent, and is gone after.
 void OxinVM::DeleteDoContexts() {
-    std::vector<DoContext*>& contexts = *do_contexts_;
+    DoContextList& contexts = *do_contexts_;
     for (bool removed = true; removed;) {
         removed = false;
-        for (size_t i = 0; i < contexts.size(); i++) {
-            if (contexts[i]->RefCount() == 0) {
-                DoContext* context = contexts[i];
-                contexts.erase(contexts.begin() + static_cast<long>(i));
-                delete context;
+        for (auto at = contexts.begin(); at != contexts.end(); ++at) {
+            if ((*at)->RefCount() == 0) {
+                // Out of the list before it goes, so the list is whole then.
+                std::unique_ptr<DoContext> gone = std::move(*at);
+                contexts.erase(at);
                 removed = true;
                 break;
             }
         }
     }
-    for (DoContext* context : contexts)
-        delete context;
-    delete do_contexts_;
+    contexts.clear();
+    assert(reference_count_ == 0);
 }
 
 VariableHash* OxinVM::localvar_hash() const {
@@ -164,7 +167,7 @@ VariableHash* OxinVM::localvar_hash() const {
 bool OxinVM::Load_Segment() {
     const Segment* loaded = segments_->Segment_Get(segment);
     if (!loaded) {
-        FatalError("Invalid segment reference");
+        FatalError(kInvalidSegmentText);
         return false;
     }
     segment_pointer_ = loaded;
@@ -185,8 +188,22 @@ void OxinVM::Heartbeat() {
         feature->Heartbeat();
 }
 
+#ifdef OXIN_INSTRUCTION_BUDGET
+long OxinVM::instruction_budget = 0;
+
+bool OxinVM::Within_Budget(long bytes) {
+    instruction_budget -= bytes / 64;
+    if (instruction_budget >= 0) return true;
+    *cancelled_flag_ = 1;
+    return false;
+}
+#endif
+
 int OxinVM::Go() {
     for (;;) {
+#ifdef OXIN_INSTRUCTION_BUDGET
+        if (--instruction_budget < 0) *cancelled_flag_ = 1;
+#endif
         if (*cancelled_flag_) {
             if (fatal_) return 0;
             fatal_ = 1;
@@ -197,8 +214,9 @@ int OxinVM::Go() {
         if (fatal_) return 0;
         if (*finished_flag_) return 1;
         if (segment != loaded_segment_ && !Load_Segment()) return 0;
+        assert(ip >= 0);  // every move of the position stays in its segment
         instruction_start_ = ip;
-        if (ip + 1 >= code_length_) {
+        if (ip >= code_length_ - 1) {
             if (frame_->type() != 2) return 1;
             auto* filter = static_cast<OxinVM_FilterFrame*>(frame_);
             (this->*filter->callback)(stack_->PopBool());
@@ -492,7 +510,7 @@ inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
             storegi();
             break;
         case k_Op_jmp:
-            ip += dword1_;
+            jump(dword1_);
             break;
         case k_Op_jmp_eq:
             jump_if(s->PopI() == 0);
@@ -568,5 +586,17 @@ inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
 }
 
 void OxinVM::jump_if(bool condition) {
-    if (condition && !fatal_) ip += dword1_;
+    if (condition && !fatal_) jump(dword1_);
+}
+
+// A jump counts from the end of its instruction and may land anywhere from
+// the start of the segment to its end; computed wide, so that no
+// displacement overflows the offset.
+void OxinVM::jump(int32_t displacement) {
+    int64_t target = static_cast<int64_t>(ip) + displacement;
+    if (target < 0 || target > code_length_) {
+        FatalError(kInvalidSegmentText);
+        return;
+    }
+    ip = static_cast<int>(target);
 }

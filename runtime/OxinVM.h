@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "base/Stack.h"
@@ -36,6 +37,9 @@ class OxinVM {
     static constexpr int kStackSize = 512;
     // Bits of the error flags of a frame, and of the log mask.
     static constexpr unsigned kErrorsReachApplication = 4;
+    // The fatal error of a code address outside the code: a segment id
+    // with no segment, or an offset outside its segment.
+    static constexpr const char* kInvalidSegmentText = "Invalid segment reference";
 
     // A machine over the stores of a loaded script, positioned at the start
     // of the start segment in an outermost frame whose locals are the
@@ -180,6 +184,19 @@ class OxinVM {
     void IncRefCount() { reference_count_++; }
     void DecRefCount() { reference_count_--; }
 
+#ifdef OXIN_INSTRUCTION_BUDGET
+    // Fuzz builds only: the instructions that the machines of the process
+    // may still run. Past it, each machine stops as if the request had
+    // timed out.
+    static long instruction_budget;
+    // Takes work that grows with an operand (bytes of text to make) from the
+    // budget, 64 bytes for an instruction; false, with the run stopping,
+    // when the budget cannot pay for it.
+    bool Within_Budget(long bytes);
+#else
+    static constexpr bool Within_Budget(long) { return true; }
+#endif
+
     // The position: the segment to run, the next instruction's offset.
     int segment = 0;
     int ip = 0;
@@ -191,12 +208,17 @@ class OxinVM {
     void Execute(uint16_t word);
     bool Load_Segment();
     void DeleteDoContexts();
+    DoContext* Find_DoContext(const String& filepath);
+    void Evict_DoContexts(int most);
     // Ends a run begun in frame run: deletes it and every frame above it,
     // and goes back to the saved frame and position.
     void Leave_Run(OxinVM_Frame* run, OxinVM_Frame* saved_frame, int saved_segment, int saved_ip);
     // A plain frame whose locals are the globals, with a new stack, made
     // current at the start of the start segment.
     OxinVM_Frame* Enter_Outermost_Frame(int return_segment, int return_ip);
+    // Moves the position to the entry point of function, or reports an
+    // entry outside its segment.
+    void Enter(const Function* function);
     bool Return(bool with_value);
     void SetOutputFlags(unsigned flags);
     String ErrorText(const char* kind, int tag);
@@ -210,6 +232,9 @@ class OxinVM {
     // The globals of the operands of a combined instruction.
     bool Globals(Variable** first, Variable** second);
     void jump_if(bool condition);
+    // Moves the position by displacement inside the loaded segment; a
+    // target outside it is the fatal error of a bad code address.
+    void jump(int32_t displacement);
     // cat as the first half of "v = v . x": appends to v in place.
     bool append_in_place();
 
@@ -293,8 +318,13 @@ class OxinVM {
     Stack<Feature> features_{0};
     VariableHash* localization_parameters_;
     NULLVariable* null_variable_;
+    // The top machine of the request, for the machine of a file reached by
+    // OxDO; null in the top machine itself. It owns the contexts, and so
+    // outlives every machine that names it.
     OxinVM* parent_;
-    // The contexts of OxDO, most recently used first: the top machine's,
-    // shared by the machines it reaches.
-    std::vector<DoContext*>* do_contexts_;
+    // The contexts of OxDO, most recently used first, owned by the top
+    // machine; the others use the top machine's.
+    using DoContextList = std::vector<std::unique_ptr<DoContext>>;
+    std::unique_ptr<DoContextList> own_do_contexts_;
+    DoContextList* do_contexts_;
 };

@@ -1,5 +1,6 @@
 // Function calls and returns, frames, features, and runs from inside a run.
 
+#include <cassert>
 #include <cstring>
 
 #include "extensions/ExternalCall.h"
@@ -122,9 +123,22 @@ int OxinVM::CallFunction(Function* function) {
     }
     frame_ = frame;
     stack_ = frame->stack();
+    if (!fatal_) Enter(function);
+    return fatal_ ? 0 : 1;
+}
+
+// The reader refused files whose functions begin outside their segments,
+// but an id that had no segment then may have one now, made by the
+// expression compiler: the entry is checked against the segment it finds.
+// An id with no segment is left to the loop, which reports it.
+void OxinVM::Enter(const Function* function) {
+    const Segment* target = segments_->Segment_Get(function->segment());
+    if (target && (function->offset() < 0 || function->offset() > target->Code_Length())) {
+        FatalError(kInvalidSegmentText);
+        return;
+    }
     segment = function->segment();
     ip = function->offset();
-    return fatal_ ? 0 : 1;
 }
 
 bool OxinVM::Return(bool with_value) {
@@ -137,6 +151,8 @@ bool OxinVM::Return(bool with_value) {
         return false;
     }
     Cleanup_Function_Features(frame_);
+    // The position that the call left, behind the call instruction.
+    assert(frame_->ip >= 0);
     segment = frame_->segment;
     ip = frame_->ip;
     OxinVM_Frame* caller = frame_->previous;

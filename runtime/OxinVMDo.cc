@@ -3,7 +3,9 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
 
 #include "files/FileManager.h"
 #include "host/Config.h"
@@ -37,41 +39,53 @@ DoContext* OxinVM::DoContextFind(const char* file, int length) {
         return nullptr;
     }
     String filepath(key, key_length, capacity);
-    std::vector<DoContext*>& contexts = *do_contexts_;
-    for (size_t i = 0; i < contexts.size(); i++) {
-        DoContext* context = contexts[i];
-        if (context->filepath().length() == filepath.length() &&
-            strncasecmp(context->filepath().c_str(), filepath.c_str(), filepath.length()) == 0) {
-            contexts.erase(contexts.begin() + static_cast<long>(i));
-            contexts.insert(contexts.begin(), context);
-            return context;
-        }
-    }
+    if (DoContext* context = Find_DoContext(filepath)) return context;
     Config* config = application_->config();
-    int most = config ? config->value_integer(kConfigMaxDocache) : 0;
-    // The least recently used contexts go first; those in use stay, so the
-    // limit may be passed.
-    for (size_t i = contexts.size();
-         most > 0 && contexts.size() >= static_cast<size_t>(most) && i-- > 0;) {
-        if (contexts[i]->RefCount() == 0) {
-            delete contexts[i];
-            contexts.erase(contexts.begin() + static_cast<long>(i));
-        }
-    }
+    Evict_DoContexts(config ? config->value_integer(kConfigMaxDocache) : 0);
     File* opened = files->Open(OxinPathScript, filepath.c_str(), FileOpenRead);
     if (!opened) {
         EncodedRuntimeError(kTagDo, files->error());
         return nullptr;
     }
-    auto* context = new DoContext(system_, global_, application_, this, externalfunctions_,
-                                  commerce_, externaldbmgr_);
+    // The top machine is the parent: it owns the cache, so it outlives the
+    // context, whichever machine's OxDO loaded it.
+    OxinVM* top = parent_ ? parent_ : this;
+    auto context = std::make_unique<DoContext>(system_, global_, application_, top,
+                                               externalfunctions_, commerce_, externaldbmgr_);
     if (!context->Open(filepath, opened)) {
         EncodedRuntimeError(kTagDo, context->Error());
-        delete context;
         return nullptr;
     }
-    contexts.insert(contexts.begin(), context);
-    return context;
+    do_contexts_->insert(do_contexts_->begin(), std::move(context));
+    return do_contexts_->front().get();
+}
+
+// The cached context of a normalized path, moved to the front of the list.
+DoContext* OxinVM::Find_DoContext(const String& filepath) {
+    DoContextList& contexts = *do_contexts_;
+    for (auto at = contexts.begin(); at != contexts.end(); ++at) {
+        const String& path = (*at)->filepath();
+        if (path.length() == filepath.length() &&
+            strncasecmp(path.c_str(), filepath.c_str(), filepath.length()) == 0) {
+            std::rotate(contexts.begin(), at, at + 1);
+            return contexts.front().get();
+        }
+    }
+    return nullptr;
+}
+
+// Makes room for one more context under a limit of most (0: none): the
+// least recently used go first. Contexts with runs in progress stay, so the
+// limit may be passed.
+void OxinVM::Evict_DoContexts(int most) {
+    DoContextList& contexts = *do_contexts_;
+    for (size_t i = contexts.size();
+         most > 0 && contexts.size() >= static_cast<size_t>(most) && i-- > 0;) {
+        if (contexts[i]->RefCount() != 0) continue;
+        // Out of the list before it goes, so the list is whole then.
+        std::unique_ptr<DoContext> gone = std::move(contexts[i]);
+        contexts.erase(contexts.begin() + static_cast<long>(i));
+    }
 }
 
 void OxinVM::op_do_file() {
@@ -84,9 +98,11 @@ void OxinVM::op_do_file() {
     DoContext* context = DoContextFind(file, length);
     release(file, deletable);
     if (!context) return;
-    context->IncRefCount();
-    int result = context->VM()->Go_Recursive();
-    context->DecRefCount();
+    int result;
+    {
+        DoContext::InUse running(context);
+        result = context->VM()->Go_Recursive();
+    }
     Finish_Do(context, result);
 }
 
@@ -120,9 +136,11 @@ void OxinVM::op_do_function() {
         stack_->PushV(null_variable_, 1, 1);
         return;
     }
-    context->IncRefCount();
-    int result = context->VM()->Execute_Dynamic_Expression(code, stack_, frame_->locals());
-    context->DecRefCount();
+    int result;
+    {
+        DoContext::InUse running(context);
+        result = context->VM()->Execute_Dynamic_Expression(code, stack_, frame_->locals());
+    }
     Finish_Do(context, result);
     if (!result) stack_->PushV(null_variable_, 1, 1);
 }

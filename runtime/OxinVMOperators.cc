@@ -172,6 +172,7 @@ void OxinVM::rounds(bool as_text) {
     double value = stack_->PopD();
     if (fatal_) return;
     if (places < 0) places = 0;
+    if (!Within_Budget(places)) return;  // a fuzz build pays for the digits
     char digits[512];
     int point, sign;
     int count = ox_dtoa(digits, sizeof digits, value, 5, 20, &point, &sign);

@@ -24,21 +24,23 @@ DoContext::DoContext(VariableHash* system, VariableHash* global, OxinApplication
       commerce_(commerce),
       databases_(databases) {}
 
+// The stores go before the machine that ran on them, as they always have;
+// the machine's end touches none of them.
 DoContext::~DoContext() {
-    delete segments_;
-    delete functions_;
-    delete globals_;
-    delete systems_;
-    delete vm_;
-    delete dictionary_;
-    delete languages_;
-    delete pieces_;
-    delete file_;
+    segments_.reset();
+    functions_.reset();
+    globals_.reset();
+    systems_.reset();
+    vm_.reset();
+    dictionary_.reset();
+    languages_.reset();
+    pieces_.reset();
+    file_.reset();
 }
 
 bool DoContext::Open(const String& path, File* file) {
     filepath_ = path;
-    if (!file_) file_ = new TaggedFile(application_->filemanager());
+    if (!file_) file_ = std::make_unique<TaggedFile>(application_->filemanager());
     if (!file_->Open(path.c_str(), file)) {
         error_ = String("Unable to open '");
         error_.cat(path.c_str(), path.length());
@@ -47,24 +49,29 @@ bool DoContext::Open(const String& path, File* file) {
         delete file;
         return false;
     }
-    dictionary_ = new Dictionary;
-    bool ok = dictionary_->Read(file_);
-    segments_ = new SegmentManager;
-    functions_ = new FunctionManager(dictionary_, 8);
-    pieces_ = new LocalizedDictionary;
-    languages_ = new LocalizedLanguages(application_, dictionary_, file_, 12, 8);
-    globals_ = new ReferenceVariableHash(dictionary_, caller_global_, 12, 512);
-    systems_ = new ReferenceVariableHash(dictionary_, caller_system_, 12, 512);
+    dictionary_ = std::make_unique<Dictionary>();
+    bool ok = dictionary_->Read(file_.get());
+    Dictionary* dictionary = dictionary_.get();
+    segments_ = std::make_unique<SegmentManager>();
+    functions_ = std::make_unique<FunctionManager>(dictionary, 8);
+    pieces_ = std::make_unique<LocalizedDictionary>();
+    languages_ =
+        std::make_unique<LocalizedLanguages>(application_, dictionary, file_.get(), 12, 8);
+    globals_ = std::make_unique<ReferenceVariableHash>(dictionary, caller_global_, 12, 512);
+    systems_ = std::make_unique<ReferenceVariableHash>(dictionary, caller_system_, 12, 512);
     if (ok) {
-        pieces_->Read(file_);
-        languages_->Read(file_);
-        ok = systems_->Read(file_, kSectionSyst) && globals_->Read(file_, kSectionGlbl) &&
-             segments_->Read(file_) && functions_->Read(file_);
+        pieces_->Read(file_.get());
+        languages_->Read(file_.get());
+        ok = systems_->Read(file_.get(), kSectionSyst) &&
+             globals_->Read(file_.get(), kSectionGlbl) && segments_->Read(file_.get()) &&
+             functions_->Read(file_.get(), *segments_);
     }
     if (ok) {
-        vm_ = new OxinVM(path.c_str(), path.length(), application_, dictionary_, systems_, globals_,
-                         segments_, functions_, externals_, commerce_, databases_, languages_,
-                         pieces_, nullptr, nullptr, nullptr, parent_);
+        vm_ = std::make_unique<OxinVM>(path.c_str(), path.length(), application_, dictionary,
+                                       systems_.get(), globals_.get(), segments_.get(),
+                                       functions_.get(), externals_, commerce_, databases_,
+                                       languages_.get(), pieces_.get(), nullptr, nullptr, nullptr,
+                                       parent_);
     }
     file_->Deactivate();
     return ok;

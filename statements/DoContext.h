@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cassert>
+#include <memory>
 #include <vector>
 
 #include "base/StringClass.h"
@@ -30,8 +32,26 @@ struct DoExpression {
 // stores and machine, whose system and global variables are the caller's
 // (reached by name through reference hashes), and the expressions compiled
 // for it.
+//
+// The context owns its stores and its machine. The cache of the top machine
+// owns the context; the count of the context is no ownership, only the
+// number of its runs in progress, which the cache's eviction must pass by.
 class DoContext {
   public:
+    // Counts a run of the context for as long as it lives.
+    class InUse {
+      public:
+        explicit InUse(DoContext* context) : context_(context) { context_->IncRefCount(); }
+        ~InUse() { context_->DecRefCount(); }
+        InUse(const InUse&) = delete;
+        InUse& operator=(const InUse&) = delete;
+
+      private:
+        DoContext* context_;
+    };
+
+    // system and global are the caller's hashes, used only while opening;
+    // parent is the top machine of the request, which outlives the context.
     DoContext(VariableHash* system, VariableHash* global, OxinApplication* application,
               OxinVM* parent, ExternalCallManager* externals, CommerceLibraryManager* commerce,
               ExternalDatabaseLibraryManager* databases);
@@ -49,21 +69,24 @@ class DoContext {
 
     const String& filepath() const { return filepath_; }
     const String& Error() const { return error_; }
-    OxinVM* VM() const { return vm_; }
+    OxinVM* VM() const { return vm_.get(); }
     int RefCount() const { return reference_count_; }
     void IncRefCount() { reference_count_++; }
-    void DecRefCount() { reference_count_--; }
+    void DecRefCount() {
+        assert(reference_count_ > 0);
+        reference_count_--;
+    }
 
   private:
-    TaggedFile* file_ = nullptr;
+    std::unique_ptr<TaggedFile> file_;
     String filepath_;
     String error_;
-    Dictionary* dictionary_ = nullptr;
-    SegmentManager* segments_ = nullptr;
-    FunctionManager* functions_ = nullptr;
-    ReferenceVariableHash* globals_ = nullptr;
-    ReferenceVariableHash* systems_ = nullptr;
-    OxinVM* vm_ = nullptr;
+    std::unique_ptr<Dictionary> dictionary_;
+    std::unique_ptr<SegmentManager> segments_;
+    std::unique_ptr<FunctionManager> functions_;
+    std::unique_ptr<ReferenceVariableHash> globals_;
+    std::unique_ptr<ReferenceVariableHash> systems_;
+    std::unique_ptr<OxinVM> vm_;
     OxinVM* parent_;
     VariableHash* caller_system_;
     VariableHash* caller_global_;
@@ -71,8 +94,8 @@ class DoContext {
     ExternalCallManager* externals_;
     CommerceLibraryManager* commerce_;
     ExternalDatabaseLibraryManager* databases_;
-    LocalizedLanguages* languages_ = nullptr;
-    LocalizedDictionary* pieces_ = nullptr;
+    std::unique_ptr<LocalizedLanguages> languages_;
+    std::unique_ptr<LocalizedDictionary> pieces_;
     std::vector<DoExpression> expressions_;
     int reference_count_ = 0;
 };

@@ -187,9 +187,9 @@ bool Disassembler::List(FileManager* files, const char* path, std::string* out) 
     if (!dictionary.Read(&file)) return Fail(file, path, kSectionDict, dictionary.error());
     if (!system.Read(&file, kSectionSyst)) return Fail(file, path, kSectionSyst, system.error());
     if (!global.Read(&file, kSectionGlbl)) return Fail(file, path, kSectionGlbl, global.error());
-    if (!functions.Read(&file)) return Fail(file, path, kSectionFunc, functions.error());
     if (!pieces.Read(&file)) return Fail(file, path, kSectionLocd, pieces.error());
     if (!segments.Read(&file)) return Fail(file, path, kSectionSegs, segments.error());
+    if (!functions.Read(&file, segments)) return Fail(file, path, kSectionFunc, functions.error());
     if (!languages.Read(&file)) return Fail(file, path, kSectionLocl, languages.error());
     for (int n = 0; n < languages.Entries(); n++) {
         LocalizedIndex* index = new LocalizedIndex(&dictionary, n);

@@ -100,7 +100,7 @@ void SegmentListing::List(const Segment& segment, std::string* out) const {
             OperandKind kind = i == 0 ? Instructions::First_Operand(decoded.word)
                                       : Instructions::Second_Operand(decoded.word);
             if (kind == OperandDword && Operand_Role(decoded.word, i) == RoleJump)
-                targets.insert(offset + decoded.dword[i]);
+                targets.insert(static_cast<long>(offset) + decoded.dword[i]);
         }
     }
     int offset = 0;

@@ -8,6 +8,7 @@
 
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
+#include "runtime/SegmentManager.h"
 #include "tests/support/CompiledFileFixture.h"
 #include "tests/support/TestText.h"
 #include "variables/VariableHash.h"
@@ -60,7 +61,7 @@ class FunctionManagerTest : public CompiledFileFixture {
         TaggedFile reader(manager());
         ASSERT_TRUE(OpenFile(reader, name)) << Text(reader);
         ASSERT_TRUE(dictionary.Read(&reader));
-        ASSERT_TRUE(functions.Read(&reader)) << functions.error().c_str();
+        ASSERT_TRUE(functions.Read(&reader, SegmentManager())) << functions.error().c_str();
     }
 };
 
@@ -260,7 +261,13 @@ TEST_F(FunctionManagerTest, ShortOrMissingSectionsFail) {
     // Only a "func" section: nothing else may stand in for it.
     FunctionManager read(&dictionary);
     read.Function_Add("kept", -1, 0);
-    ExpectEveryCutFails(kSectionFunc, SectionBytes("full.oxc", kSectionFunc), ReaderOf(read), true);
+    SegmentManager none;
+    auto reader_of_read = [&](TaggedFile* file, std::string* error) {
+        bool ok = read.Read(file, none);
+        *error = read.error().c_str();
+        return ok;
+    };
+    ExpectEveryCutFails(kSectionFunc, SectionBytes("full.oxc", kSectionFunc), reader_of_read, true);
     EXPECT_EQ(read.Entries(), 1);
     EXPECT_NE(read.Function_Get("kept", -1), nullptr);
 
@@ -268,7 +275,7 @@ TEST_F(FunctionManagerTest, ShortOrMissingSectionsFail) {
     Put("none.oxc", build_tagged_file({{kSectionDict, Bytes(12, 0)}}));
     TaggedFile reader(manager());
     ASSERT_TRUE(OpenFile(reader, "none.oxc"));
-    EXPECT_FALSE(read.Read(&reader));
+    EXPECT_FALSE(read.Read(&reader, none));
     EXPECT_STREQ(read.error().c_str(), "Invalid section");
     EXPECT_EQ(Text(reader), "Invalid section");
 }

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <climits>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include "host/Config.h"
@@ -32,6 +34,32 @@ class DoContextTest : public ::testing::Test {
         Assembler assembler;
         ASSERT_TRUE(assembler.Assemble(listing.data(), listing.size())) << assembler.error();
         ASSERT_TRUE(assembler.Write(application_.filemanager(), (directory_ + "/" + name).c_str()));
+    }
+
+    // The listing of scripts/name.oxs, with "offset 0" made "offset " and
+    // the offset given.
+    static std::string Script(const std::string& name, long offset = 0) {
+        std::ifstream in(OXIN_SOURCE_DIR "/tests/statements/scripts/" + name + ".oxs");
+        std::stringstream listing;
+        listing << in.rdbuf();
+        std::string text = listing.str();
+        size_t at = text.find("offset 0");
+        if (at != std::string::npos) text.replace(at + 7, 1, std::to_string(offset));
+        return text;
+    }
+
+    // The output of scripts/main.oxs run as main.oxc with max_docache limit.
+    std::string RunMain(const std::string& main, int limit) {
+        application_.config()->SetValue_Integer(kConfigMaxDocache, limit);
+        StringOutput output;
+        application_.SetOutput(&output);
+        {
+            ScriptRun run(Script(main), &application_, nullptr, directory_, "main.oxc");
+            EXPECT_EQ(run.error(), "");
+            EXPECT_EQ(run.Go(), 1);
+        }
+        application_.SetOutput(&output_);
+        return output.text();
     }
 
     TestApplication application_;
@@ -129,6 +157,25 @@ TEST_F(DoContextTest, NestedFilesAndTheCacheLimit) {
     // The running contexts are kept while their nested calls load others;
     // with one context allowed, each later OxDO loads again.
     EXPECT_EQ(output_.text(), "a; b; lib ran; a; b; lib ran; 2");
+}
+
+TEST_F(DoContextTest, EvictionKeepsWhatNestedRunsStillUse) {
+    for (const char* file : {"do-a", "do-b", "do-c"})
+        Compile(std::string(file) + ".oxc", Script(file));
+    // File a loads b while it runs, so that b's machine was made during a's
+    // run; evicting a must leave b whole, at every cache size.
+    for (int limit = 1; limit <= 3; limit++)
+        EXPECT_EQ(RunMain("do-main", limit), "a(b)ca(b)xxcv") << "max_docache " << limit;
+}
+
+TEST_F(DoContextTest, FunctionEntriesOutsideTheirSegmentRefuseTheFile) {
+    const long bad[] = {-1, -4096, -1000000, INT_MIN, INT_MAX, 9};
+    for (long offset : bad) {
+        Compile("do-entry.oxc", Script("do-entry", offset));
+        EXPECT_EQ(RunMain("do-entry-main", 0), "1") << "offset " << offset;
+    }
+    Compile("do-entry.oxc", Script("do-entry", 0));
+    EXPECT_EQ(RunMain("do-entry-main", 0), "0");
 }
 
 }  // namespace

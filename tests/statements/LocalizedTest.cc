@@ -317,7 +317,7 @@ TEST_F(LocalizedTest, WholeFileFromEveryWriterLoadsInScriptOrder) {
     SegmentManager read_segments;
     ASSERT_TRUE(read_segments.Read(&reader));
     FunctionManager read_functions(&read_dictionary);
-    ASSERT_TRUE(read_functions.Read(&reader)) << read_functions.error().c_str();
+    ASSERT_TRUE(read_functions.Read(&reader, read_segments)) << read_functions.error().c_str();
 
     ASSERT_EQ(read_dictionary.entries(), dictionary.entries());
     for (int id = 0; id < dictionary.entries(); id++)

@@ -52,7 +52,7 @@ class ScriptRun {
         if (!file_.Open(path_.c_str(), 1) || !dictionary_.Read(&file_) ||
             !system_.Read(&file_, kSectionSyst) || !global_.Read(&file_, kSectionGlbl) ||
             !languages_.Read(&file_) || !pieces_.Read(&file_) || !segments_.Read(&file_) ||
-            !functions_.Read(&file_)) {
+            !functions_.Read(&file_, segments_)) {
             error_ = "load failed";
             return;
         }
