@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -184,6 +185,10 @@ char* TextConversion::itos(int value, int* length, int* size) {
 }
 
 char* TextConversion::dtos(double value, int* length, int* size, int precision) {
+    // A text's length is an int: places beyond what one can hold (less the
+    // room of the integer digits) are not written.
+    constexpr int kMostPlaces = INT_MAX - 1024;
+    if (precision > kMostPlaces) precision = kMostPlaces;
     char digits[512];
     int point, sign;
     int count =
