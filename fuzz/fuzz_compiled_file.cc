@@ -14,11 +14,11 @@
 #include <string>
 
 #include "host/NullOutput.h"
-#include "runtime/Dictionary.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/Dictionary.h"
+#include "runtime/store/TaggedFile.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
 #include "tests/support/TestApplication.h"

@@ -6,7 +6,6 @@
 #include "host/Config.h"
 #include "host/Output.h"
 #include "host/OxinApplication.h"
-#include "runtime/Dictionary.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/Instructions.h"
@@ -14,7 +13,8 @@
 #include "runtime/OxinVM_Stack.h"
 #include "runtime/Segment.h"
 #include "runtime/SegmentManager.h"
-#include "statements/DoContext.h"
+#include "runtime/StatementTable.h"
+#include "runtime/store/Dictionary.h"
 #include "variables/NULLVariable.h"
 #include "variables/Variable.h"
 #include "variables/VariableHash.h"
@@ -82,9 +82,7 @@ OxinVM::OxinVM(const char* path, int path_length, OxinApplication* application,
       pieces_(pieces),
       localization_parameters_(new VariableHash(dictionary, 12, 512)),
       null_variable_(new NULLVariable()),
-      parent_(parent),
-      own_do_contexts_(parent ? nullptr : std::make_unique<DoContextList>()),
-      do_contexts_(parent ? parent->do_contexts_ : own_do_contexts_.get()) {
+      parent_(parent) {
     assert(!parent_ || !parent_->parent_);  // a child's parent is the top machine
     if (parent_) {
         if (!heartbeat_count_) heartbeat_count_ = parent_->heartbeat_count_;
@@ -135,28 +133,12 @@ OxinVM::~OxinVM() {
     delete localization_parameters_;
     if (parent_) {
         parent_->DecRefCount();
-    } else {
-        DeleteDoContexts();
+        return;
     }
-}
-
-// Contexts that nothing uses go first, in passes, then the rest. Each
-// context's machine names this one as its parent, and is gone after.
-void OxinVM::DeleteDoContexts() {
-    DoContextList& contexts = *do_contexts_;
-    for (bool removed = true; removed;) {
-        removed = false;
-        for (auto at = contexts.begin(); at != contexts.end(); ++at) {
-            if ((*at)->RefCount() == 0) {
-                // Out of the list before it goes, so the list is whole then.
-                std::unique_ptr<DoContext> gone = std::move(*at);
-                contexts.erase(at);
-                removed = true;
-                break;
-            }
-        }
-    }
-    contexts.clear();
+    // The statements' state goes last, latest slot first: the machines of
+    // OxDO contexts name this one as their parent until they are gone.
+    for (int slot = StatementState::kSlots; slot-- > 0;)
+        states_[slot].reset();
     assert(reference_count_ == 0);
 }
 
@@ -570,19 +552,33 @@ inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
         case k_Op_op_errmsg:
             op_errmsg();
             break;
-        case k_Op_op_do_file:
-            op_do_file();
-            break;
-        case k_Op_op_do_function:
-            op_do_function();
-            break;
         case kIllegal:
             FatalError("Illegal Instruction");
             break;
         default:
-            unavailable(word);
+            statement(word);
             break;
     }
+}
+
+// An instruction of a statement above the runtime, run by the handler that
+// its layer registered.
+void OxinVM::statement(uint16_t word) {
+    if (StatementHandler handler = StatementTable::Find(word)) {
+        handler(this);
+    } else {
+        unavailable(word);
+    }
+}
+
+void OxinVM::Finish_Nested_Run(const OxinVM* nested, int result) {
+    if (result) {
+        SetOutputFlags(frame_->output_flags);
+        last_line_traced_ = 0;
+        return;
+    }
+    error_ = nested->error();
+    fatal_ = 1;
 }
 
 void OxinVM::jump_if(bool condition) {

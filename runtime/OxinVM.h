@@ -7,10 +7,10 @@
 #include "base/Stack.h"
 #include "base/StringClass.h"
 #include "runtime/Feature.h"
+#include "runtime/StatementState.h"
 #include "runtime/TagLookup.h"
 
 class CommerceLibraryManager;
-class DoContext;
 class Dictionary;
 class ExternalCallManager;
 class ExternalDatabaseLibraryManager;
@@ -151,10 +151,22 @@ class OxinVM {
     void System_Vars(VariableList* list);
     void Global_Vars(VariableList* list);
     void Local_Vars(VariableList* list);
-    // The context of another compiled file (path relative to this file's
-    // directory unless absolute), loaded at the first need; null after a
-    // runtime error of the OxDO tag.
-    DoContext* DoContextFind(const char* file, int length);
+    // After nested, a machine of another compiled file, ran on behalf of
+    // this one with result (Go's): on success the output flags of this
+    // frame come back; on a fatal end this machine ends too, with nested's
+    // error (already shown there).
+    void Finish_Nested_Run(const OxinVM* nested, int result);
+
+    // The state that a statement keeps for the request, in the top machine:
+    // null until the statement sets it. The top machine owns it.
+    StatementState* statement_state(StatementState::Slot slot) const {
+        return top()->states_[slot].get();
+    }
+    void Set_Statement_State(StatementState::Slot slot, std::unique_ptr<StatementState> state) {
+        top()->states_[slot] = std::move(state);
+    }
+    // The machine of the request's compiled file: this one, or the parent.
+    OxinVM* top() const { return parent_ ? parent_ : const_cast<OxinVM*>(this); }
 
     OxinVM_Frame* Frame() const { return frame_; }
     OxinVM_Stack* stack() const { return stack_; }
@@ -163,6 +175,8 @@ class OxinVM {
     VariableHash* localvar_hash() const;
     ExternalCallManager* externalfunctions() const { return externalfunctions_; }
     ExternalDatabaseLibraryManager* externaldbmgr() const { return externaldbmgr_; }
+    CommerceLibraryManager* commerce() const { return commerce_; }
+    LocalizedDictionary* pieces() const { return pieces_; }
     LocalizedLanguages* LF() const { return languages_; }
     OxinApplication* oxinapplication() const { return application_; }
     Dictionary* dictionary() const { return dictionary_; }
@@ -194,7 +208,9 @@ class OxinVM {
     // when the budget cannot pay for it.
     bool Within_Budget(long bytes);
 #else
-    static constexpr bool Within_Budget(long) { return true; }
+    static constexpr bool Within_Budget(long) {
+        return true;
+    }
 #endif
 
     // The position: the segment to run, the next instruction's offset.
@@ -207,9 +223,6 @@ class OxinVM {
     // Runs one instruction whose operands are decoded.
     void Execute(uint16_t word);
     bool Load_Segment();
-    void DeleteDoContexts();
-    DoContext* Find_DoContext(const String& filepath);
-    void Evict_DoContexts(int most);
     // Ends a run begun in frame run: deletes it and every frame above it,
     // and goes back to the saved frame and position.
     void Leave_Run(OxinVM_Frame* run, OxinVM_Frame* saved_frame, int saved_segment, int saved_ip);
@@ -269,9 +282,7 @@ class OxinVM {
     void modgg();
     void storegi();
     void unavailable(uint16_t word);
-    void op_do_file();
-    void op_do_function();
-    void Finish_Do(DoContext* context, int result);
+    void statement(uint16_t word);
 
     int reference_count_ = 0;
     String error_;
@@ -319,12 +330,9 @@ class OxinVM {
     VariableHash* localization_parameters_;
     NULLVariable* null_variable_;
     // The top machine of the request, for the machine of a file reached by
-    // OxDO; null in the top machine itself. It owns the contexts, and so
-    // outlives every machine that names it.
+    // OxDO; null in the top machine itself. It owns the statements' state
+    // (the OxDO contexts among it), and so outlives every machine that
+    // names it.
     OxinVM* parent_;
-    // The contexts of OxDO, most recently used first, owned by the top
-    // machine; the others use the top machine's.
-    using DoContextList = std::vector<std::unique_ptr<DoContext>>;
-    std::unique_ptr<DoContextList> own_do_contexts_;
-    DoContextList* do_contexts_;
+    std::unique_ptr<StatementState> states_[StatementState::kSlots];
 };

@@ -3,9 +3,9 @@
 #include <cstdio>
 
 #include "host/OxinApplication.h"
-#include "runtime/Dictionary.h"
 #include "runtime/OxinVM.h"
 #include "runtime/OxinVM_Frame.h"
+#include "runtime/store/Dictionary.h"
 #include "variables/VariableHash.h"
 
 const char* OxinVM::Current_SourceFile(int* length) {

@@ -1,10 +1,46 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 class LinkBuffer;
 class OxinVM;
 class Variable;
+
+// A text popped from the stack. It frees the text when it goes, if the pop
+// handed the text over; release() passes it on instead.
+class PoppedText {
+  public:
+    PoppedText() = default;
+    PoppedText(PoppedText&& other) noexcept { *this = std::move(other); }
+    PoppedText& operator=(PoppedText&& other) noexcept {
+        std::swap(text_, other.text_);
+        std::swap(length_, other.length_);
+        std::swap(size_, other.size_);
+        std::swap(deletable_, other.deletable_);
+        return *this;
+    }
+    ~PoppedText() {
+        if (deletable_) delete[] text_;
+    }
+
+    const char* text() const { return text_; }
+    int length() const { return length_; }
+    int size() const { return size_; }
+    // Gives up the text: *deletable says whether the caller now owns it.
+    char* release(int* deletable) {
+        *deletable = deletable_;
+        deletable_ = 0;
+        return text_;
+    }
+
+  private:
+    friend class OxinVM_Stack;
+    char* text_ = nullptr;
+    int length_ = 0;
+    int size_ = 0;
+    int deletable_ = 0;
+};
 
 // The operand stack of a frame, and with it the language's value coercions:
 // an operand is an integer, a double, a text, a variable or a link buffer,
@@ -95,6 +131,17 @@ class OxinVM_Stack {
     char* PopS(int* length, int* size, int* deletable);
     // The same with NUL bytes removed; always a new text.
     char* PopS_NS(int* length, int* size, int* deletable);
+    // PopS and PopS_NS with the text held until the holder goes.
+    PoppedText PopText() {
+        PoppedText popped;
+        popped.text_ = PopS(&popped.length_, &popped.size_, &popped.deletable_);
+        return popped;
+    }
+    PoppedText PopText_NS() {
+        PoppedText popped;
+        popped.text_ = PopS_NS(&popped.length_, &popped.size_, &popped.deletable_);
+        return popped;
+    }
     // Assigns the top entry to target. Returns false on a fault.
     bool PopV(Variable* target);
     // Hands over the variable of the top entry and whether it holds a count;

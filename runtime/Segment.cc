@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "runtime/Instructions.h"
 #include "base/LittleEndian.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/Instructions.h"
+#include "runtime/store/TaggedFile.h"
 
 namespace {
 
@@ -22,10 +22,7 @@ Segment::Segment(int id)
     : id_(id), Code_(allocate(kGrowthUnit)), size_(kGrowthUnit), Code_Length_(0) {}
 
 Segment::Segment(int id, int size)
-    : id_(id),
-      Code_(allocate(size)),
-      size_(size > 0 ? size : 0),
-      Code_Length_(size_) {}
+    : id_(id), Code_(allocate(size)), size_(size > 0 ? size : 0), Code_Length_(size_) {}
 
 Segment::Segment(const Segment& other)
     : id_(other.id_),

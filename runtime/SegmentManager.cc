@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "base/LittleEndian.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/TaggedFile.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 
 #include "files/File.h"
 #include "host/OxinApplication.h"
-#include "runtime/Dictionary.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/Dictionary.h"
+#include "runtime/store/TaggedFile.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
 #include "variables/ReferenceVariableHash.h"
@@ -55,8 +55,7 @@ bool DoContext::Open(const String& path, File* file) {
     segments_ = std::make_unique<SegmentManager>();
     functions_ = std::make_unique<FunctionManager>(dictionary, 8);
     pieces_ = std::make_unique<LocalizedDictionary>();
-    languages_ =
-        std::make_unique<LocalizedLanguages>(application_, dictionary, file_.get(), 12, 8);
+    languages_ = std::make_unique<LocalizedLanguages>(application_, dictionary, file_.get(), 12, 8);
     globals_ = std::make_unique<ReferenceVariableHash>(dictionary, caller_global_, 12, 512);
     systems_ = std::make_unique<ReferenceVariableHash>(dictionary, caller_system_, 12, 512);
     if (ok) {
@@ -67,11 +66,10 @@ bool DoContext::Open(const String& path, File* file) {
              functions_->Read(file_.get(), *segments_);
     }
     if (ok) {
-        vm_ = std::make_unique<OxinVM>(path.c_str(), path.length(), application_, dictionary,
-                                       systems_.get(), globals_.get(), segments_.get(),
-                                       functions_.get(), externals_, commerce_, databases_,
-                                       languages_.get(), pieces_.get(), nullptr, nullptr, nullptr,
-                                       parent_);
+        vm_ = std::make_unique<OxinVM>(
+            path.c_str(), path.length(), application_, dictionary, systems_.get(), globals_.get(),
+            segments_.get(), functions_.get(), externals_, commerce_, databases_, languages_.get(),
+            pieces_.get(), nullptr, nullptr, nullptr, parent_);
     }
     file_->Deactivate();
     return ok;

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "base/LittleEndian.h"
-#include "runtime/StoredHashTable.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/StoredHashTable.h"
+#include "runtime/store/TaggedFile.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 #include <cstring>
 #include <vector>
 
-#include "base/StringClass.h"
-#include "runtime/Dictionary.h"
 #include "base/LittleEndian.h"
-#include "runtime/StoredHashTable.h"
-#include "runtime/TaggedFile.h"
+#include "base/StringClass.h"
+#include "runtime/store/Dictionary.h"
+#include "runtime/store/StoredHashTable.h"
+#include "runtime/store/TaggedFile.h"
 
 // An entry of a localized table: the dictionary id of a text and its value.
 template <class V>

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <utility>
 
-#include "runtime/Dictionary.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/Dictionary.h"
+#include "runtime/store/TaggedFile.h"
 
 LocalizedLanguages::LocalizedLanguages(OxinApplication* application, Dictionary* dictionary,
                                        TaggedFile* file, int bits, int capacity)

@@ -1,6 +1,6 @@
 #include "variables/UserVariableHash.h"
 
-#include "runtime/Dictionary.h"
+#include "runtime/store/Dictionary.h"
 
 UserVariableHash::UserVariableHash() : VariableHash(new Dictionary(), 12, 512) {}
 

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "extensions/oxin_extension.h"
-#include "host/ExternalConfig.h"
+#include "host/process/ExternalConfig.h"
 
 extern "C" {
 

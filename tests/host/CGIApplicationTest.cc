@@ -4,7 +4,7 @@
 #include <regex>
 #include <string>
 
-#include "host/CGIApplication.h"
+#include "host/process/CGIApplication.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/LittleEndian.h"
-#include "runtime/StoredHashTable.h"
+#include "runtime/store/StoredHashTable.h"
 #include "tests/support/CompiledFileFixture.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "files/File.h"
-#include "runtime/Dictionary.h"
-#include "runtime/StoredHashTable.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/Dictionary.h"
+#include "runtime/store/StoredHashTable.h"
+#include "runtime/store/TaggedFile.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
 

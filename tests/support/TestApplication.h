@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/StandaloneApplication.h"
+#include "host/process/StandaloneApplication.h"
 
 // The application of the tests.
 class TestApplication : public StandaloneApplication {};

@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <string>
 
-#include "host/StandaloneApplication.h"
+#include "host/process/StandaloneApplication.h"
 #include "tools/Disassembler.h"
 
 int main(int argc, char** argv) {

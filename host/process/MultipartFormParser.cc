@@ -1,4 +1,4 @@
-#include "host/MultipartFormParser.h"
+#include "host/process/MultipartFormParser.h"
 
 #include <strings.h>
 

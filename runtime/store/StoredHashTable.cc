@@ -1,9 +1,9 @@
-#include "runtime/StoredHashTable.h"
+#include "runtime/store/StoredHashTable.h"
 
 #include "base/Hash.h"
 #include "base/LittleEndian.h"
 #include "base/MemCmpI.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/TaggedFile.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "base/List.h"
 #include "base/StringClass.h"
-#include "runtime/DictionaryDataBlock.h"
+#include "runtime/store/DictionaryDataBlock.h"
 
 class TaggedFile;
 

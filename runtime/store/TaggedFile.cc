@@ -1,11 +1,11 @@
-#include "runtime/TaggedFile.h"
+#include "runtime/store/TaggedFile.h"
 
 #include <climits>
 #include <cstring>
 
+#include "base/LittleEndian.h"
 #include "files/File.h"
 #include "files/FileManager.h"
-#include "base/LittleEndian.h"
 
 namespace {
 

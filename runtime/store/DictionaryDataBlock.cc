@@ -1,4 +1,4 @@
-#include "runtime/DictionaryDataBlock.h"
+#include "runtime/store/DictionaryDataBlock.h"
 
 #include <cstring>
 

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "base/StringClass.h"
-#include "host/HTTPContentParser.h"
+#include "host/process/HTTPContentParser.h"
 
 class File;
 class FileManager;

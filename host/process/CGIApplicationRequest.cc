@@ -11,18 +11,18 @@
 #include <cstring>
 #include <ctime>
 
-#include "host/CGIApplication.h"
 #include "host/CGIOutput.h"
-#include "host/ExternalConfig.h"
-#include "host/URLEncodedParser.h"
-#include "runtime/Dictionary.h"
+#include "host/process/CGIApplication.h"
+#include "host/process/ExternalConfig.h"
+#include "host/process/URLEncodedParser.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/Dictionary.h"
+#include "runtime/store/TaggedFile.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
-#include "variables/ImmutableVariable.h"
 #include "variables/DynamicSystemVariables.h"
+#include "variables/ImmutableVariable.h"
 #include "variables/VariableHash.h"
 
 extern char** environ;

@@ -1,8 +1,14 @@
-#include "host/StandaloneApplication.h"
+#include "host/process/StandaloneApplication.h"
 
 #include <errno.h>
 #include <string.h>
 #include <unistd.h>
+
+#include "statements/Statements.h"
+
+StandaloneApplication::StandaloneApplication() : files_(this) {
+    Register_Statements();
+}
 
 const char* StandaloneApplication::lasterror() {
     const char* text = strerror(errno);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/HTTPContentParser.h"
+#include "host/process/HTTPContentParser.h"
 
 // A body of a type that no parser knows, kept whole and given to the script
 // as the system variable content_data.

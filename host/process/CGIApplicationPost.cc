@@ -10,11 +10,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/CGIApplication.h"
-#include "host/ExternalConfig.h"
-#include "host/MultipartFormParser.h"
-#include "host/URLEncodedParser.h"
-#include "host/UnknownContentHandler.h"
+#include "host/process/CGIApplication.h"
+#include "host/process/ExternalConfig.h"
+#include "host/process/MultipartFormParser.h"
+#include "host/process/URLEncodedParser.h"
+#include "host/process/UnknownContentHandler.h"
 
 namespace {
 

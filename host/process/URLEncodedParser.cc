@@ -1,4 +1,4 @@
-#include "host/URLEncodedParser.h"
+#include "host/process/URLEncodedParser.h"
 
 #include <algorithm>
 #include <climits>

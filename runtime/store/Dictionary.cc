@@ -1,4 +1,4 @@
-#include "runtime/Dictionary.h"
+#include "runtime/store/Dictionary.h"
 
 #include <climits>
 #include <cstring>
@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/LittleEndian.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/TaggedFile.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "host/HeartbeatThread.h"
+#include "host/process/HeartbeatThread.h"
 
 #include <csignal>
 #include <ctime>

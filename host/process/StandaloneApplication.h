@@ -7,10 +7,11 @@
 
 // The application of programs that run outside a web request, such as the
 // engine's tools and its tests: a real file manager and configuration with
-// their defaults, the process's own ids, and the system's host name.
+// their defaults, the process's own ids, and the system's host name. The
+// statements of every layer are registered with the machine, as in a request.
 class StandaloneApplication : public OxinApplication {
   public:
-    StandaloneApplication() : files_(this) {}
+    StandaloneApplication();
 
     FileManager* filemanager() override { return &files_; }
     ExternalLibraryManager* librarymanager() override { return &libraries_; }

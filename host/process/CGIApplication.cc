@@ -1,4 +1,4 @@
-#include "host/CGIApplication.h"
+#include "host/process/CGIApplication.h"
 
 #include <errno.h>
 #include <grp.h>
@@ -16,14 +16,15 @@
 #include "base/SessionID.h"
 #include "extensions/ExternalCallManager.h"
 #include "host/CGIOutput.h"
-#include "host/ExternalConfig.h"
-#include "runtime/Dictionary.h"
+#include "host/process/ExternalConfig.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/TaggedFile.h"
+#include "runtime/store/Dictionary.h"
+#include "runtime/store/TaggedFile.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
+#include "statements/Statements.h"
 #include "variables/SystemVariableHash.h"
 #include "variables/VariableHash.h"
 
@@ -71,6 +72,7 @@ CGIApplication::CGIApplication(int argc, char** argv)
     pthread_mutex_init(&state_mutex_, nullptr);
     pthread_cond_init(&state_cond_, nullptr);
     gethostname(hostname_, sizeof hostname_ - 1);
+    Register_Statements();
 }
 
 CGIApplication::~CGIApplication() {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "host/HTTPContentParser.h"
+#include "host/process/HTTPContentParser.h"
 
 // "name=value&..." with "+" for blanks and %XX escapes, as forms send it.
 // Each pair becomes a variable through SetVariable_Fancy, so names may hold

@@ -1,4 +1,4 @@
-#include "host/UnknownContentHandler.h"
+#include "host/process/UnknownContentHandler.h"
 
 #include <cstring>
 #include <new>

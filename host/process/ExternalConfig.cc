@@ -1,4 +1,4 @@
-#include "host/ExternalConfig.h"
+#include "host/process/ExternalConfig.h"
 
 #include "extensions/ExternalCallManager.h"
 #include "extensions/ExternalLibrary.h"
