@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "base/LittleEndian.h"
+
 static const int kBlockSize = 64;
 
 // Per-step additive constants: floor(abs(sin(i + 1)) * 2^32).
@@ -22,15 +24,6 @@ static uint32_t RotateLeft(uint32_t value, int bits) {
     return (value << bits) | (value >> (32 - bits));
 }
 
-static uint32_t LoadLittleEndian(const unsigned char* p) {
-    return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
-}
-
-static void StoreLittleEndian(uint32_t value, unsigned char* p) {
-    for (int i = 0; i < 4; i++)
-        p[i] = static_cast<unsigned char>(value >> (8 * i));
-}
-
 void MD5Encoder::Reset() {
     a_ = 0x67452301;
     b_ = 0xefcdab89;
@@ -42,7 +35,7 @@ void MD5Encoder::Reset() {
 void MD5Encoder::Transform(const unsigned char* block) {
     uint32_t x[16];
     for (int i = 0; i < 16; i++)
-        x[i] = LoadLittleEndian(block + 4 * i);
+        x[i] = get_u32(block + 4 * i);
 
     uint32_t a = a_, b = b_, c = c_, d = d_;
     for (int step = 0; step < 64; step++) {
@@ -97,16 +90,16 @@ void MD5Encoder::Encode_Final(const unsigned char* data, unsigned length, unsign
     if (rest > 0) memcpy(tail, data + whole, rest);
     tail[rest] = 0x80;
     unsigned tail_length = rest + 1 + 8 <= kBlockSize ? kBlockSize : 2 * kBlockSize;
-    StoreLittleEndian(count_ << 3, tail + tail_length - 8);
-    StoreLittleEndian(count_ >> 29, tail + tail_length - 4);
+    put_u32(tail + tail_length - 8, count_ << 3);
+    put_u32(tail + tail_length - 4, count_ >> 29);
     for (unsigned offset = 0; offset < tail_length; offset += kBlockSize) {
         Transform(tail + offset);
     }
 
-    StoreLittleEndian(a_, digest);
-    StoreLittleEndian(b_, digest + 4);
-    StoreLittleEndian(c_, digest + 8);
-    StoreLittleEndian(d_, digest + 12);
+    put_u32(digest, a_);
+    put_u32(digest + 4, b_);
+    put_u32(digest + 8, c_);
+    put_u32(digest + 12, d_);
 }
 
 void MD5Encoder::Encode(const unsigned char* data, unsigned length, unsigned char* digest) {

@@ -195,6 +195,7 @@ int XBaseTable::Create(File* data, const String& datapath, File* memo, const Str
     if (data_->Write(&kEndOfFile, 1) != 1) return WriteFailed(data_, datapath_);
     if (version_ != kVersionMemo) return 1;
     if (!memo_) {
+        // The text, its spelling included, is the one scripts have always got.
         Error(String::Join({"Internal errorl opening '", Text(memopath_), "'"}));
         return 0;
     }

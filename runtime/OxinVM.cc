@@ -3,6 +3,7 @@
 #include <cassert>
 #include <cstring>
 
+#include "base/LittleEndian.h"
 #include "host/Config.h"
 #include "host/Output.h"
 #include "host/OxinApplication.h"
@@ -42,18 +43,7 @@ struct DenseTable {
 const DenseTable dense;
 
 inline int32_t read_dword(const unsigned char* p) {
-    return static_cast<int32_t>(static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-                                static_cast<uint32_t>(p[2]) << 16 |
-                                static_cast<uint32_t>(p[3]) << 24);
-}
-
-inline double read_double(const unsigned char* p) {
-    uint64_t bits = 0;
-    for (int i = 7; i >= 0; i--)
-        bits = bits << 8 | p[i];
-    double value;
-    memcpy(&value, &bits, sizeof value);
-    return value;
+    return static_cast<int32_t>(get_u32(p));
 }
 
 }  // namespace
@@ -213,7 +203,7 @@ int OxinVM::Go() {
                 at += 4;
                 break;
             case 0x8000:
-                double1_ = read_double(at);
+                double1_ = get_double(at);
                 at += 8;
                 break;
         }
@@ -223,7 +213,7 @@ int OxinVM::Go() {
                 at += 4;
                 break;
             case 0x2000:
-                double2_ = read_double(at);
+                double2_ = get_double(at);
                 at += 8;
                 break;
         }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <typeinfo>
 
+#include "base/LittleEndian.h"
 #include "base/Dtoa.h"
 #include "base/LinkBuffer.h"
 #include "base/StringSearch.h"
@@ -25,10 +26,6 @@ namespace {
 
 // Haystacks from this length on are searched with Boyer-Moore.
 constexpr int kBoyerMooreFrom = 300;
-
-void release(char* text, int deletable) {
-    if (deletable && text) delete[] text;
-}
 
 // The rounding of rounds and roundf on the shortest digits of value:
 // exact halves go to the even neighbour.
@@ -72,17 +69,15 @@ bool OxinVM::append_in_place() {
     if (typeid(*variable) != typeid(Variable) || variable->aggregatetype() != AggregateNone)
         return false;
     if (right->type == OxinVM_Stack::kVariable && right->value.variable == variable) return false;
-    uint16_t next = static_cast<uint16_t>(code_[ip] | code_[ip + 1] << 8);
+    uint16_t next = get_u16(code_ + ip);
     if (next != Op_popg && next != Op_popl) return false;
-    int index = static_cast<int>(
-        static_cast<uint32_t>(code_[ip + 2]) | static_cast<uint32_t>(code_[ip + 3]) << 8 |
-        static_cast<uint32_t>(code_[ip + 4]) << 16 | static_cast<uint32_t>(code_[ip + 5]) << 24);
+    int index = static_cast<int>(get_u32(code_ + ip + 2));
     VariableHash* hash = next == Op_popg ? global_ : frame_->locals();
     if (hash->Index(index, 0) != variable) return false;
-    int length, size, deletable;
-    char* text = stack_->PopS(&length, &size, &deletable);
-    variable->Append_Text(text, length);
-    release(text, deletable);
+    {
+        PoppedText text = stack_->PopText();
+        variable->Append_Text(text.text(), text.length());
+    }
     stack_->Pop();
     ip += 6;
     return true;
@@ -120,51 +115,40 @@ void OxinVM::shift(bool left) {
 }
 
 void OxinVM::search(bool ignore_case, bool end) {
-    int haystack_length, haystack_size, haystack_deletable;
-    int needle_length, needle_size, needle_deletable;
-    char* haystack = stack_->PopS(&haystack_length, &haystack_size, &haystack_deletable);
-    char* needle = stack_->PopS(&needle_length, &needle_size, &needle_deletable);
-    if (!fatal_) {
-        int result;
-        if (needle_length == 0) {
-            result = end ? 0 : 1;
-        } else if (needle_length > haystack_length) {
-            result = 0;
-        } else {
-            bool brute = haystack_length < kBoyerMooreFrom;
-            int found = ignore_case ? (brute ? bf_searchi : bm_searchi)(needle, needle_length,
-                                                                        haystack, haystack_length)
-                                    : (brute ? bf_search : bm_search)(needle, needle_length,
-                                                                      haystack, haystack_length);
-            result = found < 0 ? 0 : end ? found + needle_length : found + 1;
-        }
-        stack_->PushI(result);
+    PoppedText haystack = stack_->PopText();
+    PoppedText needle = stack_->PopText();
+    if (fatal_) return;
+    int result;
+    if (needle.length() == 0) {
+        result = end ? 0 : 1;
+    } else if (needle.length() > haystack.length()) {
+        result = 0;
+    } else {
+        bool brute = haystack.length() < kBoyerMooreFrom;
+        auto find = ignore_case ? (brute ? bf_searchi : bm_searchi) : (brute ? bf_search : bm_search);
+        int found = find(needle.text(), needle.length(), haystack.text(), haystack.length());
+        result = found < 0 ? 0 : end ? found + needle.length() : found + 1;
     }
-    release(haystack, haystack_deletable);
-    release(needle, needle_deletable);
+    stack_->PushI(result);
 }
 
 void OxinVM::crypt() {
     static const char kSaltCharacters[] =
         "./0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-    int salt_length, salt_size, salt_deletable, key_length, key_size, key_deletable;
-    char* salt = stack_->PopS(&salt_length, &salt_size, &salt_deletable);
-    char* key = stack_->PopS(&key_length, &key_size, &key_deletable);
-    if (!fatal_) {
-        char two[3] = {};
-        if (salt_length == 0) {
-            two[0] = kSaltCharacters[rand() % 63];
-            two[1] = kSaltCharacters[rand() % 63];
-        } else {
-            two[0] = salt[0];
-            two[1] = salt_length == 1 ? salt[0] : salt[1];
-        }
-        int length, size;
-        char* hashed = application_->Crypt(key, key_length, two, &length, &size);
-        stack_->PushS(hashed, length, size, 1);
+    PoppedText salt = stack_->PopText();
+    PoppedText key = stack_->PopText();
+    if (fatal_) return;
+    char two[3] = {};
+    if (salt.length() == 0) {
+        two[0] = kSaltCharacters[rand() % 63];
+        two[1] = kSaltCharacters[rand() % 63];
+    } else {
+        two[0] = salt.text()[0];
+        two[1] = salt.text()[salt.length() == 1 ? 0 : 1];
     }
-    release(salt, salt_deletable);
-    release(key, key_deletable);
+    int length, size;
+    char* hashed = application_->Crypt(key.text(), key.length(), two, &length, &size);
+    stack_->PushS(hashed, length, size, 1);
 }
 
 void OxinVM::rounds(bool as_text) {
@@ -207,25 +191,19 @@ void OxinVM::out() {
         stack_->Pop();
         return;
     }
-    int length, size, deletable;
-    char* text = stack_->PopS(&length, &size, &deletable);
-    if (!fatal_ && output && length > 0) output->Write(text, length);
-    release(text, deletable);
+    PoppedText text = stack_->PopText();
+    if (!fatal_ && output && text.length() > 0) output->Write(text.text(), text.length());
 }
 
 void OxinVM::out_comp() {
-    int length, size, deletable;
-    char* text = stack_->PopS(&length, &size, &deletable);
+    PoppedText text = stack_->PopText();
     Output* output = application_->output();
-    if (!fatal_ && output && length > 0) output->Write_Compressed(text, length);
-    release(text, deletable);
+    if (!fatal_ && output && text.length() > 0) output->Write_Compressed(text.text(), text.length());
 }
 
 void OxinVM::op_errmsg() {
-    int length, size, deletable;
-    char* text = stack_->PopS(&length, &size, &deletable);
-    if (!fatal_) error_prefix_ = String(text, length);
-    release(text, deletable);
+    PoppedText text = stack_->PopText();
+    if (!fatal_) error_prefix_ = String(text.text(), text.length());
 }
 
 void OxinVM::SetOutputFlags(unsigned flags) {

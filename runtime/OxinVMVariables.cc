@@ -17,10 +17,6 @@
 
 namespace {
 
-void release(char* text, int deletable) {
-    if (deletable && text) delete[] text;
-}
-
 int compare_numbers(double left, double right) {
     if (left == right) return 0;
     return left < right ? -1 : 1;
@@ -40,10 +36,8 @@ bool OxinVM::Dictionary_Text(int id, const char** text, int* length) {
 }
 
 void OxinVM::with_name(void (OxinVM::*action)(const char*, int)) {
-    int length, size, deletable;
-    char* name = stack_->PopS(&length, &size, &deletable);
-    if (!fatal_) (this->*action)(name, length);
-    release(name, deletable);
+    PoppedText name = stack_->PopText();
+    if (!fatal_) (this->*action)(name.text(), name.length());
 }
 
 void OxinVM::with_dictionary_name(void (OxinVM::*action)(const char*, int)) {
@@ -228,27 +222,22 @@ void OxinVM::elem(int create) {
 }
 
 void OxinVM::memb(int create) {
-    int length, size, name_deletable;
-    char* name = stack_->PopS(&length, &size, &name_deletable);
+    PoppedText name = stack_->PopText();
     Variable* variable;
     int deletable;
     if (!fatal_ && stack_->PopV(&variable, &deletable)) {
-        Variable* member = variable->Element(AggregateIndex(name, length), create);
+        Variable* member = variable->Element(AggregateIndex(name.text(), name.length()), create);
         stack_->PushV(member ? member : null_variable_, 1, 1);
         if (deletable) variable->DecRefCount();
     }
-    release(name, name_deletable);
 }
 
 // Fields of database views. Until tables can be opened there is no view:
 // reads give the null variable and writes are dropped.
 void OxinVM::pushd() {
-    int field_length, field_size, field_deletable, alias_length, alias_size, alias_deletable;
-    char* field = stack_->PopS(&field_length, &field_size, &field_deletable);
-    char* alias = stack_->PopS(&alias_length, &alias_size, &alias_deletable);
+    PoppedText field = stack_->PopText();
+    PoppedText alias = stack_->PopText();
     if (!fatal_) stack_->PushV(null_variable_, 1, 1);
-    release(field, field_deletable);
-    release(alias, alias_deletable);
 }
 
 void OxinVM::pushdc() {
@@ -256,12 +245,9 @@ void OxinVM::pushdc() {
 }
 
 void OxinVM::popd() {
-    int field_length, field_size, field_deletable, alias_length, alias_size, alias_deletable;
-    char* field = stack_->PopS(&field_length, &field_size, &field_deletable);
-    char* alias = stack_->PopS(&alias_length, &alias_size, &alias_deletable);
+    PoppedText field = stack_->PopText();
+    PoppedText alias = stack_->PopText();
     if (!fatal_) stack_->Pop();
-    release(field, field_deletable);
-    release(alias, alias_deletable);
 }
 
 void OxinVM::popdc() {
