@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include "base/StringClass.h"
 #include "base/TextConversion.h"
 
@@ -87,12 +89,15 @@ class OxinApplication : public TextConversion {
     // The name the process shows; empty here.
     virtual const char* process_name() { return ""; }
 
-    volatile unsigned heartbeat_count = 0;
-    volatile int cancelled_flag = 0;
-    volatile int post_timed_out = 0;
-    volatile int finished_flag = 0;
-    long global_deadline = 0;  // seconds since the epoch; 0: none
-    long post_deadline = 0;
+    // Shared between the main thread, the heartbeat thread and signal
+    // handlers. The machine reads the flags without a lock: a stale value
+    // only delays a stop by one instruction.
+    std::atomic<unsigned> heartbeat_count{0};
+    std::atomic<int> cancelled_flag{0};
+    std::atomic<int> post_timed_out{0};
+    std::atomic<int> finished_flag{0};
+    std::atomic<long> global_deadline{0};  // seconds since the epoch; 0: none
+    std::atomic<long> post_deadline{0};
 
   private:
     String language_{"en-US"};

@@ -53,8 +53,8 @@ OxinVM::OxinVM(const char* path, int path_length, OxinApplication* application,
                SegmentManager* segments, FunctionManager* functions,
                ExternalCallManager* externalfunctions, CommerceLibraryManager* commerce,
                ExternalDatabaseLibraryManager* externaldbmgr, LocalizedLanguages* languages,
-               LocalizedDictionary* pieces, volatile unsigned* heartbeat_count,
-               volatile int* cancelled_flag, volatile int* finished_flag, OxinVM* parent)
+               LocalizedDictionary* pieces, std::atomic<unsigned>* heartbeat_count,
+               std::atomic<int>* cancelled_flag, std::atomic<int>* finished_flag, OxinVM* parent)
     : filename_(path, path_length),
       heartbeat_count_(heartbeat_count),
       cancelled_flag_(cancelled_flag),

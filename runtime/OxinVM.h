@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -50,8 +51,8 @@ class OxinVM {
            FunctionManager* functions, ExternalCallManager* externalfunctions,
            CommerceLibraryManager* commerce, ExternalDatabaseLibraryManager* externaldbmgr,
            LocalizedLanguages* languages, LocalizedDictionary* pieces,
-           volatile unsigned* heartbeat_count, volatile int* cancelled_flag,
-           volatile int* finished_flag, OxinVM* parent);
+           std::atomic<unsigned>* heartbeat_count, std::atomic<int>* cancelled_flag,
+           std::atomic<int>* finished_flag, OxinVM* parent);
     OxinVM(const OxinVM&) = delete;
     OxinVM& operator=(const OxinVM&) = delete;
     // Deletes every frame left and every open feature.
@@ -310,10 +311,10 @@ class OxinVM {
 
     int fatal_ = 0;
     unsigned log_mask_ = 0;
-    volatile unsigned* heartbeat_count_;
-    volatile int* cancelled_flag_;
+    std::atomic<unsigned>* heartbeat_count_;
+    std::atomic<int>* cancelled_flag_;
     unsigned last_heartbeat_ = 0;
-    volatile int* finished_flag_;
+    std::atomic<int>* finished_flag_;
 
     OxinApplication* application_;
     Dictionary* dictionary_;

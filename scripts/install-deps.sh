@@ -1,16 +1,27 @@
 #!/bin/sh
 # Installs the Debian 12 packages that the build and the tests need, when they
-# are missing. Runs apt-get only if something is absent; uses sudo when not root.
+# are missing, and says which it installs. Each package is known by a file it
+# puts on the machine, so a machine that has everything runs no package tool.
+# Uses sudo when not root.
 set -eu
 
-packages="cmake ninja-build g++ ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcrypt-dev python3 curl lighttpd apache2 python3-dbf python3-dbfread gdal-bin libsqlite3-dev"
+# package:file that it installs
+packages="cmake:/usr/bin/cmake ninja-build:/usr/bin/ninja g++:/usr/bin/g++
+ccache:/usr/bin/ccache pkg-config:/usr/bin/pkg-config
+libgtest-dev:/usr/include/gtest/gtest.h libgmock-dev:/usr/include/gmock/gmock.h
+libbenchmark-dev:/usr/include/benchmark/benchmark.h libcrypt-dev:/usr/include/crypt.h
+python3:/usr/bin/python3 curl:/usr/bin/curl lighttpd:/usr/sbin/lighttpd
+apache2:/usr/sbin/apache2 python3-dbf:/usr/lib/python3/dist-packages/dbf/__init__.py
+python3-dbfread:/usr/lib/python3/dist-packages/dbfread/__init__.py
+gdal-bin:/usr/bin/ogrinfo libsqlite3-dev:/usr/include/sqlite3.h"
 if [ "${1:-}" = "fuzz" ]; then
-  packages="$packages clang libclang-rt-14-dev"
+  packages="$packages clang:/usr/bin/clang
+libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a"
 fi
 
 missing=""
-for p in $packages; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+for entry in $packages; do
+  [ -e "${entry#*:}" ] || missing="$missing ${entry%%:*}"
 done
 [ -z "$missing" ] && exit 0
 

@@ -12,10 +12,25 @@ namespace {
 const char* const kPython = "/usr/bin/python3";
 const std::string kScript = std::string(OXIN_SOURCE_DIR) + "/tests/database/dbf_interop.py";
 
-bool ToolsPresent() {
-    std::string probe = std::string(kPython) +
-                        " -c 'import dbf, dbfread' 2>/dev/null && command -v ogrinfo >/dev/null";
-    return system(probe.c_str()) == 0;
+// The Debian packages of the readers and writers that are not on this
+// machine, or "" when all are.
+std::string MissingPackages() {
+    struct Tool {
+        const char* probe;
+        const char* package;
+    };
+    static const Tool kTools[] = {
+        {" -c 'import dbf' 2>/dev/null", "python3-dbf"},
+        {" -c 'import dbfread' 2>/dev/null", "python3-dbfread"},
+        {nullptr, "gdal-bin"},
+    };
+    std::string missing;
+    for (const Tool& tool : kTools) {
+        std::string command = tool.probe ? std::string(kPython) + tool.probe
+                                         : "command -v ogrinfo >/dev/null";
+        if (system(command.c_str()) != 0) missing += std::string(" ") + tool.package;
+    }
+    return missing;
 }
 
 // Runs command and gives its standard output and exit status.
@@ -57,7 +72,8 @@ class InteropTest : public TableFixture {
   protected:
     void SetUp() override {
         TableFixture::SetUp();
-        if (!ToolsPresent()) GTEST_SKIP() << "python3-dbf, python3-dbfread or gdal-bin missing";
+        std::string missing = MissingPackages();
+        ASSERT_EQ(missing, "") << "install the Debian packages:" << missing;
     }
 
     // Writes what the readers must find and lets them compare.
