@@ -3,7 +3,8 @@
 # lighttpd on http://127.0.0.1:${PORT:-8080}/ until interrupted.
 #
 # The site lives in build/site: the engine and its configuration library and
-# file in cgi-bin/, the compiled examples in scripts/, and data/ and temp/
+# file in cgi-bin/, the examples' function library (HTMLEncode) in lib/, the
+# compiled examples in scripts/, and data/ and temp/
 # for uploads. A request for /cgi-bin/oxin/NAME/index.oxc runs examples/NAME.
 set -eu
 cd "$(dirname "$0")/.."
@@ -15,17 +16,19 @@ cmake --build --preset default -j "$jobs"
 port="${PORT:-8080}"
 site="$PWD/build/site"
 rm -rf "$site"
-mkdir -p "$site/cgi-bin" "$site/scripts" "$site/data" "$site/temp" "$site/logs"
+mkdir -p "$site/cgi-bin" "$site/lib" "$site/scripts" "$site/data" "$site/temp" "$site/logs"
 for source in examples/*/index.oxs; do
   name=$(basename "$(dirname "$source")")
   mkdir -p "$site/scripts/$name"
   build/bin/oxin-asm "$source" "$site/scripts/$name/index.oxc"
 done
 cp build/bin/oxin build/lib/liboxinconfig.so "$site/cgi-bin/"
+cp build/lib/liboxinhtml.so "$site/lib/"
 cat > "$site/cgi-bin/oxin.conf" <<CONF
 dir_oxin = $site/scripts
 dir_data = $site/data
 dir_temp = $site/temp
+library builtin $site/lib/liboxinhtml.so
 CONF
 
 # Started as root, lighttpd and the engine run as nobody, who must own the

@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstring>
+#include <iterator>
 
 #include "files/File.h"
 #include "files/FileManager.h"
@@ -68,10 +69,10 @@ MultipartFormParser::MultipartFormParser(OxinVM* vm, FileManager* files, Variabl
     if (value.empty()) {
         // The first line of the body is the boundary.
         boundary_ = "\r\n";
-        state_ = 1;
+        state_ = State::BoundaryLine;
     } else {
         boundary_ = "\r\n--" + value;
-        state_ = 0;
+        state_ = State::FirstBoundary;
         index_ = 2;  // the body's first line has no line break before it
     }
 }
@@ -80,12 +81,19 @@ MultipartFormParser::~MultipartFormParser() {
     delete temporary_;
 }
 
-void MultipartFormParser::Found(unsigned char byte, const char* expected) {
+MultipartFormParser::Byte MultipartFormParser::Fail(const char* text) {
+    Error(String(text));
+    state_ = State::Failed;
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::Found(unsigned char byte, const char* expected) {
     String text("Found ");
     text.cat(static_cast<char>(byte));
     text.cat(expected);
     Error(text);
-    state_ = 20;
+    state_ = State::Failed;
+    return Byte::Taken;
 }
 
 String MultipartFormParser::FileNameUnquoted() const {
@@ -103,201 +111,255 @@ void MultipartFormParser::StoreParameter() {
     }
 }
 
-void MultipartFormParser::Step(const char* data, int at, bool* again, int* start) {
-    unsigned char c = static_cast<unsigned char>(data[at]);
+// Indexed by State; Done and Failed read nothing.
+const MultipartFormParser::Handler MultipartFormParser::kHandlers[] = {
+    &MultipartFormParser::MatchFirstBoundary,
+    &MultipartFormParser::LearnBoundary,
+    &MultipartFormParser::EndBoundaryLine,
+    &MultipartFormParser::SkipBoundaryJunk,
+    &MultipartFormParser::ExpectLineFeed,
+    &MultipartFormParser::StartHeader,
+    &MultipartFormParser::ReadHeaderName,
+    &MultipartFormParser::ReadContentType,
+    &MultipartFormParser::SkipDispositionType,
+    &MultipartFormParser::StartParameter,
+    &MultipartFormParser::ReadParameterName,
+    &MultipartFormParser::ReadParameterValue,
+    &MultipartFormParser::EndHeaders,
+    &MultipartFormParser::StartPart,
+    &MultipartFormParser::ScanData,
+    &MultipartFormParser::MatchBoundaryInBlock,
+    &MultipartFormParser::MatchBoundaryAcrossBlocks,
+    &MultipartFormParser::EndBoundary,
+    &MultipartFormParser::ExpectSecondDash,
+};
+
+bool MultipartFormParser::ContinuesBoundary(unsigned char byte) {
+    if (byte != static_cast<unsigned char>(boundary_[index_])) return false;
+    index_++;
+    return true;
+}
+
+MultipartFormParser::Byte MultipartFormParser::MatchFirstBoundary(unsigned char byte) {
+    if (index_ == boundary_.size()) {
+        state_ = State::BoundaryLineEnd;
+        return Byte::SeenAgain;
+    }
+    if (ContinuesBoundary(byte)) return Byte::Taken;
+    state_ = State::BoundaryLineJunk;
+    return Byte::SeenAgain;
+}
+
+MultipartFormParser::Byte MultipartFormParser::LearnBoundary(unsigned char byte) {
+    if (byte == '\r') {
+        boundary_.append(block_, at_);
+        state_ = State::LineFeed;
+    }
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::EndBoundaryLine(unsigned char byte) {
+    if (byte == '\r') {
+        state_ = State::LineFeed;
+        return Byte::Taken;
+    }
+    state_ = State::BoundaryLineJunk;
+    return Byte::SeenAgain;
+}
+
+MultipartFormParser::Byte MultipartFormParser::SkipBoundaryJunk(unsigned char byte) {
+    if (byte == '\r') return Fail("Failed to find boundary separator");
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::ExpectLineFeed(unsigned char byte) {
+    if (byte != '\n') return Found(byte, " when expected LF");
+    state_ = State::HeaderLine;
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::StartHeader(unsigned char byte) {
+    if (byte == '\r') {
+        state_ = State::HeadersLineFeed;
+    } else if (byte == ':') {
+        return Found(byte, " when expecting file header type");
+    } else {
+        header_name_.assign(1, static_cast<char>(byte));
+        state_ = State::HeaderName;
+    }
+    return Byte::Taken;
+}
+
+// Names are compared exactly, with case. Another header reads on to its CR,
+// and so fails the form.
+MultipartFormParser::Byte MultipartFormParser::ReadHeaderName(unsigned char byte) {
+    if (byte == '\r') return Fail("Premature end of line when expecting file header type");
+    if (byte != ':') {
+        header_name_ += static_cast<char>(byte);
+    } else if (header_name_ == "Content-Disposition") {
+        file_name_.clear();
+        state_ = State::DispositionType;
+    } else if (header_name_ == "Content-Type") {
+        content_type_.clear();
+        state_ = State::ContentType;
+    }
+    return Byte::Taken;
+}
+
+// The type stays for the parts after this one that have no type of their own.
+MultipartFormParser::Byte MultipartFormParser::ReadContentType(unsigned char byte) {
+    if (byte == '\r') {
+        state_ = State::LineFeed;
+    } else if (byte != ' ') {
+        content_type_ += static_cast<char>(byte);
+    }
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::SkipDispositionType(unsigned char byte) {
+    if (byte == ';') state_ = State::ParameterStart;
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::StartParameter(unsigned char byte) {
+    if (byte != ' ') {
+        parameter_name_.assign(1, static_cast<char>(byte));
+        state_ = State::ParameterName;
+    }
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::ReadParameterName(unsigned char byte) {
+    if (byte == '=') {
+        parameter_value_.clear();
+        state_ = State::ParameterValue;
+    } else {
+        parameter_name_ += static_cast<char>(byte);
+    }
+    return Byte::Taken;
+}
+
+// Quotes are not tracked: a ";" inside them ends the value too.
+MultipartFormParser::Byte MultipartFormParser::ReadParameterValue(unsigned char byte) {
+    if (byte != '\r' && byte != ';') {
+        parameter_value_ += static_cast<char>(byte);
+        return Byte::Taken;
+    }
+    StoreParameter();
+    state_ = byte == ';' ? State::ParameterStart : State::LineFeed;
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::EndHeaders(unsigned char byte) {
+    if (byte != '\n') return Found(byte, " when expected LF");
+    state_ = State::PartStart;
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::StartPart(unsigned char byte) {
+    data_start_ = at_;
+    if (!Form_Fragment_Start()) {
+        state_ = State::Failed;
+        return Byte::Taken;
+    }
+    state_ = State::Data;
+    return ScanData(byte);
+}
+
+MultipartFormParser::Byte MultipartFormParser::ScanData(unsigned char byte) {
+    if (byte == static_cast<unsigned char>(boundary_[0])) {
+        index_ = 1;
+        state_ = State::BoundaryInBlock;
+    }
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::MatchBoundaryInBlock(unsigned char byte) {
+    if (index_ == boundary_.size()) {
+        state_ = State::BoundaryEnd;
+        return Byte::SeenAgain;
+    }
+    if (ContinuesBoundary(byte)) return Byte::Taken;
+    state_ = State::Data;
+    return Byte::SeenAgain;
+}
+
+// A match begun in an earlier block that fails here was data after all: it
+// is written now, and the data of this block begins at the present byte.
+MultipartFormParser::Byte MultipartFormParser::MatchBoundaryAcrossBlocks(unsigned char byte) {
+    if (index_ == boundary_.size()) {
+        state_ = State::BoundaryEnd;
+        return Byte::SeenAgain;
+    }
+    if (ContinuesBoundary(byte)) return Byte::Taken;
+    if (!Form_Fragment_Write(boundary_.data(), static_cast<int>(index_))) {
+        state_ = State::Failed;
+        return Byte::Taken;
+    }
+    data_start_ = at_;
+    state_ = State::Data;
+    return Byte::SeenAgain;
+}
+
+// The part's data ends before the boundary, which lies wholly in this block
+// unless it began in an earlier one, whose data has been written.
+MultipartFormParser::Byte MultipartFormParser::EndBoundary(unsigned char byte) {
+    int length = at_ - data_start_ - static_cast<int>(boundary_.size());
+    if ((length > 0 && !Form_Fragment_Write(block_ + data_start_, length)) ||
+        !Form_Fragment_End()) {
+        state_ = State::Failed;
+    } else if (byte == '\r') {
+        state_ = State::LineFeed;
+    } else if (byte == '-') {
+        state_ = State::SecondDash;
+    } else {
+        return Found(byte, " when expected CR or '-'");
+    }
+    return Byte::Taken;
+}
+
+MultipartFormParser::Byte MultipartFormParser::ExpectSecondDash(unsigned char byte) {
+    if (byte != '-') return Found(byte, " when expected '-'");
+    state_ = State::Done;
+    return Byte::Taken;
+}
+
+void MultipartFormParser::EndBlock(int length) {
     switch (state_) {
-        case 0:
-            if (index_ == boundary_.size()) {
-                state_ = 2;
-                *again = true;
-            } else if (c == static_cast<unsigned char>(boundary_[index_])) {
-                index_++;
+        case State::BoundaryLine:
+            boundary_.append(block_, length);
+            break;
+        case State::Data:
+            if (!Form_Fragment_Write(block_ + data_start_, length - data_start_))
+                state_ = State::Failed;
+            break;
+        case State::BoundaryInBlock: {
+            // The bytes of the partial match wait for the next block.
+            int kept = length - data_start_ - static_cast<int>(index_);
+            if (kept > 0 && !Form_Fragment_Write(block_ + data_start_, kept)) {
+                state_ = State::Failed;
             } else {
-                state_ = 3;
-                *again = true;
-            }
-            break;
-        case 1:
-            if (c == '\r') {
-                boundary_.append(data, at);
-                state_ = 4;
-            }
-            break;
-        case 2:
-            if (c == '\r') {
-                state_ = 4;
-            } else {
-                state_ = 3;
-                *again = true;
-            }
-            break;
-        case 3:
-            if (c == '\r') {
-                Error(String("Failed to find boundary separator"));
-                state_ = 20;
-            }
-            break;
-        case 4:
-            if (c == '\n') {
-                state_ = 5;
-            } else {
-                Found(c, " when expected LF");
-            }
-            break;
-        case 5:
-            if (c == '\r') {
-                state_ = 12;
-            } else if (c == ':') {
-                Found(c, " when expecting file header type");
-            } else {
-                header_name_.assign(1, static_cast<char>(c));
-                state_ = 6;
-            }
-            break;
-        case 6:
-            if (c == '\r') {
-                Error(String("Premature end of line when expecting file header type"));
-                state_ = 20;
-            } else if (c == ':') {
-                if (header_name_ == "Content-Disposition") {
-                    file_name_.clear();
-                    state_ = 8;
-                } else if (header_name_ == "Content-Type") {
-                    content_type_.clear();
-                    state_ = 7;
-                }
-            } else {
-                header_name_ += static_cast<char>(c);
-            }
-            break;
-        case 7:
-            if (c == '\r') {
-                state_ = 4;
-            } else if (c != ' ') {
-                content_type_ += static_cast<char>(c);
-            }
-            break;
-        case 8:
-            if (c == ';') state_ = 9;
-            break;
-        case 9:
-            if (c != ' ') {
-                parameter_name_.assign(1, static_cast<char>(c));
-                state_ = 10;
-            }
-            break;
-        case 10:
-            if (c == '=') {
-                parameter_value_.clear();
-                state_ = 11;
-            } else {
-                parameter_name_ += static_cast<char>(c);
-            }
-            break;
-        case 11:
-            if (c == '\r' || c == ';') {
-                StoreParameter();
-                state_ = c == ';' ? 9 : 4;
-            } else {
-                parameter_value_ += static_cast<char>(c);
-            }
-            break;
-        case 12:
-            if (c == '\n') {
-                state_ = 13;
-            } else {
-                Found(c, " when expected LF");
-            }
-            break;
-        case 13:
-            *start = at;
-            if (!Form_Fragment_Start()) {
-                state_ = 20;
-            } else if (c == static_cast<unsigned char>(boundary_[0])) {
-                index_ = 1;
-                state_ = 15;
-            } else {
-                state_ = 14;
-            }
-            break;
-        case 14:
-            if (c == static_cast<unsigned char>(boundary_[0])) {
-                index_ = 1;
-                state_ = 15;
-            }
-            break;
-        case 15:
-        case 16:
-            if (index_ == boundary_.size()) {
-                state_ = 17;
-                *again = true;
-            } else if (c == static_cast<unsigned char>(boundary_[index_])) {
-                index_++;
-            } else {
-                // A match begun in the block before was no boundary: its
-                // bytes are data after all.
-                if (state_ == 16 &&
-                    !Form_Fragment_Write(boundary_.data(), static_cast<int>(index_))) {
-                    state_ = 20;
-                    break;
-                }
-                if (state_ == 16) *start = at;
-                state_ = 14;
-                *again = true;
-            }
-            break;
-        case 17: {
-            int length = at - *start - static_cast<int>(boundary_.size());
-            if ((length > 0 && !Form_Fragment_Write(data + *start, length)) ||
-                !Form_Fragment_End()) {
-                state_ = 20;
-            } else if (c == '\r') {
-                state_ = 4;
-            } else if (c == '-') {
-                state_ = 18;
-            } else {
-                Found(c, " when expected CR or '-'");
+                state_ = State::BoundaryAcrossBlocks;
             }
             break;
         }
-        case 18:
-            if (c == '-') {
-                state_ = 19;
-            } else {
-                Found(c, " when expected '-'");
-            }
+        default:
             break;
     }
 }
 
 bool MultipartFormParser::Parse(const char* data, int length) {
-    int start = 0;
-    for (int at = 0; at < length;) {
-        if (state_ == 19) return true;
-        if (state_ == 20) return false;
-        bool again = false;
-        Step(data, at, &again, &start);
-        if (!again) at++;
+    static_assert(std::size(kHandlers) == static_cast<size_t>(State::Done));
+    block_ = data;
+    data_start_ = 0;
+    for (at_ = 0; at_ < length;) {
+        if (state_ == State::Done) return true;  // the rest of the block is ignored
+        if (state_ == State::Failed) return false;
+        unsigned char byte = static_cast<unsigned char>(data[at_]);
+        if ((this->*kHandlers[static_cast<size_t>(state_)])(byte) == Byte::Taken) at_++;
     }
-    if (length <= 0) return state_ != 20;
-    switch (state_) {
-        case 1:
-            boundary_.append(data, length);
-            break;
-        case 14:
-            if (!Form_Fragment_Write(data + start, length - start)) state_ = 20;
-            break;
-        case 15: {
-            int kept = length - start - static_cast<int>(index_);
-            if (kept > 0 && !Form_Fragment_Write(data + start, kept)) {
-                state_ = 20;
-            } else {
-                state_ = 16;
-            }
-            break;
-        }
-    }
-    return state_ != 20;
+    if (length > 0) EndBlock(length);
+    return state_ != State::Failed;
 }
 
 bool MultipartFormParser::Form_Fragment_Start() {

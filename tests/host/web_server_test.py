@@ -54,6 +54,7 @@ timeout_global = 2
 timeout_post = 2
 max_post_vars = 20
 max_unknown_content_length = 1000
+library builtin {build}/lib/liboxinhtml.so
 """
 
     def __init__(self):
@@ -69,9 +70,10 @@ max_unknown_content_length = 1000
         shutil.copy(os.path.join(BUILD, "lib/liboxinconfig.so"), self.library)
         self.config = os.path.join(self.root, "oxin.conf")
         with open(self.config, "w") as f:
-            f.write(self.CONFIG.format(root=self.root))
+            f.write(self.CONFIG.format(root=self.root, build=BUILD))
         sources = [os.path.join(SOURCE, "examples", d, "index.oxs")
-                   for d in sorted(os.listdir(os.path.join(SOURCE, "examples")))]
+                   for d in sorted(os.listdir(os.path.join(SOURCE, "examples")))
+                   if os.path.exists(os.path.join(SOURCE, "examples", d, "index.oxs"))]
         scripts = os.path.join(SOURCE, "tests/host/scripts")
         sources += [os.path.join(scripts, n) for n in sorted(os.listdir(scripts))]
         for source in sources:
@@ -259,8 +261,8 @@ class ServerTests:
             files.append(path)
         _, _, body = self.get("/cgi-bin/oxin/upload/index.oxc",
                               "-F", f"one=@{files[0]}", "-F", f"two=@{files[1]}")
-        self.assertIn(f"<p>one: first.bin, {MB5} bytes, COMPLETE</p>".encode(), body)
-        self.assertIn(f"<p>two: second.bin, {MB5} bytes, COMPLETE</p>".encode(), body)
+        self.assertIn(f"<pre>\none: first.bin, {MB5} bytes, COMPLETE\n"
+                      f"two: second.bin, {MB5} bytes, COMPLETE\n</pre>".encode(), body)
         # The temporaries are gone.
         self.assertEqual([n for n in os.listdir(os.path.join(self.site.root, "data"))
                           if n.startswith("OXIN_FUP")], [])
@@ -341,6 +343,21 @@ class LighttpdTests(ServerTests, unittest.TestCase):
             while chunk := s.recv(65536):
                 answer += chunk
         self.assertTrue(answer.endswith(b"Timeout processing POST data"), answer[-200:])
+
+    def test_visitor_text_in_the_examples_is_escaped(self):
+        _, _, body = self.get("/cgi-bin/oxin/form/index.oxc", "--data-urlencode",
+                              "name=<script>alert(1)</script>", "--data-urlencode", "comment=\"&'")
+        self.assertIn(b"<p>name=&lt;script&gt;alert(1)&lt;/script&gt;</p>\n"
+                      b"<p>comment=&quot;&amp;&#39;</p>", body)
+        self.assertNotIn(b"<script>", body)
+        path = os.path.join(self.site.root, "small.txt")
+        with open(path, "wb") as f:
+            f.write(b"abc")
+        _, _, body = self.get("/cgi-bin/oxin/upload/index.oxc",
+                              "-F", f"one=@{path};filename=<b>.txt")
+        self.assertNotIn(b"<b>", body)
+        page = body.partition(b"<html>")[2].partition(b"</body>")[0]
+        self.assertIn(b"one: &lt;b&gt;.txt, 3 bytes, COMPLETE", page)
 
 
 class ApacheTests(ServerTests, unittest.TestCase):
