@@ -30,10 +30,10 @@
 
 namespace {
 
-char* copy_of(const char* text) {
+std::unique_ptr<char[]> copy_of(const char* text) {
     size_t length = strlen(text);
-    char* copy = new char[length + 1];
-    memcpy(copy, text, length + 1);
+    auto copy = std::make_unique<char[]>(length + 1);
+    memcpy(copy.get(), text, length + 1);
     return copy;
 }
 
@@ -51,19 +51,19 @@ void strip_backslashes(char* text) {
 
 CGIApplication::CGIApplication(int argc, char** argv)
     : files_(this),
-      output_(new CGIOutput(this)),
       argc_(argc),
       argv_(argv),
-      arguments_(new char*[argc > 0 ? argc : 1]),
       process_id_(getpid()),
       thread_id_(process_id_),
       effective_uid_(static_cast<int>(geteuid())),
       path_info_(getenv("PATH_INFO")),
       query_string_(getenv("QUERY_STRING")) {
-    OxinApplication::SetOutput(output_);
+    output_ = std::make_unique<CGIOutput>(this);
+    OxinApplication::SetOutput(output_.get());
     for (int i = 0; i < argc; i++) {
-        arguments_[i] = copy_of(argv[i]);
-        if (i > 0) strip_backslashes(arguments_[i]);
+        argument_copies_.push_back(copy_of(argv[i]));
+        if (i > 0) strip_backslashes(argument_copies_.back().get());
+        arguments_.push_back(argument_copies_.back().get());
     }
     const char* program = argc > 0 ? arguments_[0] : "oxin";
     const char* slash = strrchr(program, '/');
@@ -78,24 +78,13 @@ CGIApplication::CGIApplication(int argc, char** argv)
 CGIApplication::~CGIApplication() {
     pthread_cond_destroy(&state_cond_);
     pthread_mutex_destroy(&state_mutex_);
-    delete config_;
-    delete externals_;
-    delete functions_;
-    delete segments_;
-    delete languages_;
-    delete pieces_;
-    delete system_;
-    delete global_;
-    delete dictionary_;
+    // The output goes without a flush: only what was flushed reaches the
+    // client.
     OxinApplication::SetOutput(nullptr);
-    delete output_;
-    for (int i = 0; i < argc_; i++)
-        delete[] arguments_[i];
-    delete[] arguments_;
 }
 
 Config* CGIApplication::config() {
-    return config_;
+    return config_.get();
 }
 
 const char* CGIApplication::lasterror() {
@@ -201,7 +190,7 @@ char* CGIApplication::currentdate(int* length) {
     snprintf(text + used, sizeof text - used, west >= 0 ? "-%04ld" : "+%04ld",
              zone >= 0 ? zone : -zone);
     *length = static_cast<int>(strlen(text));
-    return copy_of(text);
+    return copy_of(text).release();
 }
 
 bool CGIApplication::LoadConfiguration() {
@@ -221,7 +210,7 @@ bool CGIApplication::LoadConfiguration() {
         ConfigurationError(String("Error loading configuration library: UID mismatch"));
         return false;
     }
-    if (!config_->Load(path.c_str(), 0, arguments_, argc_)) {
+    if (!config_->Load(path.c_str(), 0, arguments_.data(), argc_)) {
         String message("Error loading configuration library: ");
         message.cat(config_->error().c_str(), config_->error().length());
         ConfigurationError(message);
@@ -286,29 +275,32 @@ bool CGIApplication::SwitchToScriptOwner() {
 int CGIApplication::Go() {
     String path;
     srand(static_cast<unsigned>(time(nullptr)));
-    dictionary_ = new Dictionary;
-    system_ = new SystemVariableHash(dictionary_, 12, 512);
-    global_ = new VariableHash(dictionary_, 12, 512);
-    segments_ = new SegmentManager;
-    functions_ = new FunctionManager(dictionary_, 8);
-    TaggedFile* tagged = new TaggedFile(&files_);
-    languages_ = new LocalizedLanguages(this, dictionary_, tagged, 12, 8);
-    pieces_ = new LocalizedDictionary;
-    externals_ = new ExternalCallManager(this);
-    config_ = new ExternalConfig(this, externals_, nullptr, nullptr, nullptr, system_, global_);
-    output_->SetConfig(config_);
+    dictionary_ = std::make_unique<Dictionary>();
+    system_ = std::make_unique<SystemVariableHash>(dictionary_.get(), 12, 512);
+    global_ = std::make_unique<VariableHash>(dictionary_.get(), 12, 512);
+    segments_ = std::make_unique<SegmentManager>();
+    functions_ = std::make_unique<FunctionManager>(dictionary_.get(), 8);
+    auto tagged = std::make_unique<TaggedFile>(&files_);
+    languages_ = std::make_unique<LocalizedLanguages>(this, dictionary_.get(), tagged.get(), 12, 8);
+    pieces_ = std::make_unique<LocalizedDictionary>();
+    externals_ = std::make_unique<ExternalCallManager>(this);
+    config_ = std::make_unique<ExternalConfig>(this, externals_.get(), nullptr, nullptr, nullptr,
+                                               system_.get(), global_.get());
+    output_->SetConfig(config_.get());
 
     int status = 1;
     File* file = nullptr;
     if (LoadConfiguration() && CheckConfiguration()) {
         files_.MaxFiles(config_->value_integer(kConfigMaxFiles));
         files_.SecurityOptions(config_->value_integer(kConfigFlagsSecurity));
-        if (GetScriptInformation(&file, path) && LoadScript(file, tagged, path) &&
+        if (GetScriptInformation(&file, path) && LoadScript(file, tagged.get(), path) &&
             ProcessConfiguration(path)) {
-            main_vm_ = current_vm_ =
-                new OxinVM(path.c_str(), path.length(), this, dictionary_, system_, global_,
-                           segments_, functions_, externals_, nullptr, nullptr, languages_, pieces_,
-                           &heartbeat_count, &cancelled_flag, &finished_flag, nullptr);
+            main_vm_ = std::make_unique<OxinVM>(
+                path.c_str(), path.length(), this, dictionary_.get(), system_.get(), global_.get(),
+                segments_.get(), functions_.get(), externals_.get(), nullptr, nullptr,
+                languages_.get(), pieces_.get(), &heartbeat_count, &cancelled_flag, &finished_flag,
+                nullptr);
+            current_vm_ = main_vm_.get();
             tagged->Deactivate();
             config_->AddVariables();
             if (AddEnvironmentVariables() && AddSystemVariables() && AddQueryArguments() &&
@@ -323,8 +315,7 @@ int CGIApplication::Go() {
             }
         }
     }
-    delete main_vm_;
-    main_vm_ = current_vm_ = nullptr;
-    delete tagged;
+    main_vm_.reset();
+    current_vm_ = nullptr;
     return status;
 }

@@ -3,6 +3,8 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <memory>
+#include <vector>
 
 #include "extensions/UNIXExternalLibraryManager.h"
 #include "files/UNIXFileManager.h"
@@ -92,11 +94,12 @@ class CGIApplication : public OxinApplication {
 
     UNIXFileManager files_;
     UNIXExternalLibraryManager libraries_;
-    CGIOutput* output_;
-    ExternalConfig* config_ = nullptr;
     int argc_;
     char** argv_;
-    char** arguments_;  // private copies, backslashes removed from 1 on
+    // Private copies of the arguments, backslashes removed from 1 on, and
+    // the vector of them.
+    std::vector<std::unique_ptr<char[]>> argument_copies_;
+    std::vector<char*> arguments_;
     String first_argument_;
     char working_directory_[512];
     int process_id_;
@@ -113,15 +116,20 @@ class CGIApplication : public OxinApplication {
     // Set by Cancelled, from a signal or a failed write: unlike
     // cancelled_flag it is not raised by a deadline nor cleared by a reset.
     std::atomic<bool> interrupted_{false};
-    OxinVM* main_vm_ = nullptr;
+    std::unique_ptr<OxinVM> main_vm_;
     OxinVM* current_vm_ = nullptr;
 
-    ExternalCallManager* externals_ = nullptr;
-    Dictionary* dictionary_ = nullptr;
-    VariableHash* system_ = nullptr;
-    VariableHash* global_ = nullptr;
-    SegmentManager* segments_ = nullptr;
-    FunctionManager* functions_ = nullptr;
-    LocalizedLanguages* languages_ = nullptr;
-    LocalizedDictionary* pieces_ = nullptr;
+    // The stores and managers of the request, made in Go. They go in the
+    // reverse of this order: the configuration first, the output and the
+    // dictionary last.
+    std::unique_ptr<CGIOutput> output_;
+    std::unique_ptr<Dictionary> dictionary_;
+    std::unique_ptr<VariableHash> global_;
+    std::unique_ptr<VariableHash> system_;
+    std::unique_ptr<LocalizedDictionary> pieces_;
+    std::unique_ptr<LocalizedLanguages> languages_;
+    std::unique_ptr<SegmentManager> segments_;
+    std::unique_ptr<FunctionManager> functions_;
+    std::unique_ptr<ExternalCallManager> externals_;
+    std::unique_ptr<ExternalConfig> config_;
 };

@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "host/process/CGIApplication.h"
 #include "host/process/ExternalConfig.h"
@@ -50,12 +51,13 @@ bool CGIApplication::ProcessPOSTedData() {
     long length = atol(length_text);
     if (length == 0) return true;
 
-    HTTPContentParser* parser;
+    std::unique_ptr<HTTPContentParser> parser;
     int limit = config_->value_integer(kConfigMaxPostVars);
     if (starts_with(type, "application/x-www-form-urlencoded")) {
-        parser = new URLEncodedParser(global_, limit);
+        parser = std::make_unique<URLEncodedParser>(global_.get(), limit);
     } else if (starts_with(type, "multipart/form-data")) {
-        parser = new MultipartFormParser(current_vm_, &files_, global_, limit, type);
+        parser =
+            std::make_unique<MultipartFormParser>(current_vm_, &files_, global_.get(), limit, type);
     } else {
         int most = config_->value_integer(kConfigMaxUnknownContentLength);
         if (most < 0) {
@@ -71,7 +73,7 @@ bool CGIApplication::ProcessPOSTedData() {
             Error("Out of memory");
             return false;
         }
-        parser = new UnknownContentHandler(system_, static_cast<int>(length));
+        parser = std::make_unique<UnknownContentHandler>(system_.get(), static_cast<int>(length));
     }
 
     ResetPOSTTimeout();
@@ -108,6 +110,5 @@ bool CGIApplication::ProcessPOSTedData() {
         ok = false;
     }
     ClearPOSTTimeout();
-    delete parser;
     return ok;
 }

@@ -260,7 +260,7 @@ bool CGIApplication::AddQueryVariables() {
         if (!plus) return true;
         variables = plus + 1;
     }
-    URLEncodedParser parser(global_, 0);
+    URLEncodedParser parser(global_.get(), 0);
     if (!parser.Parse(variables, static_cast<int>(strlen(variables))) || !parser.Finalize()) {
         Error(parser.error());
         return false;
