@@ -470,14 +470,17 @@ void XBaseTable::ReleaseTable() {
     lockedlength_ = 0;
 }
 
-// The current record as stored: the deletion flag, then each field.
-void XBaseTable::BuildRecord(unsigned char* bytes) {
+// The current record as stored: the deletion flag, then each field. Memo
+// fields write their texts to the memo file on the way; false, with the
+// error set, when one could not.
+bool XBaseTable::BuildRecord(unsigned char* bytes) {
     bytes[0] = deleted_ ? kDeletedFlag : kLiveFlag;
     int position = 1;
     for (XBaseField* field = fields_.First(); field; field = fields_.Next()) {
-        field->Write(&bytes[position]);
+        if (!field->Write(&bytes[position])) return false;
         position += field->length();
     }
+    return true;
 }
 
 int XBaseTable::Update() {
@@ -488,13 +491,15 @@ int XBaseTable::Update() {
     long offset = RecordOffset(recordnum_);
     if (!LockOrFail(data_, datapath_, FileLockWrite, offset, recordlength_)) return 0;
     std::vector<unsigned char> bytes(recordlength_);
-    BuildRecord(bytes.data());
-    int result =
-        SeekTo(data_, offset) && data_->Write(bytes.data(), recordlength_) == recordlength_;
+    int result = BuildRecord(bytes.data());
     if (result) {
-        SetOriginal();
-    } else {
-        WriteFailed(data_, datapath_);
+        result =
+            SeekTo(data_, offset) && data_->Write(bytes.data(), recordlength_) == recordlength_;
+        if (result) {
+            SetOriginal();
+        } else {
+            WriteFailed(data_, datapath_);
+        }
     }
     data_->Release(offset, recordlength_);
     return result && RefreshHeader(true);
@@ -526,12 +531,14 @@ int XBaseTable::Append() {
     if (result) {
         deleted_ = 0;
         std::vector<unsigned char> bytes(recordlength_ + 1);
-        BuildRecord(bytes.data());
+        result = BuildRecord(bytes.data());
         bytes[recordlength_] = kEndOfFile;
         int size = recordlength_ + 1;
-        result = SeekTo(data_, RecordOffset(numrecords_ + 1)) &&
-                 data_->Write(bytes.data(), size) == size;
-        if (!result) WriteFailed(data_, datapath_);
+        if (result) {
+            result = SeekTo(data_, RecordOffset(numrecords_ + 1)) &&
+                     data_->Write(bytes.data(), size) == size;
+            if (!result) WriteFailed(data_, datapath_);
+        }
     }
     if (result) {
         numrecords_++;
@@ -632,7 +639,7 @@ int XBaseTable::WriteMemoBlock(char* text) {
     bytes.push_back(static_cast<char>(kEndOfFile));
     bytes.push_back(static_cast<char>(kEndOfFile));
     int size = length + 2;
-    if (!memo_->Lock(FileLockWrite, 0, kMemoBlockSize)) return -1;
+    if (!LockOrFail(memo_, memopath_, FileLockWrite, 0, kMemoBlockSize)) return -1;
     int block = -1;
     if (ReadMemoHeader()) {
         long next = firstfreeblock_ + (size + kMemoBlockSize - 1L) / kMemoBlockSize;

@@ -111,7 +111,7 @@ class XBaseTable {
     int SeekTo(File* file, long position);
     long RecordOffset(int record) const;
     int RefreshHeader(bool rewrite);
-    void BuildRecord(unsigned char* bytes);
+    bool BuildRecord(unsigned char* bytes);
     int FieldsLength();
     int Corrupt();
     String Miscount(int held) const;
