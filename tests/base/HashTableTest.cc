@@ -270,40 +270,6 @@ TEST(HashTableTest, CaseFlagDecidesMatching) {
     EXPECT_LT(sensitive.Compare(&upper, &mixed), 0);  // 'C' == 'C', 'O' < 'o'
 }
 
-TEST(HashTableTest, OwnerFlagDecidesDisposal) {
-    int before = Named::live;
-    {
-        HashTable<Named> owning(1);
-        for (int i = 0; i < 600; i++)
-            owning.Insert(new Named("n" + std::to_string(i), i));
-        Named* removed = owning.Remove("n5", -1);
-        EXPECT_EQ(Named::live, before + 600);
-        delete removed;
-        owning.Dump();
-        EXPECT_EQ(Named::live, before);
-        EXPECT_EQ(owning.count(), 0);
-        EXPECT_EQ(owning.used_buckets(), 0);
-        EXPECT_EQ(owning.capacity(), 1024);
-        EXPECT_EQ(owning.First(), nullptr);
-        EXPECT_EQ(owning.Find("n7", -1), nullptr);
-        EXPECT_EQ(owning.Insert(new Named("again", 0)), 0);
-        EXPECT_EQ(owning.Find("AGAIN", -1)->name, "again");
-    }
-    EXPECT_EQ(Named::live, before);
-    std::vector<std::unique_ptr<Named>> store;
-    {
-        HashTable<Named> borrowing(0);
-        for (int i = 0; i < 600; i++) {
-            store.push_back(std::make_unique<Named>("n" + std::to_string(i), i));
-            borrowing.Insert(store.back().get());
-        }
-        borrowing.Dump();
-        for (auto& item : store)
-            borrowing.Insert(item.get());
-    }
-    EXPECT_EQ(Named::live, before + 600);
-}
-
 TEST(HashTableTest, CopySharesItemsWithoutOwningThem) {
     int before = Named::live;
     {

@@ -274,62 +274,6 @@ TEST(SplayTreeTest, CopyOrderSwitchesAbove99Entries) {
     }
 }
 
-TEST(SplayTreeTest, OwningCopyMakesNewItems) {
-    int before = Element::live;
-    for (int size : {50, 300}) {
-        InspectedTree source(1);
-        for (auto& element : RandomElements(size, 3))
-            source.Insert(new Element(*element));
-        EXPECT_EQ(Element::live, before + size);
-        {
-            InspectedTree copy(source);
-            EXPECT_EQ(copy.owner(), 1);
-            EXPECT_EQ(Element::live, before + 2 * size);
-            std::vector<Element*> mine = InOrder(copy);
-            std::vector<Element*> theirs = InOrder(source);
-            ASSERT_EQ(mine.size(), theirs.size());
-            for (size_t i = 0; i < mine.size(); i++) {
-                EXPECT_NE(mine[i], theirs[i]);
-                EXPECT_EQ(mine[i]->index.value, theirs[i]->index.value);
-            }
-        }
-        EXPECT_EQ(Element::live, before + size);
-    }
-    EXPECT_EQ(Element::live, before);
-}
-
-TEST(SplayTreeTest, OwnerFlagDecidesDisposal) {
-    int before = Element::live;
-    for (int size : {0, 1, 99, 100, 1000}) {
-        {
-            InspectedTree owning(1);
-            for (auto& element : RandomElements(size, 4))
-                owning.Insert(new Element(*element));
-            Element* removed = owning.Remove(TestIndex{0});
-            EXPECT_EQ(removed != nullptr, size > 0);
-            delete removed;
-            EXPECT_EQ(Element::live, before + std::max(size - 1, 0));
-            owning.Dump();
-            EXPECT_EQ(Element::live, before);
-            EXPECT_EQ(owning.Entries(), 0);
-            EXPECT_EQ(owning.First(), nullptr);
-            for (auto& element : RandomElements(size, 5))
-                owning.Insert(new Element(*element));
-        }
-        EXPECT_EQ(Element::live, before) << size;
-        std::vector<std::unique_ptr<Element>> store = RandomElements(size, 6);
-        {
-            InspectedTree borrowing(0);
-            for (auto& element : store)
-                borrowing.Insert(element.get());
-            borrowing.Dump();
-            for (auto& element : store)
-                borrowing.Insert(element.get());
-        }
-        EXPECT_EQ(Element::live, before + size);
-    }
-}
-
 // A purge that records instead of deleting, to see which walk Dump takes.
 class RecordingTree : public InspectedTree {
   public:
