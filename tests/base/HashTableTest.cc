@@ -236,40 +236,6 @@ TEST(HashTableTest, IterationPastTheEnds) {
     EXPECT_EQ(table.Next(), &a);  // from before the start, the first again
 }
 
-TEST(HashTableTest, CaseFlagDecidesMatching) {
-    Named upper("CONTENT-TYPE", 1), mixed("Content-Type", 2), other("Content-Length", 3);
-    HashTable<Named> insensitive(0);
-    EXPECT_EQ(insensitive.hash("Content-Type", -1), insensitive.hash("CONTENT-TYPE", 12));
-    EXPECT_EQ(insensitive.hash("Content-Type", -1), hashi("content-type", 12, 0) & 4095);
-    insensitive.Insert(&mixed);
-    insensitive.Insert(&other);
-    EXPECT_EQ(insensitive.Find("CONTENT-TYPE", -1), &mixed);
-    EXPECT_EQ(insensitive.Find(&upper), &mixed);
-    EXPECT_EQ(insensitive.Find("content-typ", -1), nullptr);
-    // A duplicate stands after its equal.
-    insensitive.Insert(&upper);
-    EXPECT_EQ(insensitive.Find("content-type", 12), &mixed);
-    EXPECT_EQ(insensitive.Remove("content-type", 12), &mixed);
-    EXPECT_EQ(insensitive.Find("content-type", 12), &upper);
-
-    HashTable<Named> sensitive(0, 0);
-    EXPECT_EQ(sensitive.hash("Content-Type", -1), hash("Content-Type", 12, 0) & 4095);
-    sensitive.Insert(&mixed);
-    EXPECT_EQ(sensitive.Find("CONTENT-TYPE", -1), nullptr);
-    EXPECT_EQ(sensitive.Find("Content-Type", -1), &mixed);
-    sensitive.Insert(&upper);
-    EXPECT_EQ(sensitive.Find("CONTENT-TYPE", -1), &upper);
-    EXPECT_EQ(sensitive.Find(&mixed), &mixed);
-
-    // Compare orders by length first, then bytes.
-    EXPECT_LT(insensitive.Compare(&upper, "CONTENT-TYPES", 13), 0);
-    EXPECT_GT(insensitive.Compare(&other, "Content-Type", 12), 0);
-    EXPECT_LT(insensitive.Compare(&upper, "content-typf", 12), 0);
-    EXPECT_GT(insensitive.Compare(&upper, "content-typd", 12), 0);
-    EXPECT_EQ(insensitive.Compare(&upper, &mixed), 0);
-    EXPECT_LT(sensitive.Compare(&upper, &mixed), 0);  // 'C' == 'C', 'O' < 'o'
-}
-
 TEST(HashTableTest, CopySharesItemsWithoutOwningThem) {
     int before = Named::live;
     {

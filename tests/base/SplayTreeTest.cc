@@ -48,37 +48,6 @@ class InspectedTree : public Tree {
 
     SplayTreeNode<Element>* root() const { return root_; }
 
-    // Keys in pre-order, with -1 for every missing child.
-    std::vector<int> Shape() const {
-        std::vector<int> shape;
-        std::vector<SplayTreeNode<Element>*> pending{root_};
-        while (!pending.empty()) {
-            SplayTreeNode<Element>* node = pending.back();
-            pending.pop_back();
-            shape.push_back(node ? node->item->index.value : -1);
-            if (node) {
-                pending.push_back(node->right);
-                pending.push_back(node->left);
-            }
-        }
-        return shape;
-    }
-
-    // Items in the order that a pre-order walk meets them.
-    std::vector<Element*> PreOrder() const {
-        std::vector<Element*> items;
-        std::vector<SplayTreeNode<Element>*> pending;
-        if (root_) pending.push_back(root_);
-        while (!pending.empty()) {
-            SplayTreeNode<Element>* node = pending.back();
-            pending.pop_back();
-            items.push_back(node->item);
-            if (node->right) pending.push_back(node->right);
-            if (node->left) pending.push_back(node->left);
-        }
-        return items;
-    }
-
     // True when the coming removal of the root takes the path in which the
     // root node swallows its right child that has only a left child.
     bool RootRemovalKeepsNode() const {
@@ -235,43 +204,6 @@ TEST(SplayTreeTest, RemovalThatLeavesKeysUnreachable) {
     }
     EXPECT_TRUE(seen);
     EXPECT_EQ(Element::live, before);  // Dump disposed of the stranded items as well
-}
-
-// Builds a tree of size random keys.
-std::vector<std::unique_ptr<Element>> RandomElements(int size, unsigned seed) {
-    std::mt19937 random(seed);
-    std::vector<int> keys(size);
-    for (int i = 0; i < size; i++)
-        keys[i] = i;
-    std::shuffle(keys.begin(), keys.end(), random);
-    std::vector<std::unique_ptr<Element>> elements;
-    for (int key : keys)
-        elements.push_back(std::make_unique<Element>(key, 0));
-    return elements;
-}
-
-// Up to 99 entries the copy inserts in key order; above that in pre-order.
-TEST(SplayTreeTest, CopyOrderSwitchesAbove99Entries) {
-    for (int size : {98, 99, 100, 101, 500}) {
-        std::vector<std::unique_ptr<Element>> elements = RandomElements(size, size);
-        InspectedTree source(0);
-        for (auto& element : elements)
-            source.Insert(element.get());
-        std::vector<Element*> order = size > 99 ? source.PreOrder() : InOrder(source);
-        InspectedTree expected(0);
-        for (Element* item : order)
-            expected.Insert(item);
-        InspectedTree copy(source);
-        EXPECT_EQ(copy.owner(), 0);
-        EXPECT_EQ(copy.Shape(), expected.Shape()) << size;
-        EXPECT_EQ(InOrder(copy), InOrder(source));
-        // The other order gives another shape, so the check above tells them apart.
-        std::vector<Element*> other = size > 99 ? InOrder(source) : source.PreOrder();
-        InspectedTree different(0);
-        for (Element* item : other)
-            different.Insert(item);
-        EXPECT_NE(copy.Shape(), different.Shape()) << size;
-    }
 }
 
 // A purge that records instead of deleting, to see which walk Dump takes.
