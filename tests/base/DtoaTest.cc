@@ -150,39 +150,6 @@ TEST(DtoaTest, ZeroAndNonFinite) {
     EXPECT_EQ(dtoa(-NAN, 3).sign, 1);
 }
 
-TEST(DtoaTest, DigitsWithoutTrailingZerosAndThePoint) {
-    struct Case {
-        double value;
-        int ndigits;
-        const char* digits;
-        int decpt;
-    } cases[] = {{1.0, 20, "1", 1},
-                 {100.0, 20, "1", 3},
-                 {1e21, 20, "1", 22},
-                 {1e23, 20, "1", 24},  // the double nearest 1e23 reads back from "1e23"
-                 {0.001, 20, "1", -2},
-                 {0.1, 20, "1", 0},
-                 {123.456, 20, "123456", 3},
-                 {123.456, 1, "1235", 3},  // rounded at one place
-                 {9.96, 1, "1", 2},        // rounds up to 10.0
-                 {0.006, 2, "1", -1},      // 0.01
-                 {1.005, 2, "1", 1},       // the binary value is below 1.005
-                 {0.125, 2, "12", 0},      // exact tie: half-even
-                 {0.375, 2, "38", 0},      // exact tie: half-even upwards
-                 {2.5, 0, "2", 1},
-                 {3.5, 0, "4", 1},
-                 {1.5, 0, "2", 1},
-                 {1.2345678901234567e-5, 20, "1234567890123457", -4},
-                 {DBL_MAX, 20, "17976931348623157", 309}};
-    for (const Case& c : cases) {
-        Digits d = dtoa(c.value, c.ndigits);
-        EXPECT_EQ(d.text, c.digits) << c.value << " at " << c.ndigits;
-        EXPECT_EQ(d.decpt, c.decpt) << c.value << " at " << c.ndigits;
-        EXPECT_EQ(d.sign, 0);
-        EXPECT_EQ(dtoa(-c.value, c.ndigits).sign, 1);
-    }
-}
-
 TEST(DtoaTest, NothingLeftAtTheLastPlace) {
     struct Case {
         double value;
@@ -199,51 +166,22 @@ TEST(DtoaTest, NothingLeftAtTheLastPlace) {
     EXPECT_EQ(up.decpt, 1);
 }
 
+// Finite values are the random runs'.
 TEST(DtosTest, ListedForms) {
     const struct {
         double value;
         int precision;
         const char* text;
-    } cases[] = {
-        // clang-format off
-        {1.0, -1, "1"}, {-0.0, -1, "-0"}, {0.0, -1, "0"}, {3.0, -1, "3"},
-        {1e21, -1, "1000000000000000000000"}, {1e23, -1, "100000000000000000000000"},
-        {std::ldexp(1.0, 70), -1, "1180591620717411300000"}, {0.1, -1, "0.1"}, {-0.1, -1, "-0.1"},
-        {0.1 + 0.2, -1, "0.30000000000000004"}, {1e-20, -1, "0.00000000000000000001"},
-        {1e-25, -1, "0"}, {-1e-25, -1, "-0"}, {NAN, -1, "NaN"}, {-NAN, -1, "-NaN"}, {NAN, 2, "NaN"},
-        {HUGE_VAL, -1, "Infinity"}, {-HUGE_VAL, -1, "-Infinity"}, {-HUGE_VAL, 3, "-Infinity"},
-        {2.5, 2, "2.50"}, {1.005, 2, "1.00"}, {1.5, 2, "1.50"}, {1.0, 0, "1"}, {0.5, 0, "0"},
-        {2.5, 0, "2"}, {1.5, 0, "2"}, {-0.5, 0, "-0"}, {0.125, 2, "0.12"}, {0.001, 2, "0.00"},
-        {-0.001, 2, "-0.00"}, {0.0, 3, "0.000"}, {9.999, 2, "10.00"},
-        {1e21, 2, "1000000000000000000000.00"}
-        // clang-format on
-    };
+    } cases[] = {{-0.0, -1, "-0"},         {-1e-25, -1, "-0"},        {NAN, -1, "NaN"},
+                 {-NAN, -1, "-NaN"},       {NAN, 2, "NaN"},           {HUGE_VAL, -1, "Infinity"},
+                 {-HUGE_VAL, 3, "-Infinity"}, {-0.5, 0, "-0"},         {-0.001, 2, "-0.00"},
+                 {1e21, 2, "1000000000000000000000.00"}};
     for (const auto& c : cases)
         EXPECT_EQ(dtos(c.value, c.precision), c.text) << c.value << " at " << c.precision;
     // More places than the value has: the shortest digits, padded.
     EXPECT_EQ(dtos(0.1, 25), "0.1000000000000000000000000");
     std::string smallest = "0." + std::string(323, '0') + "5" + std::string(6, '0');
     EXPECT_EQ(dtos(4.9406564584124654e-324, 330), smallest);
-    std::string largest = dtos(DBL_MAX, -1);
-    EXPECT_EQ(largest, "17976931348623157" + std::string(292, '0'));
-}
-
-TEST(DtosTest, AllocatedSize) {
-    // Digit count and point position as the correctly rounded digits have
-    // them; the size is max(count, point) + 2 + (1 + precision, or 21 in free
-    // format) + (1 when the point is at 0).
-    struct Case {
-        double value;
-        int precision;
-        int count, point;
-    } cases[] = {{1.0, -1, 1, 1},     {1.5, 2, 2, 1},     {-2.5, 2, 2, 1},   {0.5, -1, 1, 0},
-                 {1e21, -1, 1, 22},   {123.456, 1, 4, 3}, {0.001, 2, 0, -2}, {0.25, 5, 2, 0},
-                 {1e-20, -1, 1, -19}, {12345.0, 0, 5, 5}};
-    for (const Case& c : cases) {
-        int expected = std::max(c.count, c.point) + 2 + (c.precision < 0 ? 21 : 1 + c.precision) +
-                       (c.point == 0 ? 1 : 0);
-        EXPECT_EQ(format(c.value, c.precision).size, expected) << c.value << " at " << c.precision;
-    }
 }
 
 // Over the digits that ox_dtoa gives, the size rule holds for every value

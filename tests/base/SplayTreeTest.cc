@@ -48,37 +48,6 @@ class InspectedTree : public Tree {
 
     SplayTreeNode<Element>* root() const { return root_; }
 
-    // Keys in pre-order, with -1 for every missing child.
-    std::vector<int> Shape() const {
-        std::vector<int> shape;
-        std::vector<SplayTreeNode<Element>*> pending{root_};
-        while (!pending.empty()) {
-            SplayTreeNode<Element>* node = pending.back();
-            pending.pop_back();
-            shape.push_back(node ? node->item->index.value : -1);
-            if (node) {
-                pending.push_back(node->right);
-                pending.push_back(node->left);
-            }
-        }
-        return shape;
-    }
-
-    // Items in the order that a pre-order walk meets them.
-    std::vector<Element*> PreOrder() const {
-        std::vector<Element*> items;
-        std::vector<SplayTreeNode<Element>*> pending;
-        if (root_) pending.push_back(root_);
-        while (!pending.empty()) {
-            SplayTreeNode<Element>* node = pending.back();
-            pending.pop_back();
-            items.push_back(node->item);
-            if (node->right) pending.push_back(node->right);
-            if (node->left) pending.push_back(node->left);
-        }
-        return items;
-    }
-
     // True when the coming removal of the root takes the path in which the
     // root node swallows its right child that has only a left child.
     bool RootRemovalKeepsNode() const {
@@ -235,99 +204,6 @@ TEST(SplayTreeTest, RemovalThatLeavesKeysUnreachable) {
     }
     EXPECT_TRUE(seen);
     EXPECT_EQ(Element::live, before);  // Dump disposed of the stranded items as well
-}
-
-// Builds a tree of size random keys.
-std::vector<std::unique_ptr<Element>> RandomElements(int size, unsigned seed) {
-    std::mt19937 random(seed);
-    std::vector<int> keys(size);
-    for (int i = 0; i < size; i++)
-        keys[i] = i;
-    std::shuffle(keys.begin(), keys.end(), random);
-    std::vector<std::unique_ptr<Element>> elements;
-    for (int key : keys)
-        elements.push_back(std::make_unique<Element>(key, 0));
-    return elements;
-}
-
-// Up to 99 entries the copy inserts in key order; above that in pre-order.
-TEST(SplayTreeTest, CopyOrderSwitchesAbove99Entries) {
-    for (int size : {98, 99, 100, 101, 500}) {
-        std::vector<std::unique_ptr<Element>> elements = RandomElements(size, size);
-        InspectedTree source(0);
-        for (auto& element : elements)
-            source.Insert(element.get());
-        std::vector<Element*> order = size > 99 ? source.PreOrder() : InOrder(source);
-        InspectedTree expected(0);
-        for (Element* item : order)
-            expected.Insert(item);
-        InspectedTree copy(source);
-        EXPECT_EQ(copy.owner(), 0);
-        EXPECT_EQ(copy.Shape(), expected.Shape()) << size;
-        EXPECT_EQ(InOrder(copy), InOrder(source));
-        // The other order gives another shape, so the check above tells them apart.
-        std::vector<Element*> other = size > 99 ? InOrder(source) : source.PreOrder();
-        InspectedTree different(0);
-        for (Element* item : other)
-            different.Insert(item);
-        EXPECT_NE(copy.Shape(), different.Shape()) << size;
-    }
-}
-
-TEST(SplayTreeTest, OwningCopyMakesNewItems) {
-    int before = Element::live;
-    for (int size : {50, 300}) {
-        InspectedTree source(1);
-        for (auto& element : RandomElements(size, 3))
-            source.Insert(new Element(*element));
-        EXPECT_EQ(Element::live, before + size);
-        {
-            InspectedTree copy(source);
-            EXPECT_EQ(copy.owner(), 1);
-            EXPECT_EQ(Element::live, before + 2 * size);
-            std::vector<Element*> mine = InOrder(copy);
-            std::vector<Element*> theirs = InOrder(source);
-            ASSERT_EQ(mine.size(), theirs.size());
-            for (size_t i = 0; i < mine.size(); i++) {
-                EXPECT_NE(mine[i], theirs[i]);
-                EXPECT_EQ(mine[i]->index.value, theirs[i]->index.value);
-            }
-        }
-        EXPECT_EQ(Element::live, before + size);
-    }
-    EXPECT_EQ(Element::live, before);
-}
-
-TEST(SplayTreeTest, OwnerFlagDecidesDisposal) {
-    int before = Element::live;
-    for (int size : {0, 1, 99, 100, 1000}) {
-        {
-            InspectedTree owning(1);
-            for (auto& element : RandomElements(size, 4))
-                owning.Insert(new Element(*element));
-            Element* removed = owning.Remove(TestIndex{0});
-            EXPECT_EQ(removed != nullptr, size > 0);
-            delete removed;
-            EXPECT_EQ(Element::live, before + std::max(size - 1, 0));
-            owning.Dump();
-            EXPECT_EQ(Element::live, before);
-            EXPECT_EQ(owning.Entries(), 0);
-            EXPECT_EQ(owning.First(), nullptr);
-            for (auto& element : RandomElements(size, 5))
-                owning.Insert(new Element(*element));
-        }
-        EXPECT_EQ(Element::live, before) << size;
-        std::vector<std::unique_ptr<Element>> store = RandomElements(size, 6);
-        {
-            InspectedTree borrowing(0);
-            for (auto& element : store)
-                borrowing.Insert(element.get());
-            borrowing.Dump();
-            for (auto& element : store)
-                borrowing.Insert(element.get());
-        }
-        EXPECT_EQ(Element::live, before + size);
-    }
 }
 
 // A purge that records instead of deleting, to see which walk Dump takes.

@@ -98,37 +98,4 @@ TEST(StackTest, RandomOperationsFollowTheModel) {
     EXPECT_GT(model.discarded, 1000);
 }
 
-TEST(StackTest, OwnerFlagDecidesDisposal) {
-    int before = Counted::live;
-    {
-        Stack<Counted> owning(1);
-        for (int i = 0; i < 10; i++)
-            owning.Push(new Counted(i));
-        owning.Dump();
-        EXPECT_EQ(Counted::live, before);
-        EXPECT_EQ(owning.Entries(), 0);
-        EXPECT_EQ(owning.Top(), nullptr);
-        for (int i = 0; i < 10; i++)
-            owning.Push(new Counted(i));
-    }
-    EXPECT_EQ(Counted::live, before);
-    std::vector<Counted> store;
-    store.reserve(10);
-    {
-        Stack<Counted> borrowing(0);
-        for (int i = 0; i < 10; i++) {
-            store.emplace_back(i);
-            borrowing.Push(&store.back());
-        }
-        borrowing.Top();
-        borrowing.Peek();
-        borrowing.Peek();
-        EXPECT_EQ(borrowing.Pop(), &store[7]);  // discards 9 and 8 without deleting
-        borrowing.Dump();
-        for (Counted& item : store)
-            borrowing.Push(&item);
-    }
-    EXPECT_EQ(Counted::live, before + 10);
-}
-
 }  // namespace

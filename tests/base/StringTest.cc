@@ -36,30 +36,6 @@ TEST(StringTest, NullAndEmptyTexts) {
     delete[] text;
 }
 
-TEST(StringTest, CapacityGrowsInStepsOf24) {
-    String s("0123456789012345678901");  // 22 bytes: 23 needed, capacity 24
-    EXPECT_EQ(s.capacity(), 24);
-    String by_byte(s);
-    by_byte.cat('x');  // 22 + 2 is not below 24: moves to 48
-    EXPECT_EQ(by_byte.capacity(), 48);
-    EXPECT_EQ(by_byte.length(), 23);
-    String by_text(s);
-    const char* before = by_text.text();
-    by_text.cat("x", 1);  // 22 + 1 + 1 fits in 24: stays
-    EXPECT_EQ(by_text.capacity(), 24);
-    EXPECT_EQ(by_text.text(), before);
-    EXPECT_EQ(str(by_byte), str(by_text));
-
-    String exact("01234567890123456789012");  // 23 bytes: exactly 24 needed
-    EXPECT_EQ(exact.capacity(), 24);
-    exact.assign("short");  // an existing block never shrinks
-    EXPECT_EQ(exact.capacity(), 24);
-    exact.assign(std::string(47, 'a').c_str());
-    EXPECT_EQ(exact.capacity(), 48);
-    exact.assign(std::string(48, 'a').c_str());
-    EXPECT_EQ(exact.capacity(), 72);
-}
-
 TEST(StringTest, AssignNocopyAlwaysTakesTheBuffer) {
     String s;
     char* roomy = new char[10];
@@ -143,19 +119,6 @@ TEST(StringTest, SearchFreqAndGsub) {
     EXPECT_EQ(ababa.search("abab"), -1);
     String partial("aab");
     EXPECT_EQ(partial.search("ab"), 1);  // steps back after a partial match
-}
-
-TEST(StringTest, ChopAndTruncateChangeOnlyTheLength) {
-    String s("abc");
-    s.chop(1);
-    EXPECT_EQ(s.length(), 2);
-    EXPECT_EQ(s.text()[2], 'c');
-    s.chop(5);
-    EXPECT_EQ(s.length(), 2);
-    s.truncate(1);
-    EXPECT_EQ(s.length(), 1);
-    s.truncate(7);
-    EXPECT_EQ(s.length(), 1);
 }
 
 TEST(StringTest, WhitespaceAndCase) {

@@ -72,27 +72,7 @@ std::string random_bytes(std::mt19937& random, int length, const char* alphabet 
 
 // --- itos ------------------------------------------------------------------
 
-TEST(ItosTest, KnownValuesAndSizes) {
-    struct Case {
-        int value;
-        const char* text;
-    } cases[] = {{0, "0"},
-                 {-5, "-5"},
-                 {7, "7"},
-                 {10, "10"},
-                 {-10, "-10"},
-                 {99, "99"},
-                 {100, "100"},
-                 {INT_MAX, "2147483647"},
-                 {INT_MIN, "-2147483648"}};
-    for (const Case& c : cases) {
-        int length = -1, size = -1;
-        char* text = TextConversion::itos(c.value, &length, &size);
-        EXPECT_STREQ(text, c.text);
-        EXPECT_EQ(length, static_cast<int>(strlen(c.text)));
-        EXPECT_EQ(size, length + 1);
-        delete[] text;
-    }
+TEST(ItosTest, ExtremeWithoutOutParameters) {
     char* text = TextConversion::itos(INT_MIN, nullptr, nullptr);
     EXPECT_STREQ(text, "-2147483648");
     delete[] text;
@@ -126,32 +106,13 @@ Parsed parse_int(const std::string& text) {
     return p;
 }
 
+// Plain decimal and hexadecimal values are the random run's.
 TEST(StoiTest, AcceptedForms) {
     struct Case {
         const char* text;
         int value;
-    } cases[] = {{"0", 0},
-                 {"7", 7},
-                 {"00012", 12},
-                 {"123", 123},
-                 {"-123", -123},
-                 {"-0", 0},
-                 {"-", 0},  // a lone minus is zero, without error
-                 {"2147483647", INT_MAX},
-                 {"-2147483648", INT_MIN},
-                 {"2147483648", INT_MIN},  // 32-bit wrapping, no overflow test
-                 {"4294967297", 1},
-                 {"99999999999999999999", 1661992959},
-                 {"12345678901234567890", -350287150},
-                 {"0x1F", 31},
-                 {"0x1f", 31},
-                 {"0X1F", 31},
-                 {"0Xabcdef", 11259375},
-                 {"0xABCDEF", 11259375},
-                 {"0x0", 0},
-                 {"0x7fffffff", INT_MAX},
-                 {"0xFFFFFFFF", -1},
-                 {"0x100000001", 1}};
+    } cases[] = {{"00012", 12}, {"-0", 0}, {"-", 0} /* a lone minus, no error */,
+                 {"2147483648", INT_MIN} /* 32-bit wrapping */, {"0Xabcdef", 11259375}};
     for (const Case& c : cases) {
         Parsed p = parse_int(c.text);
         EXPECT_EQ(p.value, c.value) << c.text;
@@ -217,26 +178,13 @@ Number parse_double(const std::string& text) {
     return n;
 }
 
+// Plain values are the random run's.
 TEST(StodTest, DecimalForms) {
     struct Case {
         const char* text;
         double value;
-    } cases[] = {{"0", 0.0},
-                 {"12", 12.0},
-                 {"-1.5e3", -1500.0},
-                 {"+5", 5.0},
-                 {"1.5", 1.5},
-                 {".5", 0.5},
-                 {" 12", 12.0},
-                 {"\t 12", 12.0},
-                 {"0x1F", 31.0},
-                 {"0x1f", 31.0},
-                 {"0X1F", 31.0},
-                 {"-0x1F", -31.0},
-                 {"1e-999", 0.0},  // underflow: only an overflow sets the
-                                   // flag
-                 {"0.1", 0.1},
-                 {"1E2", 100.0}};
+    } cases[] = {{"+5", 5.0},      {".5", 0.5},    {"\t 12", 12.0},
+                 {"-0x1F", -31.0}, {"0X1f", 31.0}, {"1e-999", 0.0} /* underflow: no flag */};
     for (const Case& c : cases) {
         Number n = parse_double(c.text);
         EXPECT_EQ(n.value, c.value) << c.text;
@@ -373,40 +321,12 @@ TEST(AttributeTest, EveryByte) {
     EXPECT_EQ(converted(TextConversion::EncodeAttribute, "a b&c=d/e?"), "a+b%26c%3Dd%2Fe%3F");
 }
 
-TEST(AttributeTest, MeasuresAndAllowsNullOutParameters) {
-    char* text = TextConversion::EncodeAttribute("x y", -1, nullptr, nullptr);
-    EXPECT_STREQ(text, "x+y");
-    delete[] text;
-    int length = -1;
-    text = TextConversion::DecodeAttribute("x+%41", -1, &length, nullptr);
-    EXPECT_STREQ(text, "x A");
-    EXPECT_EQ(length, 3);
-    delete[] text;
-    int size = -1;
-    text = TextConversion::DecodeAttribute("x+%41", -1, nullptr, &size);
-    EXPECT_EQ(size, 6);
-    delete[] text;
-}
-
 TEST(AttributeTest, Decoding) {
     struct Case {
         std::string in, out;
-    } cases[] = {{"a%41b", "aAb"},
-                 {"%4a%4A", "JJ"},
-                 {"a+b", "a b"},
-                 {"%2B", "+"},
-                 {"%", "%"},
-                 {"ab%", "ab%"},
-                 {"ab%4", "ab%4"},
-                 {"%zz", "%zz"},
-                 {"%4z", "%4z"},
-                 {"%z4", "%z4"},
-                 {"%%41", "%A"},
-                 {"%41%", "A%"},
-                 {"%00x", std::string("\0x", 2)},
-                 {"%ff%FF", "\xff\xff"},
-                 {"", ""},
-                 {"100%", "100%"}};
+    } cases[] = {{"a%41b", "aAb"}, {"%4a%4A", "JJ"}, {"a+b", "a b"}, {"%", "%"},
+                 {"ab%4", "ab%4"}, {"%zz", "%zz"},   {"%4z", "%4z"}, {"%z4", "%z4"},
+                 {"%%41", "%A"},   {"%41%", "A%"},   {"%00x", std::string("\0x", 2)}};
     for (const Case& c : cases) {
         Result r = run(TextConversion::DecodeAttribute, c.in);
         EXPECT_EQ(r.text, c.out) << c.in;
@@ -456,38 +376,16 @@ TEST(EntityTest, EveryByte) {
 TEST(EntityTest, Decoding) {
     struct Case {
         std::string in, out;
-    } cases[] = {{"&", "&"},
-                 {"a&", "a&"},
-                 {"a & b", "a & b"},
-                 {"&lt;&gt;", "<>"},
-                 {"&LT;&Gt;&AMP;&QuOt;", "<>&\""},
-                 {"&#40;x&#41;", "(x)"},
-                 {"x &quot;y&quot;", "x \"y\""},
-                 {"&amp;lt;", "&lt;"},  // decoded once only
-                 {"&am p;", "&am p;"},  // whitespace inside the name: copied as it is
-                 {"& lt;", "& lt;"},
-                 {"&lt ;", "&lt ;"},
-                 {"&l\tt;", "&l\tt;"},
-                 {"&l\nt;x", "&l\nt;x"},
-                 {"&nbsp;", "&nbsp;"},
-                 {"&#42;", "&#42;"},
-                 {"&#x28;", "&#x28;"},
-                 {"&;", "&;"},
-                 {"&ampx;", "&ampx;"},
-                 {"a;b", "a;b"},
-                 {"&lt", "<"},          // the name runs to the end of the text
-                 {"&a&lt;", "&a&lt;"},  // the name "a&lt" is no entity: kept whole
-                 {"", ""}};
+    } cases[] = {{"a&", "a&"}, {"&LT;&Gt;&AMP;&QuOt;", "<>&\""}, {"&#40;x&#41;", "(x)"},
+                 {"&amp;lt;", "&lt;"} /* once only */, {"&am p;", "&am p;"},
+                 {"&l\nt;x", "&l\nt;x"}, {"&nbsp;", "&nbsp;"}, {"&#42;", "&#42;"}, {"&;", "&;"},
+                 {"&ampx;", "&ampx;"}, {"&lt", "<"} /* the name runs to the end */,
+                 {"&a&lt;", "&a&lt;"}};
     for (const Case& c : cases) {
         Result r = run(TextConversion::DecodeEntities, c.in);
         EXPECT_EQ(r.text, c.out) << c.in;
         EXPECT_EQ(r.size, static_cast<int>(c.in.size()) + 1) << c.in;
     }
-    int length = -1;
-    char* text = TextConversion::DecodeEntities("&lt;&gt;", -1, &length, nullptr);
-    EXPECT_STREQ(text, "<>");
-    EXPECT_EQ(length, 2);
-    delete[] text;
 }
 
 TEST(EntityTest, RandomRoundTrips) {
@@ -503,29 +401,17 @@ TEST(EntityTest, RandomRoundTrips) {
 // --- StripNULLs --------------------------------------------------------------
 
 TEST(StripNullsTest, RemovesEveryNul) {
-    struct Case {
-        std::string in, out;
-    } cases[] = {{std::string("a\0b\0\0c", 6), "abc"},
-                 {std::string("\0\0", 2), ""},
-                 {"plain", "plain"},
-                 {"", ""},
-                 {std::string("\0x\0", 3), "x"}};
-    for (const Case& c : cases) {
-        Result r = run(TextConversion::StripNULLs, c.in);
-        EXPECT_EQ(r.text, c.out);
-        EXPECT_EQ(r.length, static_cast<int>(c.out.size()));
-        EXPECT_EQ(r.size, static_cast<int>(c.in.size()) + 1);
-    }
     std::mt19937 random(33);
     for (int i = 0; i < 500; i++) {
         std::string in = random_bytes(random, static_cast<int>(random() % 100), "ab\1");
-        for (char& c : in)
-            c = c == 1 ? 0 : c;
         std::string expected;
-        for (char c : in) {
+        for (char& c : in) {
+            if (c == 1) c = 0;
             if (c) expected += c;
         }
-        ASSERT_EQ(converted(TextConversion::StripNULLs, in), expected);
+        Result r = run(TextConversion::StripNULLs, in);
+        ASSERT_EQ(r.text, expected);
+        ASSERT_EQ(r.size, static_cast<int>(in.size()) + 1);
     }
 }
 
@@ -562,18 +448,6 @@ TEST(JavaScriptTest, EveryByteAlone) {
 }
 
 TEST(JavaScriptTest, Utf8Sequences) {
-    EXPECT_EQ(javascript("\xC3\xA9", true), "\\u00E9");
-    EXPECT_EQ(javascript("\xE2\x82\xAC", true), "\\u20AC");
-    // Without UTF-8, bytes above 159 stay as they are and the others are escaped.
-    EXPECT_EQ(javascript("Gr\xC3\xBC\xC3\x9F"
-                         "e \xE2\x82\xAC"
-                         "5",
-                         true),
-              "Gr\\u00FC\\u00DFe \\u20AC5");
-    EXPECT_EQ(javascript("Gr\xC3\xBC\xC3\x9F"
-                         "e",
-                         false),
-              "Gr\xC3\xBC\xC3\\u009Fe");
     // An incomplete sequence at the end is escaped byte by byte.
     EXPECT_EQ(javascript("a\xC3", true), "a\\u00C3");
     EXPECT_EQ(javascript("\xE2\x82", true), "\\u00E2\\u0082");
@@ -600,18 +474,6 @@ TEST(JavaScriptTest, Utf8Sequences) {
                           static_cast<char>(0x80 | (code & 0x3F))};
         ASSERT_EQ(javascript(in, true), hex_escape("\\u", code, 4)) << code;
     }
-}
-
-TEST(JavaScriptTest, OutParameters) {
-    int length = -1, size = -1;
-    char* text = TextConversion::EncodeJavaScriptString("a\"b", -1, &length, &size, true);
-    EXPECT_STREQ(text, "a\\\"b");
-    EXPECT_EQ(length, 4);
-    EXPECT_GE(size, 5);
-    delete[] text;
-    text = TextConversion::EncodeJavaScriptString("a/b", 3, nullptr, nullptr, false);
-    EXPECT_STREQ(text, "a\\/b");
-    delete[] text;
 }
 
 }  // namespace

@@ -97,26 +97,6 @@ TEST_F(QTXIndexFileTest, NewIndexIsAHeaderAndAnEmptyRoot) {
     EXPECT_EQ(found, 0);
 }
 
-// The ninth key into a root of eight splits it four and four under a new
-// root holding the middle key.
-TEST_F(QTXIndexFileTest, NinthKeySplitsTheRoot) {
-    Make(QTXString);
-    for (unsigned int i = 1; i <= 9; i++)
-        ASSERT_TRUE(Insert(i, "k" + std::to_string(i)));
-    EXPECT_EQ(index_.numpages(), 4u);
-    EXPECT_EQ(index_.startingpage(), 3u);
-    EXPECT_EQ(index_.updatecount(), 9u);
-    auto root = Page(3), left = Page(1), right = Page(2);
-    ASSERT_EQ(root->numentries(), 1);
-    EXPECT_STREQ(reinterpret_cast<const char*>(root->key(0)), "k5");
-    EXPECT_EQ(root->childpage(0), 1u);
-    EXPECT_EQ(root->childpage(1), 2u);
-    EXPECT_EQ(left->numentries(), 4);
-    EXPECT_EQ(right->numentries(), 4);
-    EXPECT_STREQ(reinterpret_cast<const char*>(right->key(0)), "k6");
-    EXPECT_TRUE(Sound());
-}
-
 TEST_F(QTXIndexFileTest, KeysOrderAsNumbersUnlessTheIndexSaysString) {
     Make(0);
     for (const char* key : {"10", "9", "abc", "-2.5", "1e1x"})
@@ -185,31 +165,6 @@ TEST_F(QTXIndexFileTest, UniqueIndexRefusesASecondEqualKey) {
                  "Index 'i.qtx' was created with the UNIQUE flag and the key '7' already exists "
                  "in the index file");
     EXPECT_EQ(TableFixture::Bytes("i.qtx"), before);
-}
-
-TEST_F(QTXIndexFileTest, LongKeysAreCutTo99Characters) {
-    Make(QTXString);
-    std::string longer(150, 'x');
-    ASSERT_TRUE(Insert(1, longer));
-    EXPECT_EQ(All(index_), (std::vector<Entry>{{std::string(99, 'x'), 1}}));
-    int found = 0;
-    EXPECT_EQ(Find(longer, &found), 1u);
-    EXPECT_EQ(found, 1);
-    ASSERT_TRUE(Delete(1, longer));
-}
-
-TEST_F(QTXIndexFileTest, DeletingFindsTheExactEntryOrSaysItIsNotThere) {
-    Make(QTXString);
-    ASSERT_TRUE(Insert(1, "only"));
-    EXPECT_FALSE(Delete(2, "only"));
-    EXPECT_STREQ(index_.error().c_str(), "Record is not in index");
-    EXPECT_FALSE(Delete(1, "other"));
-    EXPECT_EQ(index_.updatecount(), 1u);
-    ASSERT_TRUE(Delete(1, "only"));
-    EXPECT_EQ(index_.startingpage(), 1u);
-    EXPECT_EQ(Page(1)->numentries(), 0);
-    EXPECT_EQ(index_.updatecount(), 2u);
-    EXPECT_TRUE(All(index_).empty());
 }
 
 // Removing the entry under the cursor, without a search, mends the pages as

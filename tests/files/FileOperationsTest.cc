@@ -146,42 +146,15 @@ TEST_F(FileOperationsTest, DeleteCopyRename) {
     EXPECT_REFUSED(files().Delete(OxinPathData, "nodir/a"), kNoDirectory);
 }
 
-TEST_F(FileOperationsTest, TouchLengthKindTimeMode) {
+TEST_F(FileOperationsTest, TouchMakesOrDatesAFile) {
     EXPECT_TRUE(files().TouchFile(OxinPathData, "t")) << Text();
     EXPECT_EQ((ModeOf(data_ + "/t") & 0777), 0644u);
-    EXPECT_EQ(files().Length(OxinPathData, "t"), 0);
     SetTime(data_ + "/t", 1000);
-    time_t when = 0;
-    EXPECT_TRUE(files().ModifiedTime(OxinPathData, "t", &when));
-    EXPECT_EQ(when, 1000);
-    time_t now = time(nullptr);
+    time_t when = 0, now = time(nullptr);
     EXPECT_TRUE(files().TouchFile(OxinPathData, "t")) << Text();
     EXPECT_TRUE(files().ModifiedTime(OxinPathData, "t", &when));
     EXPECT_GE(when, now);
     EXPECT_REFUSED(files().TouchFile(OxinPathData, "nodir/t"), kNoDirectory);
-
-    Put(data_ + "/f", "12345");
-    EXPECT_EQ(files().Length(OxinPathData, "f"), 5);
-    EXPECT_EQ(files().Length(OxinPathData, "none"), -1);
-    EXPECT_EQ(Text(), NoSuchFile());
-    ASSERT_EQ(mkfifo((data_ + "/fifo").c_str(), 0644), 0);
-    EXPECT_EQ(files().Length(OxinPathData, "fifo"), 0) << Text();
-
-    bool directory = true;
-    EXPECT_TRUE(files().IsDirectory(OxinPathData, "f", &directory));
-    EXPECT_FALSE(directory);
-    EXPECT_TRUE(files().IsDirectory(OxinPathData, ".", &directory));
-    EXPECT_TRUE(directory);
-    EXPECT_FALSE(files().IsDirectory(OxinPathData, "none", &directory));
-    EXPECT_REFUSED(files().ModifiedTime(OxinPathData, "none", &when), NoSuchFile());
-
-    int mode = 0;
-    EXPECT_TRUE(files().ChangeMode(OxinPathData, "f", 0640)) << Text();
-    EXPECT_EQ((ModeOf(data_ + "/f") & 07777), 0640u);
-    EXPECT_TRUE(files().Mode(OxinPathData, "f", &mode));
-    EXPECT_EQ(mode, 0640);
-    EXPECT_FALSE(files().Mode(OxinPathData, "none", &mode));
-    EXPECT_REFUSED(files().ChangeMode(OxinPathData, "none", 0600), NoSuchFile());
 }
 
 TEST_F(FileOperationsTest, DirectoriesAndLinks) {
@@ -268,37 +241,6 @@ TEST_F(FileOperationsTest, TemporaryNamesCountInHex) {
     EXPECT_REFUSED(files().MakeTemporary(OxinPathData, "nodir", "x", &name, FileOpenWrite),
                    kNoDirectory);
     EXPECT_EQ(name, nullptr);
-}
-
-TEST_F(FileOperationsTest, DirectoryListingIncludesDotEntries) {
-    ASSERT_EQ(mkdir((data_ + "/d").c_str(), 0755), 0);
-    Put(data_ + "/d/one", "");
-    Put(data_ + "/d/two", "");
-    Put(data_ + "/top", "");
-    EXPECT_EQ(Listing(OxinPathData, "d"), (std::vector<std::string>{".", "..", "one", "two"}));
-    EXPECT_EQ(Listing(OxinPathData, ""), (std::vector<std::string>{".", "..", "d", "top"}));
-    EXPECT_EQ(Listing(OxinPathData, "/d/"), (std::vector<std::string>{".", "..", "one", "two"}));
-    EXPECT_EQ(Listing(OxinPathData, "none"), (std::vector<std::string>{"<refused>"}));
-    EXPECT_EQ(Text(), kNoDirectory);
-}
-
-TEST_F(FileOperationsTest, ContainedExists) {
-    Put(data_ + "/f", "");
-    bool exists = false;
-    EXPECT_TRUE(files().Exists(OxinPathData, "f", &exists)) << Text();
-    EXPECT_TRUE(exists);
-    EXPECT_TRUE(files().Exists(OxinPathData, "", &exists)) << Text();
-    EXPECT_TRUE(exists);
-    // Missing at any step: an answer, not an error.
-    EXPECT_TRUE(files().Exists(OxinPathData, "none", &exists)) << Text();
-    EXPECT_FALSE(exists);
-    exists = true;
-    EXPECT_TRUE(files().Exists(OxinPathData, "nodir/none", &exists)) << Text();
-    EXPECT_FALSE(exists);
-    exists = true;
-    EXPECT_TRUE(files().Exists(OxinPathData, "f/under-a-file", &exists)) << Text();
-    EXPECT_FALSE(exists);
-    EXPECT_REFUSED(files().Exists(OxinPathData, "../x", &exists), kOutsideData);
 }
 
 TEST_F(FileOperationsTest, ContainedOperationsAskForADescriptor) {
@@ -435,32 +377,6 @@ TEST_F(FileOperationsTest, RealizePathResults) {
     EXPECT_EQ(m.RealizePath(below.c_str(), below.c_str(), nullptr, true, false), 0);
 }
 
-TEST_F(FileOperationsTest, ContainedPathSettingsPerClass) {
-    _UNIXContainedPathSettings settings;
-    files().SecurityOptions(0xffff);
-    ASSERT_TRUE(files().ContainedPathSettings(OxinPathData, &settings));
-    EXPECT_TRUE(settings.allow_symlinks && settings.allow_other_owner && settings.allow_absolute);
-    files().SecurityOptions(kDataSymlinks | kScriptOtherOwner | kScriptAbsolute);
-    ASSERT_TRUE(files().ContainedPathSettings(OxinPathData, &settings));
-    EXPECT_EQ(settings.allow_symlinks, 1);
-    EXPECT_EQ(settings.allow_other_owner, 0);
-    EXPECT_EQ(settings.allow_absolute, 0);
-    ASSERT_TRUE(files().ContainedPathSettings(OxinPathScript, &settings));
-    EXPECT_EQ(settings.allow_symlinks, 0);
-    EXPECT_EQ(settings.allow_other_owner, 1);
-    EXPECT_EQ(settings.allow_absolute, 1);
-    ASSERT_TRUE(files().InitializeTempDirectory(temp_.c_str()));
-    files().SecurityOptions(0xffff & ~kTempOtherOwner);
-    ASSERT_TRUE(files().ContainedPathSettings(OxinPathTemporary, &settings));
-    EXPECT_EQ(settings.allow_symlinks, 1);
-    EXPECT_EQ(settings.allow_other_owner, 0);
-    EXPECT_EQ(settings.allow_absolute, 0);
-    _UNIXContainedPathSettings untouched;
-    untouched.fd = 12345;
-    EXPECT_TRUE(files().ContainedPathSettings(static_cast<Oxin_PathType>(7), &untouched));
-    EXPECT_EQ(untouched.fd, 12345);
-}
-
 TEST_F(FileOperationsTest, ClonedManagerKeepsItsOwnHandles) {
     Put(data_ + "/x", "x");
     files().SecurityOptions(kDataSymlinks);
@@ -474,114 +390,6 @@ TEST_F(FileOperationsTest, ClonedManagerKeepsItsOwnHandles) {
     EXPECT_EQ(clone->Open(OxinPathData, "../outside/secret", FileOpenRead), nullptr);
     EXPECT_STREQ(clone->error().c_str(), kOutsideData);
     delete clone;
-}
-
-TEST_F(FileOperationsTest, SavedDirectoryComesBack) {
-    ASSERT_EQ(chdir(outside_.c_str()), 0);
-    ASSERT_TRUE(files().SaveCurrentDirectory());
-    EXPECT_TRUE(files().TouchFile(OxinPathData, "t"));
-    ASSERT_TRUE(files().RestoreCurrentDirectory());
-    char here[4096];
-    ASSERT_NE(getcwd(here, sizeof(here)), nullptr);
-    EXPECT_EQ(std::string(here), outside_);
-    EXPECT_FALSE(files().RestoreCurrentDirectory());  // nothing saved any more
-}
-
-TEST_F(FileOperationsTest, SystemOpenFlags) {
-    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(0), O_RDONLY);
-    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenRead), O_RDONLY);
-    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenWrite), O_WRONLY);
-    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenRead | FileOpenWrite), O_RDWR);
-    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenWrite | FileOpenCreate | FileOpenTruncate),
-              O_WRONLY | O_CREAT | O_TRUNC);
-    EXPECT_EQ(UNIXFileManager::SystemOpenFlags(FileOpenWrite | FileOpenAppend | FileOpenExclusive |
-                                               FileOpenUnmanaged),
-              O_WRONLY | O_APPEND | O_EXCL);
-}
-
-TEST_F(FileOperationsTest, PlainOperations) {
-    UNIXFileManager& m = files();
-    std::string a = base_ + "/a", b = base_ + "/b", d = base_ + "/d";
-    File* file = m.Open(a.c_str(), FileOpenWrite | FileOpenCreate);
-    ASSERT_NE(file, nullptr) << Text();
-    EXPECT_EQ(file->contained(), 0);
-    EXPECT_EQ(file->Write(String("plain")), 5);
-    delete file;
-    EXPECT_REFUSED(m.Open((base_ + "/none").c_str(), FileOpenRead), NoSuchFile());
-
-    EXPECT_TRUE(m.Copy(a.c_str(), b.c_str())) << Text();
-    EXPECT_EQ(Get(b), "plain");
-    EXPECT_REFUSED(m.Copy((base_ + "/none").c_str(), b.c_str()), NoSuchFile());
-    m.MaxFiles(1);
-    EXPECT_FALSE(m.Copy(a.c_str(), b.c_str()));
-    EXPECT_EQ(Text(),
-              "Simultaneous request for 1 file handles exceeds the maximum number of "
-              "simultaneous file handles.");
-    m.MaxFiles(0);
-
-    EXPECT_TRUE(m.Rename(b.c_str(), (base_ + "/c").c_str())) << Text();
-    EXPECT_FALSE(Present(b));
-    EXPECT_REFUSED(m.Rename(b.c_str(), a.c_str()), NoSuchFile());
-    EXPECT_TRUE(m.Delete((base_ + "/c").c_str()));
-    EXPECT_FALSE(m.Delete((base_ + "/c").c_str()));
-
-    bool exists = false;
-    EXPECT_TRUE(m.Exists(a.c_str(), &exists));
-    EXPECT_TRUE(exists);
-    EXPECT_FALSE(m.Exists((base_ + "/none").c_str(), &exists));  // missing is an error here
-    EXPECT_EQ(Text(), NoSuchFile());
-
-    EXPECT_TRUE(m.TouchFile(b.c_str())) << Text();
-    EXPECT_EQ((ModeOf(b) & 0777), 0644u);
-    SetTime(b, 5000);
-    EXPECT_TRUE(m.TouchFile(b.c_str()));
-    time_t when = 0;
-    EXPECT_TRUE(m.ModifiedTime(b.c_str(), &when));
-    EXPECT_GT(when, 5000);
-    EXPECT_FALSE(m.TouchFile((base_ + "/nodir/x").c_str()));
-
-    // ModifiedTime is the link's own time.
-    SetTime(a, 7000);
-    Link(a, base_ + "/l");
-    EXPECT_TRUE(m.ModifiedTime((base_ + "/l").c_str(), &when));
-    EXPECT_NE(when, 7000);
-    EXPECT_TRUE(m.ModifiedTime(a.c_str(), &when));
-    EXPECT_EQ(when, 7000);
-    EXPECT_FALSE(m.ModifiedTime((base_ + "/none").c_str(), &when));
-
-    EXPECT_EQ(m.Length(a.c_str()), 5);
-    EXPECT_EQ(m.Length((base_ + "/none").c_str()), -1);
-    bool directory = false;
-    EXPECT_TRUE(m.MakeDirectory(d.c_str()));
-    EXPECT_TRUE(m.IsDirectory(d.c_str(), &directory));
-    EXPECT_TRUE(directory);
-    EXPECT_FALSE(m.MakeDirectory(d.c_str()));
-    EXPECT_TRUE(m.RemoveDirectory(d.c_str()));
-    EXPECT_FALSE(m.RemoveDirectory(d.c_str()));
-    EXPECT_FALSE(m.IsDirectory(d.c_str(), &directory));
-
-    EXPECT_TRUE(m.MakeSymbolicLink("anything", (base_ + "/sym").c_str()));
-    EXPECT_FALSE(m.MakeSymbolicLink("anything", (base_ + "/sym").c_str()));
-    int mode = 0;
-    EXPECT_TRUE(m.ChangeMode(a.c_str(), 0604));
-    EXPECT_TRUE(m.Mode(a.c_str(), &mode));
-    EXPECT_EQ(mode, 0604);
-    EXPECT_FALSE(m.ChangeMode((base_ + "/none").c_str(), 0600));
-    EXPECT_FALSE(m.Mode((base_ + "/none").c_str(), &mode));
-
-    char* name = nullptr;
-    file = m.MakeTemporary(base_.c_str(), "up", &name, FileOpenWrite);
-    ASSERT_NE(file, nullptr) << Text();
-    EXPECT_EQ(std::string(name), base_ + "/up.0");
-    delete file;
-    delete[] name;
-    file = m.MakeTemporary((base_ + "/").c_str(), "up", &name, FileOpenWrite);
-    ASSERT_NE(file, nullptr) << Text();
-    EXPECT_EQ(std::string(name), base_ + "/up.1");
-    delete file;
-    delete[] name;
-    EXPECT_REFUSED(m.MakeTemporary(base_.c_str(), "../up", &name, FileOpenWrite),
-                   "Invalid temporary filename prefix");
 }
 
 }  // namespace

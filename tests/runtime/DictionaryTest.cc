@@ -174,28 +174,6 @@ TEST_F(DictionaryFileTest, ReadRepairsEntriesOutOfRange) {
     EXPECT_EQ(entry_text(d, 1), "");
 }
 
-TEST_F(DictionaryFileTest, ShortOrLyingSectionsFailAndChangeNothing) {
-    Dictionary d;
-    ASSERT_TRUE(ReadSection(d, DictSection({{0, 2}}, "ok")));
-    Bytes whole = DictSection({{0, 3}, {1, 1}}, "xyz");
-    ExpectEveryCutFails(kSectionDict, whole, ReaderOf(d));
-    EXPECT_EQ(entry_text(d, 0), "ok");  // unchanged
-    // A count far beyond the section is refused before anything is allocated.
-    for (size_t at : {3, 7}) {
-        Bytes huge = whole;
-        huge[at] = 0x7F;
-        EXPECT_FALSE(ReadSection(d, huge));
-    }
-    // A directory entry that claims more than the file holds bounds nothing.
-    Bytes lying = build_tagged_file({{kSectionDict, DictSection({}, "")}});
-    put_u32(lying.data() + 32 + 4, 0x10000000);            // D
-    put_u32(lying.data() + lying.size() - 4, 0xFFFF0000);  // the section's length
-    EXPECT_FALSE(ReadFrom(d, lying));
-    EXPECT_FALSE(ReadFrom(d, build_tagged_file({})));
-    EXPECT_STREQ(d.error().c_str(), "Invalid section");
-    EXPECT_EQ(entry_text(d, 0), "ok");
-}
-
 TEST_F(DictionaryFileTest, WriteStoresBlockOffsetsAndReadsBackEqual) {
     std::mt19937 random(11);
     for (int round = 0; round < 12; round++) {

@@ -252,32 +252,4 @@ TEST_F(FunctionManagerTest, OneBucketHoldsEveryNameInOrder) {
     EXPECT_EQ(read.Function_Get("Ccc", -1)->id(), 0);
 }
 
-TEST_F(FunctionManagerTest, ShortOrMissingSectionsFail) {
-    Dictionary dictionary;
-    FunctionManager functions(&dictionary, 1);
-    functions.Function_Add(0, 1, "first", -1, "p, q var", -1, 0);
-    functions.Function_Add(0, 2, "second", -1, "r", -1, 0);
-    Write("full.oxc", dictionary, functions);
-    // Only a "func" section: nothing else may stand in for it.
-    FunctionManager read(&dictionary);
-    read.Function_Add("kept", -1, 0);
-    SegmentManager none;
-    auto reader_of_read = [&](TaggedFile* file, std::string* error) {
-        bool ok = read.Read(file, none);
-        *error = read.error().c_str();
-        return ok;
-    };
-    ExpectEveryCutFails(kSectionFunc, SectionBytes("full.oxc", kSectionFunc), reader_of_read, true);
-    EXPECT_EQ(read.Entries(), 1);
-    EXPECT_NE(read.Function_Get("kept", -1), nullptr);
-
-    // No "func" and no current section: the reader's own text.
-    Put("none.oxc", build_tagged_file({{kSectionDict, Bytes(12, 0)}}));
-    TaggedFile reader(manager());
-    ASSERT_TRUE(OpenFile(reader, "none.oxc"));
-    EXPECT_FALSE(read.Read(&reader, none));
-    EXPECT_STREQ(read.error().c_str(), "Invalid section");
-    EXPECT_EQ(Text(reader), "Invalid section");
-}
-
 }  // namespace

@@ -251,35 +251,6 @@ TEST_F(LocalizedTest, OldFilesShareSectionZero) {
     EXPECT_EQ(without.Language(1)->value->Entries(), 0);
 }
 
-TEST_F(LocalizedTest, ShortOrMissingSectionsFail) {
-    Messages m;
-    WriteFile("full.oxc", 0x1000B, [&m](TaggedFile* f) { return m.Write(f); });
-    LocalizedLanguages languages(nullptr, &m.dictionary);
-    languages.Add_Entry("kept", -1, "x", -1, 0);
-    ExpectEveryCutFails(kSectionLocl, SectionBytes("full.oxc", kSectionLocl), ReaderOf(languages),
-                        true);
-    EXPECT_EQ(languages.Entries(), 1);
-    LocalizedDictionary pieces;
-    pieces.Add_Entry(1, 2);
-    ExpectEveryCutFails(kSectionLocd, SectionBytes("full.oxc", kSectionLocd), ReaderOf(pieces),
-                        true);
-    EXPECT_EQ(pieces.Entries(), 1);
-    LocalizedIndex index(&m.dictionary, 0);
-    index.Add_Entry(0, 1);
-    ExpectEveryCutFails(TokenIndexSectionId(0), SectionBytes("full.oxc", TokenIndexSectionId(0)),
-                        ReaderOf(index), true);
-    EXPECT_EQ(index.Entries(), 1);
-
-    Put("none.oxc", build_tagged_file({{kSectionDict, Bytes(12, 0)}}));
-    TaggedFile reader(manager());
-    ASSERT_TRUE(OpenFile(reader, "none.oxc"));
-    EXPECT_FALSE(languages.Read(&reader));
-    EXPECT_STREQ(languages.error().c_str(), "Invalid section");
-    EXPECT_FALSE(pieces.Read(&reader));
-    EXPECT_STREQ(pieces.error().c_str(), "Invalid section");
-    EXPECT_EQ(Text(reader), "Invalid section");
-}
-
 TEST_F(LocalizedTest, WholeFileFromEveryWriterLoadsInScriptOrder) {
     Messages m;
     Dictionary& dictionary = m.dictionary;

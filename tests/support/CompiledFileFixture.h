@@ -117,24 +117,6 @@ class CompiledFileFixture : public ::testing::Test {
         ASSERT_TRUE(writer.Section_Flush()) << Text(writer);
         writer.Close();
     }
-    // Every proper prefix of the section whole, alone in a file, must fail
-    // to read. read(file, &error) reads the file, setting error when it
-    // fails; the error is the corrupt-file text or the TaggedFile's own,
-    // which is empty for a read cut short when empty_allowed.
-    template <class Read>
-    void ExpectEveryCutFails(uint32_t id, const Bytes& whole, Read read,
-                             bool empty_allowed = false) {
-        for (size_t cut = 0; cut < whole.size(); cut++) {
-            Put("cut.oxc", build_tagged_file({{id, Bytes(whole.begin(), whole.begin() + cut)}}));
-            TaggedFile reader(manager());
-            ASSERT_TRUE(OpenFile(reader, "cut.oxc"));
-            std::string error;
-            EXPECT_FALSE(read(&reader, &error)) << "cut at " << cut;
-            EXPECT_TRUE(error == kCorrupt || error == Text(reader)) << cut << ": " << error;
-            EXPECT_TRUE(empty_allowed || !error.empty()) << cut;
-        }
-    }
-
     TestApplication app_;
     TempDirectory directory_;
 };
@@ -163,16 +145,6 @@ inline Bytes hello_file_bytes() {
             append_u32(b, word);
     }
     return b;
-}
-
-// Reads with object.Read(file), for ExpectEveryCutFails.
-template <class T>
-auto ReaderOf(T& object) {
-    return [&object](TaggedFile* file, std::string* error) {
-        bool ok = object.Read(file);
-        *error = object.error().c_str();
-        return ok;
-    };
 }
 
 // Every entry of a chained table (a variable hash, the function table, a

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/CompiledFileFixture.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
 #include "tools/Assembler.h"
@@ -41,39 +42,10 @@ class AssemblerTest : public ::testing::Test {
     TestApplication app_;
 };
 
-std::string from_hex(const char* text) {
-    std::string out;
-    for (const char* p = text; *p;) {
-        if (*p == ' ') {
-            p++;
-            continue;
-        }
-        out += static_cast<char>(std::stoi(std::string(p, 2), nullptr, 16));
-        p += 2;
-    }
-    return out;
-}
-
 TEST_F(AssemblerTest, HelloIsTheWorkedExampleByteForByte) {
     ASSERT_EQ(assemble(".segment 0\n    pushc \"Hello\"\n    out\n.end\n", "hello.oxc"), "");
-    std::string expected = from_hex(
-        "4F78696E 0B000100 00000000000000000000000000000000 71000000 07000000"
-        "01000000 05000000 00000000 00000000 05000000 48656C6C6F"
-        "0000 08 00000000"
-        "0000 08 00000000"
-        "0000 08 00000000"
-        "00000000"
-        "01000000 00000000 00000000 08000000 0140000000001500"
-        "0000 08 00000000"
-        "64696374 20000000 19000000"
-        "73797374 39000000 07000000"
-        "676C626C 40000000 07000000"
-        "6C6F636C 47000000 07000000"
-        "6C6F6364 4E000000 04000000"
-        "73656773 52000000 18000000"
-        "66756E63 6A000000 07000000");
-    EXPECT_EQ(expected.size(), 197u);
-    EXPECT_EQ(bytes("hello.oxc"), expected);
+    Bytes expected = hello_file_bytes();
+    EXPECT_EQ(bytes("hello.oxc"), std::string(expected.begin(), expected.end()));
 }
 
 TEST_F(AssemblerTest, ListingsAssembleToTheSameBytes) {

@@ -40,29 +40,6 @@ Variable* ArrayOf(std::initializer_list<const char*> texts) {
     return array;
 }
 
-TEST(AggregateIndexes, OrderAndTexts) {
-    AggregateIndex two(2), five(5), negative(-5);
-    EXPECT_EQ(negative.index(), 0);
-    EXPECT_EQ(two.Compare(five), 1);
-    EXPECT_EQ(five.Compare(two), -1);
-    EXPECT_EQ(two.Compare(AggregateIndex(2)), 0);
-    AggregateIndex name("Name", -1), upper("NAME", -1), longer("names", -1), b("b", -1);
-    EXPECT_EQ(name.Compare(upper), 0);
-    EXPECT_EQ(name.Compare(longer), 1);
-    EXPECT_EQ(longer.Compare(name), -1);
-    EXPECT_EQ(name.Compare(b), -1);
-    EXPECT_STREQ(static_cast<String&>(two).c_str(), "2");
-    EXPECT_STREQ(static_cast<String&>(name).c_str(), "Name");
-    EXPECT_STREQ(two.serialized().c_str(), "[2]");
-    EXPECT_STREQ(name.serialized().c_str(), ":Name");
-    two.Move(7);
-    EXPECT_STREQ(static_cast<String&>(two).c_str(), "7");
-    EXPECT_STREQ(two.serialized().c_str(), "[2]");  // kept from before the move
-    AggregateIndex copy(two);
-    EXPECT_STREQ(copy.serialized().c_str(), "[7]");
-    EXPECT_FALSE(AggregateIndex().IsArray());
-}
-
 TEST(AggregateElements, KindsReplaceEachOther) {
     Held v(new Variable("v", -1, "scalar", -1));
     EXPECT_EQ(v->Element(AggregateIndex(3), 0), nullptr);

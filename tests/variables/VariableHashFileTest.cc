@@ -130,28 +130,6 @@ TEST_F(VariableHashFile, TablesReadBackEqual) {
     }
 }
 
-TEST_F(VariableHashFile, MissingAndShortSectionsFail) {
-    Dictionary dictionary;
-    VariableHash hash(&dictionary, 2, 8);
-    for (const char* name : {"a", "b", "c", "d"})
-        hash.Insert(name, -1);
-    Write("whole.oxc", {{kSectionGlbl, &hash}});
-    Bytes body = SectionBytes("whole.oxc", kSectionGlbl);
-    body.resize(body.size() - 3);  // the last entry record cut short
-    Put("short.oxc", build_tagged_file({{kSectionGlbl, body}}));
-    TaggedFile reader(manager());
-    ASSERT_TRUE(OpenFile(reader, "short.oxc")) << Text(reader);
-    VariableHash copy(&dictionary, 2, 8);
-    copy.Insert("old", -1);
-    EXPECT_FALSE(copy.Read(&reader, kSectionGlbl));
-    EXPECT_GT(copy.error().length(), 0);
-    EXPECT_EQ(copy.Entries(), 0);  // the old tables are gone
-    EXPECT_FALSE(copy.Read(&reader, kSectionSyst));
-    EXPECT_GT(copy.error().length(), 0);
-}
-
-// A file's table of globals: its numbers are its own, resolved by name in
-// the request's table on first use.
 TEST_F(VariableHashFile, FileTablesReachTheGlobalsByTheirOwnNumbers) {
     Dictionary file_names;
     VariableHash written_one(&file_names, 4, 8);

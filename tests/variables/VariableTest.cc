@@ -22,76 +22,6 @@ constexpr unsigned char kS = Variable::kStringValid;
 constexpr unsigned char kI = Variable::kIntegerValid;
 constexpr unsigned char kD = Variable::kDoubleValid;
 
-TEST(VariableForms, FreshVariableIsUnsetAndReadsAsEmptyText) {
-    Held v(new Variable("x", -1));
-    EXPECT_EQ(v->name().length(), 1);
-    EXPECT_TRUE(v->IsNULL());
-    EXPECT_EQ(v->flags(), 0);
-    EXPECT_EQ(v->primary_type(), PrimaryNone);
-    EXPECT_EQ(Text(v.get()), "");
-    EXPECT_EQ(v->flags(), kS);
-    EXPECT_TRUE(v->IsNULL());
-    EXPECT_EQ(v->value_integer(), 0);
-    EXPECT_EQ(v->value_double(), 0.0);
-    EXPECT_FALSE(v->IsTrue());
-    EXPECT_EQ(v->aggregatetype(), AggregateNone);
-    // A number read from an unset variable is a valid 0 from then on.
-    Held w(new Variable("w", -1));
-    EXPECT_EQ(w->value_double(), 0.0);
-    EXPECT_EQ(w->flags(), kD);
-    EXPECT_FALSE(w->IsNULL());
-}
-
-TEST(VariableForms, EachAssignmentKeepsOnlyItsFormAndFillsTheOthersOnDemand) {
-    Held v(new Variable("v", 1));
-    v->SetValue_Integer(-42);
-    EXPECT_EQ(v->flags(), kI);
-    EXPECT_EQ(v->primary_type(), PrimaryInteger);
-    EXPECT_FALSE(v->IsNULL());
-    EXPECT_EQ(Text(v.get()), "-42");
-    EXPECT_EQ(v->value_double(), -42.0);
-    EXPECT_EQ(v->flags(), kS | kI | kD);
-    EXPECT_EQ(v->primary_type(), PrimaryInteger);
-
-    v->SetValue_Double(-2.75);
-    EXPECT_EQ(v->flags(), kD);
-    EXPECT_EQ(v->value_integer(), -2);  // toward zero
-    EXPECT_EQ(Text(v.get()), "-2.75");
-    EXPECT_EQ(v->primary_type(), PrimaryDouble);
-
-    v->SetValue("1", 1);
-    EXPECT_EQ(v->flags(), kS);
-    EXPECT_EQ(v->value_integer(), 1);
-    EXPECT_EQ(v->flags(), kS | kI);
-    EXPECT_EQ(v->primary_type(), PrimaryString);
-
-    char* buffer = new char[8];
-    memcpy(buffer, "0x1F", 5);
-    v->SetValue_Nocopy(buffer, 4, 8);
-    EXPECT_EQ(v->value_integer(), 31);
-    EXPECT_EQ(v->value_double(), 31.0);
-    EXPECT_EQ(Text(v.get()), "0x1F");
-}
-
-TEST(VariableForms, ConstructorsSetTheDocumentedForms) {
-    Held i(new Variable("i", -1, 7));
-    EXPECT_EQ(i->flags(), kI);
-    EXPECT_EQ(i->primary_type(), PrimaryInteger);
-    Held d(new Variable("d", -1, 3.75));
-    EXPECT_EQ(d->flags(), kI | kD);
-    EXPECT_EQ(d->value_integer(), 3);
-    // The double outranks the integer when the text is made.
-    EXPECT_EQ(Text(d.get()), "3.75");
-    Held s(new Variable(String("s"), String("abc")));
-    EXPECT_EQ(s->flags(), kS);
-    EXPECT_EQ(s->primary_type(), PrimaryString);
-    char* buffer = new char[16];
-    memcpy(buffer, "hello", 6);
-    Held n(new Variable("n", -1, buffer, 5, 16));
-    EXPECT_EQ(Text(n.get()), "hello");
-    EXPECT_STREQ(n->name().c_str(), "n");
-}
-
 // Plain readings of texts are the random run's; here the comparison value,
 // which reports a text that is no number.
 TEST(VariableForms, ComparisonValueReportsTextThatIsNoNumber) {
@@ -110,23 +40,6 @@ TEST(VariableForms, ComparisonValueReportsTextThatIsNoNumber) {
     v->SetValue_Integer(9);
     EXPECT_EQ(v->value_compare(&error), 9.0);
     EXPECT_EQ(v->flags(), kI | kD);
-}
-
-TEST(VariableForms, TextRuleOfTruth) {
-    for (const char* text : {"", "0", "00", ".", "0.0", ".000", "000.", "0."})
-        EXPECT_FALSE(Variable::IsTrue(text, -1)) << text;
-    for (const char* text : {"0.0.0", "1", "-0", " ", "abc", "..", "0,0", "0.01"})
-        EXPECT_TRUE(Variable::IsTrue(text, -1)) << text;
-    Held v(new Variable("v", -1));
-    v->SetValue_Double(0.0);
-    EXPECT_FALSE(v->IsTrue());
-    v->SetValue_Double(0.5);
-    EXPECT_TRUE(v->IsTrue());
-    v->SetValue_Integer(0);
-    EXPECT_FALSE(v->IsTrue());
-    v->SetNULL();
-    EXPECT_TRUE(v->IsNULL());
-    EXPECT_EQ(v->flags(), 0);
 }
 
 // The expected value of a variable, worked out with the C library.
@@ -275,29 +188,6 @@ TEST(VariableForms, RandomAssignmentsStayCoherent) {
         EXPECT_EQ(v->refcount(), 1);
         v->DecRefCount();
     }
-}
-
-TEST(VariableCopy, CopiesTakeEveryValidForm) {
-    Held unset(new Variable("s", -1));
-    Held target(new Variable("t", -1, 5));
-    target->SetValue(*unset);  // both become an empty text
-    EXPECT_EQ(unset->flags(), kS);
-    EXPECT_EQ(target->flags(), kS);
-    EXPECT_EQ(target->primary_type(), PrimaryNone);
-    EXPECT_STREQ(target->name().c_str(), "t");
-    Held source(new Variable("s", -1, "12", -1));
-    source->value_double();
-    target->SetValue(*source);
-    EXPECT_EQ(target->flags(), kS | kD);
-    EXPECT_EQ(target->primary_type(), PrimaryString);
-    Held copy(new Variable(*source));
-    EXPECT_STREQ(copy->name().c_str(), "s");
-    EXPECT_EQ(copy->refcount(), 1);
-    EXPECT_EQ(Text(copy.get()), "12");
-    Held null(new NULLVariable());
-    target->SetValue(*null);
-    EXPECT_EQ(target->flags(), 0);
-    EXPECT_TRUE(target->IsNULL());
 }
 
 TEST(VariableCopy, SelfAssignment) {
@@ -489,28 +379,6 @@ TEST(VariableImmutable, WritesAreIgnoredAndMissingElementsReadAsNull) {
     Held number_clone(number->Clone(nullptr));
     EXPECT_EQ(number_clone->flags(), kD);
     EXPECT_EQ(number_clone->value_double(), 2.5);
-}
-
-TEST(VariableImmutable, NullVariableIsNothing) {
-    Held n(new NULLVariable());
-    EXPECT_EQ(n->value().text(), nullptr);
-    EXPECT_EQ(n->value_integer(), 0);
-    EXPECT_EQ(n->value_double(), 0.0);
-    int error = 1;
-    EXPECT_EQ(n->value_compare(&error), 0.0);
-    EXPECT_EQ(error, 0);
-    EXPECT_FALSE(n->IsTrue());
-    EXPECT_TRUE(n->IsNULL());
-    EXPECT_EQ(n->Element(AggregateIndex(1), 1), n.get());
-    EXPECT_EQ(n->Element(AggregateIndex(1), 0), nullptr);
-    n->SetValue("x", -1);
-    EXPECT_TRUE(n->IsNULL());
-    Held clone(n->Clone(nullptr));
-    EXPECT_EQ(clone->type(), 2);
-    Held holder(new Variable("h", -1));
-    holder->Element(AggregateIndex(1), 1)->SetValue("a", -1);
-    holder->Element(AggregateIndex(2), 1)->SetValue(*n);
-    EXPECT_EQ(Text(holder.get()), "a,");  // the comma comes before the empty text
 }
 
 }  // namespace
