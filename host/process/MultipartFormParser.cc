@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include <cassert>
 #include <climits>
 #include <cstring>
 #include <iterator>
@@ -111,28 +112,33 @@ void MultipartFormParser::StoreParameter() {
     }
 }
 
-// Indexed by State; Done and Failed read nothing.
-const MultipartFormParser::Handler MultipartFormParser::kHandlers[] = {
-    &MultipartFormParser::MatchFirstBoundary,
-    &MultipartFormParser::LearnBoundary,
-    &MultipartFormParser::EndBoundaryLine,
-    &MultipartFormParser::SkipBoundaryJunk,
-    &MultipartFormParser::ExpectLineFeed,
-    &MultipartFormParser::StartHeader,
-    &MultipartFormParser::ReadHeaderName,
-    &MultipartFormParser::ReadContentType,
-    &MultipartFormParser::SkipDispositionType,
-    &MultipartFormParser::StartParameter,
-    &MultipartFormParser::ReadParameterName,
-    &MultipartFormParser::ReadParameterValue,
-    &MultipartFormParser::EndHeaders,
-    &MultipartFormParser::StartPart,
-    &MultipartFormParser::ScanData,
-    &MultipartFormParser::MatchBoundaryInBlock,
-    &MultipartFormParser::MatchBoundaryAcrossBlocks,
-    &MultipartFormParser::EndBoundary,
-    &MultipartFormParser::ExpectSecondDash,
-};
+MultipartFormParser::Handler MultipartFormParser::HandlerOf(State state) {
+    // Indexed by State; Done and Failed read nothing.
+    static constexpr Handler kHandlers[] = {
+        &MultipartFormParser::MatchFirstBoundary,
+        &MultipartFormParser::LearnBoundary,
+        &MultipartFormParser::EndBoundaryLine,
+        &MultipartFormParser::SkipBoundaryJunk,
+        &MultipartFormParser::ExpectLineFeed,
+        &MultipartFormParser::StartHeader,
+        &MultipartFormParser::ReadHeaderName,
+        &MultipartFormParser::ReadContentType,
+        &MultipartFormParser::SkipDispositionType,
+        &MultipartFormParser::StartParameter,
+        &MultipartFormParser::ReadParameterName,
+        &MultipartFormParser::ReadParameterValue,
+        &MultipartFormParser::EndHeaders,
+        &MultipartFormParser::StartPart,
+        &MultipartFormParser::ScanData,
+        &MultipartFormParser::MatchBoundaryInBlock,
+        &MultipartFormParser::MatchBoundaryAcrossBlocks,
+        &MultipartFormParser::EndBoundary,
+        &MultipartFormParser::ExpectSecondDash,
+    };
+    static_assert(std::size(kHandlers) == static_cast<size_t>(State::Done));
+    assert(state < State::Done);
+    return kHandlers[static_cast<size_t>(state)];
+}
 
 bool MultipartFormParser::ContinuesBoundary(unsigned char byte) {
     if (byte != static_cast<unsigned char>(boundary_[index_])) return false;
@@ -349,14 +355,13 @@ void MultipartFormParser::EndBlock(int length) {
 }
 
 bool MultipartFormParser::Parse(const char* data, int length) {
-    static_assert(std::size(kHandlers) == static_cast<size_t>(State::Done));
     block_ = data;
     data_start_ = 0;
     for (at_ = 0; at_ < length;) {
         if (state_ == State::Done) return true;  // the rest of the block is ignored
         if (state_ == State::Failed) return false;
         unsigned char byte = static_cast<unsigned char>(data[at_]);
-        if ((this->*kHandlers[static_cast<size_t>(state_)])(byte) == Byte::Taken) at_++;
+        if ((this->*HandlerOf(state_))(byte) == Byte::Taken) at_++;
     }
     if (length > 0) EndBlock(length);
     return state_ != State::Failed;

@@ -67,7 +67,8 @@ class MultipartFormParser : public HTTPContentParser {
     // Whether a state has used up its byte or hands it to the next state.
     enum class Byte { Taken, SeenAgain };
     using Handler = Byte (MultipartFormParser::*)(unsigned char byte);
-    static const Handler kHandlers[];
+    // The handler of a state that reads bytes.
+    static Handler HandlerOf(State state);
 
     // One handler for each state that reads bytes, in the order of State.
     Byte MatchFirstBoundary(unsigned char byte);
