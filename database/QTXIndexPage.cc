@@ -1,5 +1,6 @@
 #include "database/QTXIndexPage.h"
 
+#include <cassert>
 #include <cstring>
 
 #include "base/LittleEndian.h"
@@ -43,6 +44,8 @@ bool QTXIndexPage::ReadPage(File* file) {
 }
 
 bool QTXIndexPage::WritePage(File* file) {
+    // A page is written only after a split brought it back within its size.
+    assert(numentries() >= 0 && numentries() <= (pagesize_ - kCountSize) / keyrecordsize_);
     return file->Write(page_, pagesize_) == pagesize_;
 }
 

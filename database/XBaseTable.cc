@@ -1,5 +1,6 @@
 #include "database/XBaseTable.h"
 
+#include <cassert>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -130,33 +131,30 @@ int XBaseTable::Create(Oxin_PathType type, const String& datapath, const char* m
     }
     FileManager* files = app_->filemanager();
     const int flags = FileOpenRead | FileOpenWrite | FileOpenCreate | FileOpenTruncate;
-    File* data = files->Open(type, datapath.c_str(), flags);
+    std::unique_ptr<File> data(files->Open(type, datapath.c_str(), flags));
     if (!data) {
         Error(String::Join({"Error creating '", Text(datapath), "': ", Text(files->error())}));
         return 0;
     }
-    File* memofile = nullptr;
+    std::unique_ptr<File> memofile;
     for (XBaseField* field = fields.First(); field; field = fields.Next()) {
         if (field->type() != XBaseMemo) continue;
-        memofile = files->Open(type, memo.c_str(), flags);
+        memofile.reset(files->Open(type, memo.c_str(), flags));
         if (!memofile) {
             Error(String::Join({"Error creating '", Text(memo), "': ", Text(files->error())}));
-            delete data;
             return 0;
         }
         break;
     }
-    if (Create(data, datapath, memofile, memo, fields)) return 1;
-    if (data_ == data) {
-        Close();
-    } else {
-        delete data;
-        delete memofile;
-    }
+    const File* taken = data.get();
+    if (Create(std::move(data), datapath, std::move(memofile), memo, fields)) return 1;
+    // A table that took the new files over, half written, lets them go.
+    if (data_ == taken) Close();
     return 0;
 }
 
-int XBaseTable::Create(File* data, const String& datapath, File* memo, const String& memopath,
+int XBaseTable::Create(std::unique_ptr<File> data, const String& datapath,
+                       std::unique_ptr<File> memo, const String& memopath,
                        List<XBaseField>& fields) {
     if (fields.Entries() > kMaximumFields) {
         Error(String::Join(
@@ -176,12 +174,8 @@ int XBaseTable::Create(File* data, const String& datapath, File* memo, const Str
                  field->length(), field->decimalcount());
     }
     recordlength_ = FieldsLength();
-    data_ = data;
-    if (version_ == kVersionMemo) {
-        memo_ = memo;
-    } else {
-        delete memo;
-    }
+    data_ = data.release();
+    if (version_ == kVersionMemo) memo_ = memo.release();
     if (!data_) {
         Error(String::Join({"Internal error opening '", Text(datapath_), "'"}));
         return 0;
@@ -480,6 +474,7 @@ bool XBaseTable::BuildRecord(unsigned char* bytes) {
         if (!field->Write(&bytes[position])) return false;
         position += field->length();
     }
+    assert(position <= recordlength_);  // the header's length holds the fields
     return true;
 }
 

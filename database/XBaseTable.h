@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "base/List.h"
 #include "base/StringClass.h"
 #include "database/XBaseField.h"
@@ -33,10 +35,11 @@ class XBaseTable {
     // names the memo file, made only when a field is a memo.
     int Create(Oxin_PathType type, const String& datapath, const char* memopath, int memolength,
                List<XBaseField>& fields);
-    // Writes a new table into files already open; the table takes them over
-    // (memo may be null when no field is a memo).
-    int Create(File* data, const String& datapath, File* memo, const String& memopath,
-               List<XBaseField>& fields);
+    // Writes a new table into files already open (memo may be null when no
+    // field is a memo). The files are the table's from here on, or are
+    // closed when it refuses them.
+    int Create(std::unique_ptr<File> data, const String& datapath, std::unique_ptr<File> memo,
+               const String& memopath, List<XBaseField>& fields);
     // Closes both files. The record count and the fields stay until the next
     // open.
     int Close();

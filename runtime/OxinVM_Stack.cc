@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include <cassert>
+
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -112,6 +114,7 @@ bool OxinVM_Stack::Fault(const char* message) {
 }
 
 OxinVM_Stack::Stack_Entry* OxinVM_Stack::Claim() {
+    assert(sp_ >= 0 && sp_ <= capacity_);  // every push and pop goes through the bounds
     if (sp_ >= capacity_) {
         Fault("Stack overflow");
         return nullptr;
