@@ -3,7 +3,6 @@
 #include <strings.h>
 
 #include <cassert>
-
 #include <climits>
 #include <cmath>
 #include <cstdio>
