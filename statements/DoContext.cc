@@ -38,15 +38,14 @@ DoContext::~DoContext() {
     file_.reset();
 }
 
-bool DoContext::Open(const String& path, File* file) {
+bool DoContext::Open(const String& path, std::unique_ptr<File> file) {
     filepath_ = path;
     if (!file_) file_ = std::make_unique<TaggedFile>(application_->filemanager());
-    if (!file_->Open(path.c_str(), file)) {
+    if (!file_->Open(path.c_str(), std::move(file))) {
         error_ = String("Unable to open '");
         error_.cat(path.c_str(), path.length());
         error_.cat("': ");
         error_.cat(file_->error().c_str(), file_->error().length());
-        delete file;
         return false;
     }
     dictionary_ = std::make_unique<Dictionary>();

@@ -59,9 +59,9 @@ class DoContext {
     DoContext& operator=(const DoContext&) = delete;
     virtual ~DoContext();
 
-    // Loads the compiled file at path from file (owned from here on);
+    // Loads the compiled file at path from file;
     // false with the reason in Error() (empty for a damaged later section).
-    bool Open(const String& path, File* file);
+    bool Open(const String& path, std::unique_ptr<File> file);
 
     // The compiled expression of text, or null.
     Segment* Find_Expression(const char* text, int length) const;

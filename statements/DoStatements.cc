@@ -52,7 +52,7 @@ DoContext* find_context(OxinVM* vm, const PoppedText& file) {
     Config* config = application->config();
     cache->Evict(config ? config->value_integer(kConfigMaxDocache) : 0);
     FileManager* files = application->filemanager();
-    File* opened = files->Open(OxinPathScript, filepath.c_str(), FileOpenRead);
+    std::unique_ptr<File> opened(files->Open(OxinPathScript, filepath.c_str(), FileOpenRead));
     if (!opened) {
         vm->EncodedRuntimeError(kTagDo, files->error());
         return nullptr;
@@ -62,7 +62,7 @@ DoContext* find_context(OxinVM* vm, const PoppedText& file) {
     auto context = std::make_unique<DoContext>(vm->systemvar_hash(), vm->globalvar_hash(),
                                                application, vm->top(), vm->externalfunctions(),
                                                vm->commerce(), vm->externaldbmgr());
-    if (!context->Open(filepath, opened)) {
+    if (!context->Open(filepath, std::move(opened))) {
         vm->EncodedRuntimeError(kTagDo, context->Error());
         return nullptr;
     }

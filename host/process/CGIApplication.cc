@@ -293,7 +293,7 @@ int CGIApplication::Go() {
     if (LoadConfiguration() && CheckConfiguration()) {
         files_.MaxFiles(config_->value_integer(kConfigMaxFiles));
         files_.SecurityOptions(config_->value_integer(kConfigFlagsSecurity));
-        if (GetScriptInformation(&file, path) && LoadScript(file, tagged.get(), path) &&
+        if (GetScriptInformation(&file, path) && LoadScript(std::unique_ptr<File>(file), tagged.get(), path) &&
             ProcessConfiguration(path)) {
             main_vm_ = std::make_unique<OxinVM>(
                 path.c_str(), path.length(), this, dictionary_.get(), system_.get(), global_.get(),

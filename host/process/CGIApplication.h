@@ -70,7 +70,7 @@ class CGIApplication : public OxinApplication {
     bool LoadConfiguration();
     bool CheckConfiguration();
     bool GetScriptInformation(File** file, String& path);
-    bool LoadScript(File* file, TaggedFile* tagged, const String& path);
+    bool LoadScript(std::unique_ptr<File> file, TaggedFile* tagged, const String& path);
     bool ProcessConfiguration(const String& path);
     // Drops every group of the starting user and takes the script owner's
     // user id and primary group; false when any step fails.

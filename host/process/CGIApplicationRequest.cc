@@ -129,19 +129,17 @@ bool CGIApplication::GetScriptInformation(File** file, String& path) {
     }
 }
 
-bool CGIApplication::LoadScript(File* file, TaggedFile* tagged, const String& path) {
-    if (!config_->LoadScriptConfig(path.c_str(), file)) {
-        delete file;
+bool CGIApplication::LoadScript(std::unique_ptr<File> file, TaggedFile* tagged,
+                                const String& path) {
+    if (!config_->LoadScriptConfig(path.c_str(), file.get())) {
         ConfigurationError(config_->error());
         return false;
     }
     if (!file->OwnerID(&script_owner_uid_)) {
         Error(unable_to_execute(path, file->error()));
-        delete file;
         return false;
     }
-    if (!tagged->Open(path.c_str(), file)) {
-        delete file;
+    if (!tagged->Open(path.c_str(), std::move(file))) {
         Error(unable_to_execute(path, tagged->error()));
         return false;
     }

@@ -41,18 +41,12 @@ bool TaggedFile::Open(const char* path, int mode) {
     return false;
 }
 
-bool TaggedFile::Open(const char* path, File* file) {
-    if (file != file_) {
-        Close();
-    } else {
-        current_ = -1;
-        open_id_ = 0;
-    }
-    file_ = file;
-    path_.assign(path, -1);
-    if (file && Header_Read() && Directory_Read()) return true;
+bool TaggedFile::Open(const char* path, std::unique_ptr<File> file) {
+    Close();
     if (!file) Error(kCorruptText);
-    file_ = nullptr;  // the caller's still
+    file_ = file.release();
+    path_.assign(path, -1);
+    if (file_ && Header_Read() && Directory_Read()) return true;
     Close();
     path_.assign("", 0);
     return false;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include <cstdint>
 
 #include "base/StringClass.h"
@@ -59,10 +61,9 @@ class TaggedFile {
     // manager's open flags in mode, then reads the header and the directory.
     // On failure the file is closed again.
     bool Open(const char* path, int mode);
-    // The same on a file the caller has opened. On success the TaggedFile
-    // owns file; on failure the path is emptied, the file is forgotten and
-    // stays the caller's.
-    bool Open(const char* path, File* file);
+    // The same on a file the caller has opened, which is the TaggedFile's
+    // from here on; on failure it is closed and the path emptied.
+    bool Open(const char* path, std::unique_ptr<File> file);
     // Creates (truncating) path and writes a header with the given 16-byte
     // signature (null: zeros) and version (0: the newest). The directory
     // starts empty with room for 16 entries.

@@ -100,24 +100,25 @@ TEST_F(TaggedFileTest, HeaderAndDirectoryRefusals) {
     }
 }
 
-TEST_F(TaggedFileTest, OpenFailuresKeepTheManagersTextAndTheCallersFile) {
+TEST_F(TaggedFileTest, OpenFailuresKeepTheManagersTextAndCloseTheFile) {
     TaggedFile file(manager());
     EXPECT_FALSE(OpenFile(file, "absent"));
     EXPECT_NE(Text(file), "");
     EXPECT_EQ(Text(file), std::string(manager()->error().c_str()));
 
     Put("bad", {1, 2, 3});
-    File* raw = manager()->Open(Path("bad").c_str(), FileOpenRead);
-    ASSERT_NE(raw, nullptr);
-    EXPECT_FALSE(file.Open(Path("bad").c_str(), raw));
+    int before = manager()->active_count();
+    std::unique_ptr<File> opened(manager()->Open(Path("bad").c_str(), FileOpenRead));
+    ASSERT_NE(opened, nullptr);
+    EXPECT_FALSE(file.Open(Path("bad").c_str(), std::move(opened)));
     EXPECT_EQ(Text(file), kCorrupt);
     EXPECT_EQ(file.file(), nullptr);
-    EXPECT_EQ(raw->Seek(0), 0);  // still alive: ours to delete
-    delete raw;
+    EXPECT_EQ(manager()->active_count(), before);  // closed with the failure
 
     Put("good", hello_file_bytes());
-    raw = manager()->Open(Path("good").c_str(), FileOpenRead);
-    ASSERT_TRUE(file.Open(Path("good").c_str(), raw)) << Text(file);
+    opened.reset(manager()->Open(Path("good").c_str(), FileOpenRead));
+    File* raw = opened.get();
+    ASSERT_TRUE(file.Open(Path("good").c_str(), std::move(opened))) << Text(file);
     EXPECT_EQ(file.file(), raw);  // now the TaggedFile's
 }
 
