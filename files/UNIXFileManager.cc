@@ -74,10 +74,10 @@ static char* new_text(const String& text) {
     return copy;
 }
 
-static UNIXFilePath* copy_path(const UNIXFilePath* path) {
+static std::unique_ptr<UNIXFilePath> copy_path(const UNIXFilePath* path) {
     if (!path) return nullptr;
     String text = path->Span(0, path->elements() - 1);
-    return new UNIXFilePath(text.c_str(), text.length());
+    return std::make_unique<UNIXFilePath>(text.c_str(), text.length());
 }
 
 // The collapsed elements of path from first on, joined; "." when none.
@@ -112,9 +112,9 @@ UNIXFileManager::UNIXFileManager(OxinApplication* app, const UNIXFileManager& ot
     : FileManager(app) {
     max_files_ = other.max_files_;
     security_options_ = other.security_options_;
-    script_root_ = copy_path(other.script_root_);
-    data_root_ = copy_path(other.data_root_);
-    temp_root_ = copy_path(other.temp_root_);
+    script_root_ = copy_path(other.script_root_.get());
+    data_root_ = copy_path(other.data_root_.get());
+    temp_root_ = copy_path(other.temp_root_.get());
     script_fd_ = other.script_fd_ >= 0 ? dup(other.script_fd_) : -1;
     data_fd_ = other.data_fd_ >= 0 ? dup(other.data_fd_) : -1;
     temp_fd_ = other.temp_fd_ >= 0 ? dup(other.temp_fd_) : -1;
@@ -124,9 +124,6 @@ UNIXFileManager::~UNIXFileManager() {
     for (int fd : {script_fd_, data_fd_, temp_fd_, saved_directory_}) {
         if (fd >= 0) close(fd);
     }
-    delete script_root_;
-    delete data_root_;
-    delete temp_root_;
 }
 
 bool UNIXFileManager::SystemError() {
@@ -150,10 +147,9 @@ bool UNIXFileManager::Fail(const char* text) {
 // Roots
 
 bool UNIXFileManager::InitializeRoot(const char* dir, const char* word, const char* user,
-                                     int symlink_bit, int other_owner_bit, UNIXFilePath** root,
-                                     int* fd) {
-    delete *root;
-    *root = nullptr;
+                                     int symlink_bit, int other_owner_bit,
+                                     std::unique_ptr<UNIXFilePath>* root, int* fd) {
+    root->reset();
     String prefix("The configured ");
     prefix.cat(word, -1);
     prefix.cat(" directory", -1);
@@ -167,14 +163,12 @@ bool UNIXFileManager::InitializeRoot(const char* dir, const char* word, const ch
         Error(prefix);
         return false;
     }
-    int result = RealizePath(dir, dir, root, (security_options_ & symlink_bit) != 0,
+    UNIXFilePath* realized = nullptr;
+    int result = RealizePath(dir, dir, &realized, (security_options_ & symlink_bit) != 0,
                              (security_options_ & other_owner_bit) != 0);
+    std::unique_ptr<UNIXFilePath> path(realized);
     int handle = open(".", O_RDONLY | O_DIRECTORY);
-    if (handle < 0) {
-        delete *root;
-        *root = nullptr;
-        return SystemError();
-    }
+    if (handle < 0) return SystemError();
     if (result != kRealized) {
         close(handle);
         if (result == kMissing) prefix.cat(" does not exist", -1);
@@ -187,6 +181,7 @@ bool UNIXFileManager::InitializeRoot(const char* dir, const char* word, const ch
     }
     if (*fd >= 0) close(*fd);
     *fd = handle;
+    *root = std::move(path);
     return true;
 }
 
@@ -229,15 +224,18 @@ bool UNIXFileManager::ContainedPathSettings(Oxin_PathType type,
     switch (type) {
         case OxinPathTemporary:
             if (!temp_root_) return ContainedPathSettings(OxinPathData, settings);
-            fill_settings(settings, temp_fd_, temp_root_, security_options_, {0x100, 0x200, 0});
+            fill_settings(settings, temp_fd_, temp_root_.get(), security_options_,
+                          {0x100, 0x200, 0});
             return true;
         case OxinPathScript:
             if (!script_root_) return Fail("There is no configured script directory");
-            fill_settings(settings, script_fd_, script_root_, security_options_, {0x1, 0x2, 0x20});
+            fill_settings(settings, script_fd_, script_root_.get(), security_options_,
+                          {0x1, 0x2, 0x20});
             return true;
         case OxinPathData:
             if (!data_root_) return Fail("There is no configured data directory");
-            fill_settings(settings, data_fd_, data_root_, security_options_, {0x4, 0x8, 0x10});
+            fill_settings(settings, data_fd_, data_root_.get(), security_options_,
+                          {0x4, 0x8, 0x10});
             return true;
     }
     return true;
@@ -346,7 +344,7 @@ bool UNIXFileManager::RealizeContained(Oxin_PathType type, _UNIXContainedPathSet
         if (*result != kRealized) return Fail(realize_text(*result));
     }
     *result = kRealized;
-    if (!realized && out) realized = copy_path(settings->path);
+    if (!realized && out) realized = copy_path(settings->path).release();
     give(realized, out);
     return true;
 }

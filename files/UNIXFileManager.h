@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <memory>
+
 #include "files/FileManager.h"
 
 class UNIXFilePath;
@@ -116,7 +118,7 @@ class UNIXFileManager : public FileManager {
     // Records text; returns false.
     bool Fail(const char* text);
     bool InitializeRoot(const char* dir, const char* word, const char* user, int symlink_bit,
-                        int other_owner_bit, UNIXFilePath** root, int* fd);
+                        int other_owner_bit, std::unique_ptr<UNIXFilePath>* root, int* fd);
     bool EnterRoot(const _UNIXContainedPathSettings* settings);
     // RealizeContainedPath that also reports the RealizePath result code
     // (-1 when the failure came before or outside RealizePath).
@@ -144,11 +146,11 @@ class UNIXFileManager : public FileManager {
     File* WrapDescriptor(int contained, Oxin_PathType type, const char* path, int fd,
                          int open_flags, int flags);
 
-    UNIXFilePath* script_root_ = nullptr;
+    std::unique_ptr<UNIXFilePath> script_root_;
     int script_fd_ = -1;
-    UNIXFilePath* data_root_ = nullptr;
+    std::unique_ptr<UNIXFilePath> data_root_;
     int data_fd_ = -1;
-    UNIXFilePath* temp_root_ = nullptr;
+    std::unique_ptr<UNIXFilePath> temp_root_;
     int temp_fd_ = -1;
     int saved_directory_ = -1;
 };
