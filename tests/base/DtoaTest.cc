@@ -261,17 +261,6 @@ TEST(DtosTest, FreeFormatOfRandomBitPatterns) {
     }
 }
 
-// Values near the 20th place, where the shortest form and the rounded form
-// meet.
-TEST(DtosTest, FreeFormatNearTheLastPlace) {
-    std::mt19937_64 random(14);
-    std::uniform_real_distribution<double> exponent(-22, 2);
-    for (int i = 0; i < 300000 / kScale; i++) {
-        double value = std::pow(10.0, exponent(random));
-        ASSERT_NO_FATAL_FAILURE(check_free_format(value, i % 4 == 0));
-    }
-}
-
 // A decimal of at most 15 significant digits is the shortest text of the
 // double it reads as.
 TEST(DtosTest, FreeFormatOfDecimals) {

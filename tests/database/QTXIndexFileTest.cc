@@ -70,11 +70,6 @@ class QTXIndexFileTest : public TableFixture {
     QTXIndexFile index_{&app_};
 };
 
-std::string U32(unsigned int value) {
-    return std::string{static_cast<char>(value), static_cast<char>(value >> 8),
-                       static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
-}
-
 TEST_F(QTXIndexFileTest, NewIndexIsAHeaderAndAnEmptyRoot) {
     Make(QTXUnique | QTXString, "upper(name)");
     std::string bytes = TableFixture::Bytes("i.qtx");

@@ -11,6 +11,13 @@
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
 
+// Little-endian words as they lie in a file.
+inline std::string U32(unsigned int value) {
+    return std::string{static_cast<char>(value), static_cast<char>(value >> 8),
+                       static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
+}
+inline std::string U16(unsigned int value) { return U32(value).substr(0, 2); }
+
 // A field as a test describes it: name, type character, length, decimals.
 struct FieldSpec {
     const char* name;

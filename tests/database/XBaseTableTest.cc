@@ -21,15 +21,6 @@ std::string Today() {
                        static_cast<char>(utc.tm_mday)};
 }
 
-std::string U32(unsigned int value) {
-    return std::string{static_cast<char>(value), static_cast<char>(value >> 8),
-                       static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
-}
-
-std::string U16(unsigned int value) {
-    return std::string{static_cast<char>(value), static_cast<char>(value >> 8)};
-}
-
 std::string Descriptor(const std::string& name, char type, int length, int decimals) {
     std::string d(32, '\0');
     d.replace(0, name.size(), name);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/TestText.h"
 #include "tests/variables/VariableTestSupport.h"
 #include "variables/AggregateElementTree.h"
 #include "variables/Variable.h"
@@ -280,18 +281,6 @@ TEST(AggregateModel, SparseArrayAgainstMap) {
         }
     }
     EXPECT_EQ(Contents(array.get()), model);
-}
-
-std::string Lower(std::string text) {
-    for (char& c : text)
-        c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
-std::string RandomCase(std::string text, std::mt19937& random) {
-    for (char& c : text)
-        if (random() % 2) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-    return text;
 }
 
 // A structure against a std::map keyed by the lower-case name: the member
