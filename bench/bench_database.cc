@@ -15,7 +15,7 @@
 #include "bench/RatioReporter.h"
 #include "database/QTXIndexFile.h"
 #include "database/XBaseTable.h"
-#include "host/process/StandaloneApplication.h"
+#include "host/StandaloneApplication.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <string>
 
+#include "application/NullOutput.h"
 #include "extensions/ExternalCallManager.h"
-#include "host/NullOutput.h"
 #include "runtime/OxinVM.h"
 #include "tests/support/ScriptRun.h"
 

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "host/NullOutput.h"
+#include "application/NullOutput.h"
 #include "tests/support/ScriptRun.h"
 
 namespace {
@@ -27,16 +27,14 @@ const Workload kWorkloads[] = {
      ".segment 0\n"
      "again:\n    incg i, 1\n    cmpgi i, 10000000\n    jmp_lt again\n"
      ".end\n",
-     "i = 0 while i < 10000000 do i = i + 1 end",
-     "$i = 0; while ($i < 10000000) { $i = $i + 1; }"},
+     "i = 0 while i < 10000000 do i = i + 1 end", "$i = 0; while ($i < 10000000) { $i = $i + 1; }"},
     {"count 10M, push/add/pop",
      ".global\n 0 \"i\"\n.end\n"
      ".segment 0\n"
      "again:\n    pushg i\n    pushi 1\n    add\n    popg i\n"
      "    pushg i\n    pushi 10000000\n    cmp\n    jmp_lt again\n"
      ".end\n",
-     "i = 0 while i < 10000000 do i = i + 1 end",
-     "$i = 0; while ($i < 10000000) { $i = $i + 1; }"},
+     "i = 0 while i < 10000000 do i = i + 1 end", "$i = 0; while ($i < 10000000) { $i = $i + 1; }"},
     {"100,000 concatenations to 1 MB",
      ".global\n 0 \"i\"\n 1 \"s\"\n.end\n"
      ".segment 0\n    pushc \"\"\n    popg s\n"
@@ -90,8 +88,8 @@ std::string quoted(const std::string& text) {
 }
 
 double lua_ms(const Workload& workload) {
-    std::string program = std::string("local t = os.clock() ") + workload.lua +
-                          " print((os.clock() - t) * 1000)";
+    std::string program =
+        std::string("local t = os.clock() ") + workload.lua + " print((os.clock() - t) * 1000)";
     return other_ms("lua5.4 -e " + quoted(program));
 }
 
@@ -114,8 +112,8 @@ void print_ratio(double engine, double other) {
 // With --engine-only the other interpreters are not run.
 int main(int argc, char** argv) {
     bool others = !(argc > 1 && std::string(argv[1]) == "--engine-only");
-    printf("%-40s %10s %10s %10s %8s %8s\n", "workload", "engine ms", "lua ms", "php ms",
-           "/lua", "/php");
+    printf("%-40s %10s %10s %10s %8s %8s\n", "workload", "engine ms", "lua ms", "php ms", "/lua",
+           "/php");
     for (const Workload& workload : kWorkloads) {
         double engine = engine_ms(workload);
         double lua = others ? lua_ms(workload) : -1;

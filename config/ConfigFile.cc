@@ -6,7 +6,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "host/ConfigKeys.h"
+#include "application/ConfigKeys.h"
 
 namespace {
 

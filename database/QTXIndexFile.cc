@@ -7,9 +7,9 @@
 #include <memory>
 #include <vector>
 
+#include "application/OxinApplication.h"
 #include "base/LittleEndian.h"
 #include "files/FileManager.h"
-#include "host/OxinApplication.h"
 
 // The header, 427 bytes at offset 0. These constants are its whole layout;
 // QTXIndexPage holds the layout of a page.

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "application/OxinApplication.h"
 #include "base/LittleEndian.h"
 #include "database/XBaseMemoField.h"
 #include "files/FileManager.h"
-#include "host/OxinApplication.h"
 
 // The data file: a 32-byte header, one 32-byte descriptor a field, 0x0D, the
 // records, and 0x1A. The memo file: 512-byte blocks, block 0 holding the

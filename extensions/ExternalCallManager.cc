@@ -4,8 +4,8 @@
 
 #include <cstring>
 
+#include "application/OxinApplication.h"
 #include "extensions/ExternalLibraryManager.h"
-#include "host/OxinApplication.h"
 
 ExternalCallPersistentData::ExternalCallPersistentData(OxinVM* vm, const char* name, int length,
                                                        void* data, Cleanup cleanup)

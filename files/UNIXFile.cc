@@ -6,9 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "application/OxinApplication.h"
 #include "files/FileManager.h"
 #include "files/UNIXFileManager.h"
-#include "host/OxinApplication.h"
 
 UNIXFile::UNIXFile(FileManager* manager, int contained, Oxin_PathType type, const char* path,
                    int fd, int open_flags)

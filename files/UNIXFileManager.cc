@@ -13,9 +13,9 @@
 #include <set>
 #include <utility>
 
+#include "application/OxinApplication.h"
 #include "files/UNIXFile.h"
 #include "files/UNIXFilePath.h"
-#include "host/OxinApplication.h"
 
 // The links met while following one name, by device and inode.
 struct UNIXFileManager::LinkTrail {

@@ -15,11 +15,11 @@
 #include <cstring>
 #include <ctime>
 
+#include "application/Config.h"
+#include "application/OxinApplication.h"
 #include "base/MD5Encoder.h"
 #include "files/UNIXFileManager.h"
 #include "files/UNIXFilePath.h"
-#include "host/Config.h"
-#include "host/OxinApplication.h"
 
 namespace {
 

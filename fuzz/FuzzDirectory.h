@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 
-#include "host/process/StandaloneApplication.h"
+#include "host/StandaloneApplication.h"
 
 // A scratch data directory for the file formats' fuzz targets, made once per
 // process in memory-backed storage where there is some, and removed with

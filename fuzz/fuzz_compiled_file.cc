@@ -13,12 +13,12 @@
 #include <cstdlib>
 #include <string>
 
-#include "host/NullOutput.h"
+#include "application/NullOutput.h"
+#include "files/Dictionary.h"
+#include "files/TaggedFile.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/TaggedFile.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
 #include "tests/support/TestApplication.h"

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/process/MultipartFormParser.h"
+#include "host/MultipartFormParser.h"
 #include "tests/support/ScriptRun.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

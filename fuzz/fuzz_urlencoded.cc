@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "host/process/URLEncodedParser.h"
-#include "runtime/store/Dictionary.h"
+#include "files/Dictionary.h"
+#include "host/URLEncodedParser.h"
 #include "variables/VariableHash.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

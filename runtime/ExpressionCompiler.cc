@@ -7,12 +7,12 @@
 
 #include "base/TextConversion.h"
 #include "extensions/ExternalCallManager.h"
+#include "files/Dictionary.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/Instructions.h"
 #include "runtime/Segment.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/store/Dictionary.h"
 #include "variables/VariableHash.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "base/MemCmpI.h"
-#include "runtime/store/Dictionary.h"
+#include "files/Dictionary.h"
 #include "variables/VariableHash.h"
 
 namespace {

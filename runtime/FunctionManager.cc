@@ -4,11 +4,11 @@
 #include <memory>
 
 #include "base/LittleEndian.h"
+#include "files/Dictionary.h"
+#include "files/StoredHashTable.h"
+#include "files/TaggedFile.h"
 #include "runtime/Function.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/StoredHashTable.h"
-#include "runtime/store/TaggedFile.h"
 #include "variables/VariableHash.h"
 
 namespace {

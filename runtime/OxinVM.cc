@@ -3,10 +3,11 @@
 #include <cassert>
 #include <cstring>
 
+#include "application/Config.h"
+#include "application/Output.h"
+#include "application/OxinApplication.h"
 #include "base/LittleEndian.h"
-#include "host/Config.h"
-#include "host/Output.h"
-#include "host/OxinApplication.h"
+#include "files/Dictionary.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/Instructions.h"
@@ -15,7 +16,6 @@
 #include "runtime/Segment.h"
 #include "runtime/SegmentManager.h"
 #include "runtime/StatementTable.h"
-#include "runtime/store/Dictionary.h"
 #include "variables/NULLVariable.h"
 #include "variables/Variable.h"
 #include "variables/VariableHash.h"

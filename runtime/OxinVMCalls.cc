@@ -3,9 +3,9 @@
 #include <cassert>
 #include <cstring>
 
+#include "application/OxinApplication.h"
 #include "extensions/ExternalCall.h"
 #include "extensions/ExternalCallManager.h"
-#include "host/OxinApplication.h"
 #include "runtime/ExpressionCompiler.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"

@@ -2,10 +2,10 @@
 
 #include <cstdio>
 
-#include "host/OxinApplication.h"
+#include "application/OxinApplication.h"
+#include "files/Dictionary.h"
 #include "runtime/OxinVM.h"
 #include "runtime/OxinVM_Frame.h"
-#include "runtime/store/Dictionary.h"
 #include "variables/VariableHash.h"
 
 const char* OxinVM::Current_SourceFile(int* length) {

@@ -8,17 +8,17 @@
 #include <cstring>
 #include <typeinfo>
 
-#include "base/LittleEndian.h"
+#include "application/Output.h"
+#include "application/OxinApplication.h"
 #include "base/Dtoa.h"
 #include "base/LinkBuffer.h"
+#include "base/LittleEndian.h"
 #include "base/StringSearch.h"
-#include "host/Output.h"
-#include "host/OxinApplication.h"
+#include "files/Dictionary.h"
 #include "runtime/Instructions.h"
 #include "runtime/OxinVM.h"
 #include "runtime/OxinVM_Frame.h"
 #include "runtime/OxinVM_Stack.h"
-#include "runtime/store/Dictionary.h"
 #include "variables/Variable.h"
 #include "variables/VariableHash.h"
 
@@ -125,7 +125,8 @@ void OxinVM::search(bool ignore_case, bool end) {
         result = 0;
     } else {
         bool brute = haystack.length() < kBoyerMooreFrom;
-        auto find = ignore_case ? (brute ? bf_searchi : bm_searchi) : (brute ? bf_search : bm_search);
+        auto find =
+            ignore_case ? (brute ? bf_searchi : bm_searchi) : (brute ? bf_search : bm_search);
         int found = find(needle.text(), needle.length(), haystack.text(), haystack.length());
         result = found < 0 ? 0 : end ? found + needle.length() : found + 1;
     }
@@ -198,7 +199,8 @@ void OxinVM::out() {
 void OxinVM::out_comp() {
     PoppedText text = stack_->PopText();
     Output* output = application_->output();
-    if (!fatal_ && output && text.length() > 0) output->Write_Compressed(text.text(), text.length());
+    if (!fatal_ && output && text.length() > 0)
+        output->Write_Compressed(text.text(), text.length());
 }
 
 void OxinVM::op_errmsg() {

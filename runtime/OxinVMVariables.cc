@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "base/TextConversion.h"
+#include "files/Dictionary.h"
 #include "runtime/OxinVM.h"
 #include "runtime/OxinVM_Frame.h"
 #include "runtime/OxinVM_Stack.h"
-#include "runtime/store/Dictionary.h"
 #include "variables/AggregateIndex.h"
 #include "variables/NULLVariable.h"
 #include "variables/ReferenceVariable.h"

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "base/LittleEndian.h"
+#include "files/TaggedFile.h"
 #include "runtime/Instructions.h"
-#include "runtime/store/TaggedFile.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "base/LittleEndian.h"
-#include "runtime/store/TaggedFile.h"
+#include "files/TaggedFile.h"
 
 namespace {
 

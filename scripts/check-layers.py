@@ -45,26 +45,29 @@ def closures(layers):
 
 
 def check_includes(allowed):
+    """Every file belongs to its top-level folder, subfolders included, so
+    that no nesting can hide a use that goes up."""
     problems = []
     for path, dirs, files in os.walk(ROOT):
-        folder = os.path.relpath(path, ROOT)
-        if folder == ".":
+        relative = os.path.relpath(path, ROOT)
+        if relative == ".":
             dirs[:] = [d for d in dirs if not d.startswith((".", "build")) and d not in ON_TOP]
             continue
+        folder = relative.split(os.sep)[0]
         sources = [f for f in files if SOURCE.match(f)]
         if not sources:
             continue
         if folder not in allowed:
-            problems.append(f"{folder}/: a source folder that layers.txt does not place")
+            problems.append(f"{relative}/: a source folder that layers.txt does not place")
             continue
         for name in sources:
             with open(os.path.join(path, name), errors="replace") as f:
                 text = f.read()
             for match in INCLUDE.finditer(text):
-                used = os.path.dirname(match.group(1))
+                used = match.group(1).split("/")[0] if "/" in match.group(1) else ""
                 if used and used not in allowed[folder]:
                     line = text.count("\n", 0, match.start()) + 1
-                    problems.append(f"{folder}/{name}:{line}: includes {match.group(1)}, "
+                    problems.append(f"{relative}/{name}:{line}: includes {match.group(1)}, "
                                     f"but {folder} may not use {used}")
     return problems
 

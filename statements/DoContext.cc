@@ -2,13 +2,13 @@
 
 #include <cstring>
 
+#include "application/OxinApplication.h"
+#include "files/Dictionary.h"
 #include "files/File.h"
-#include "host/OxinApplication.h"
+#include "files/TaggedFile.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/TaggedFile.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
 #include "variables/ReferenceVariableHash.h"

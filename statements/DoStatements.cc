@@ -2,9 +2,9 @@
 
 #include <memory>
 
+#include "application/Config.h"
+#include "application/OxinApplication.h"
 #include "files/FileManager.h"
-#include "host/Config.h"
-#include "host/OxinApplication.h"
 #include "runtime/OxinVM.h"
 #include "runtime/OxinVM_Frame.h"
 #include "runtime/OxinVM_Stack.h"

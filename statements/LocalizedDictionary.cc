@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "base/LittleEndian.h"
-#include "runtime/store/StoredHashTable.h"
-#include "runtime/store/TaggedFile.h"
+#include "files/StoredHashTable.h"
+#include "files/TaggedFile.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 
 #include "base/LittleEndian.h"
 #include "base/StringClass.h"
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/StoredHashTable.h"
-#include "runtime/store/TaggedFile.h"
+#include "files/Dictionary.h"
+#include "files/StoredHashTable.h"
+#include "files/TaggedFile.h"
 
 // An entry of a localized table: the dictionary id of a text and its value.
 template <class V>

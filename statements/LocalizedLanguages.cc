@@ -3,8 +3,8 @@
 #include <cstring>
 #include <utility>
 
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/TaggedFile.h"
+#include "files/Dictionary.h"
+#include "files/TaggedFile.h"
 
 LocalizedLanguages::LocalizedLanguages(OxinApplication* application, Dictionary* dictionary,
                                        TaggedFile* file, int bits, int capacity)

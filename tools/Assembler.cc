@@ -1,11 +1,11 @@
 #include "tools/Assembler.h"
 
+#include "files/Dictionary.h"
+#include "files/TaggedFile.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/Segment.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/TaggedFile.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
 #include "tools/AssemblyNames.h"

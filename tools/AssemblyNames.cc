@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "files/Dictionary.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
-#include "runtime/store/Dictionary.h"
 #include "variables/VariableHash.h"
 
 AssemblyNames::AssemblyNames(Dictionary* dictionary, VariableHash* system, VariableHash* global,

@@ -2,12 +2,12 @@
 
 #include <cstdio>
 
+#include "files/Dictionary.h"
+#include "files/TaggedFile.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/Segment.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/TaggedFile.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
 #include "tools/AssemblyNames.h"

@@ -1,6 +1,6 @@
 #include "variables/ClonedVariableHash.h"
 
-#include "runtime/store/Dictionary.h"
+#include "files/Dictionary.h"
 #include "variables/SystemVariableHash.h"
 #include "variables/Variable.h"
 

@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "application/Config.h"
+#include "application/OxinApplication.h"
 #include "base/OxTime.h"
 #include "base/TextConversion.h"
-#include "host/Config.h"
-#include "host/OxinApplication.h"
 #include "variables/AggregateIndex.h"
 
 namespace {

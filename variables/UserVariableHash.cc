@@ -1,6 +1,6 @@
 #include "variables/UserVariableHash.h"
 
-#include "runtime/store/Dictionary.h"
+#include "files/Dictionary.h"
 
 UserVariableHash::UserVariableHash() : VariableHash(new Dictionary(), 12, 512) {}
 

@@ -8,9 +8,9 @@
 
 #include "base/LittleEndian.h"
 #include "base/MemCmpI.h"
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/StoredHashTable.h"
-#include "runtime/store/TaggedFile.h"
+#include "files/Dictionary.h"
+#include "files/StoredHashTable.h"
+#include "files/TaggedFile.h"
 #include "variables/ReferenceVariable.h"
 #include "variables/Variable.h"
 #include "variables/VariableList.h"

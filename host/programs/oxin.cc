@@ -1,8 +1,8 @@
 // oxin: the engine, run by a web server as a CGI program once per request.
 #include <csignal>
 
-#include "host/process/CGIApplication.h"
-#include "host/process/HeartbeatThread.h"
+#include "host/CGIApplication.h"
+#include "host/HeartbeatThread.h"
 
 namespace {
 

@@ -11,9 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "host/CGIApplication.h"
 #include "tests/support/TempDirectory.h"
-
-#include "host/process/CGIApplication.h"
 
 namespace {
 
@@ -67,8 +66,10 @@ std::string run_program(std::vector<std::string> arguments, std::vector<std::str
         close(out[0]);
         close(out[1]);
         std::vector<char*> argv, envp;
-        for (std::string& argument : arguments) argv.push_back(argument.data());
-        for (std::string& variable : environment) envp.push_back(variable.data());
+        for (std::string& argument : arguments)
+            argv.push_back(argument.data());
+        for (std::string& variable : environment)
+            envp.push_back(variable.data());
         argv.push_back(nullptr);
         envp.push_back(nullptr);
         execve(argv[0], argv.data(), envp.data());
@@ -77,7 +78,8 @@ std::string run_program(std::vector<std::string> arguments, std::vector<std::str
     close(out[1]);
     std::string text;
     char buffer[4096];
-    for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) > 0;) text.append(buffer, n);
+    for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) > 0;)
+        text.append(buffer, n);
     close(out[0]);
     int status = 0;
     waitpid(child, &status, 0);
@@ -98,8 +100,8 @@ TEST(CGIApplicationTest, VariablesAfterTheScriptNameInTheQueryReachTheScript) {
                                           << "dir_data = " << site.Path("data") << "\n"
                                           << "dir_temp = " << site.Path("temp") << "\n";
     std::string script = site.Path("scripts/script.oxc");
-    ASSERT_EQ(run_program({OXIN_ASSEMBLER, OXIN_SOURCE_DIR "/tests/host/scripts/request.oxs", script},
-                          {}),
+    ASSERT_EQ(run_program(
+                  {OXIN_ASSEMBLER, OXIN_SOURCE_DIR "/tests/host/scripts/request.oxs", script}, {}),
               "");
     if (geteuid() == 0) {  // as root the engine refuses scripts owned by root
         const passwd* nobody = getpwnam("nobody");
@@ -107,10 +109,10 @@ TEST(CGIApplicationTest, VariablesAfterTheScriptNameInTheQueryReachTheScript) {
         for (const char* name : {"scripts", "scripts/script.oxc", "data", "temp"})
             ASSERT_EQ(chown(site.Path(name).c_str(), nobody->pw_uid, nobody->pw_gid), 0);
     }
-    std::string answer = run_program(
-        {OXIN_ENGINE}, {"PATH=/usr/bin:/bin", "QUERY_STRING=script.oxc+a=1&b=x",
-                        "OxCONFIG_FILE=" + site.Path("oxin.conf"),
-                        std::string("OxCONFIG_LIBRARY=") + OXIN_CONFIG_LIBRARY});
+    std::string answer =
+        run_program({OXIN_ENGINE}, {"PATH=/usr/bin:/bin", "QUERY_STRING=script.oxc+a=1&b=x",
+                                    "OxCONFIG_FILE=" + site.Path("oxin.conf"),
+                                    std::string("OxCONFIG_LIBRARY=") + OXIN_CONFIG_LIBRARY});
     size_t body = answer.find("\r\n\r\n");
     ASSERT_NE(body, std::string::npos) << answer;
     std::string lines = answer.substr(body + 4);

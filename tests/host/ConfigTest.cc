@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "host/Config.h"
+#include "application/Config.h"
 
 namespace {
 

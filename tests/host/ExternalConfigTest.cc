@@ -6,9 +6,9 @@
 #include <fstream>
 #include <string>
 
-#include "host/process/ExternalConfig.h"
+#include "files/Dictionary.h"
+#include "host/ExternalConfig.h"
 #include "runtime/TagLookup.h"
-#include "runtime/store/Dictionary.h"
 #include "tests/support/TestApplication.h"
 #include "variables/Variable.h"
 #include "variables/VariableHash.h"

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "host/process/MultipartFormParser.h"
-#include "host/process/URLEncodedParser.h"
-#include "runtime/store/Dictionary.h"
+#include "files/Dictionary.h"
+#include "host/MultipartFormParser.h"
+#include "host/URLEncodedParser.h"
 #include "tests/support/ScriptRun.h"
 #include "tests/support/StringOutput.h"
 #include "variables/Variable.h"

@@ -1,14 +1,14 @@
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "host/CGIOutput.h"
-#include "host/NullOutput.h"
-#include "host/StandardOutput.h"
+#include "application/CGIOutput.h"
+#include "application/NullOutput.h"
+#include "application/StandardOutput.h"
 #include "tests/support/TestApplication.h"
 
 namespace {

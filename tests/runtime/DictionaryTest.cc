@@ -5,7 +5,7 @@
 #include <string>
 
 #include "base/LittleEndian.h"
-#include "runtime/store/Dictionary.h"
+#include "files/Dictionary.h"
 #include "tests/support/CompiledFileFixture.h"
 
 namespace {

@@ -2,11 +2,11 @@
 
 #include <string>
 
+#include "files/Dictionary.h"
 #include "runtime/ExpressionCompiler.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM_Stack.h"
 #include "runtime/Segment.h"
-#include "runtime/store/Dictionary.h"
 #include "tests/support/ScriptRun.h"
 #include "tests/support/StringOutput.h"
 #include "tools/AssemblyNames.h"

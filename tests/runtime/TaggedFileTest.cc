@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/LittleEndian.h"
-#include "runtime/store/StoredHashTable.h"
+#include "files/StoredHashTable.h"
 #include "tests/support/CompiledFileFixture.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "host/Config.h"
+#include "application/Config.h"
 #include "tests/support/ScriptRun.h"
 #include "tests/support/StringOutput.h"
 #include "tools/Assembler.h"

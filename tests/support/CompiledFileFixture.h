@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "files/Dictionary.h"
 #include "files/File.h"
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/StoredHashTable.h"
-#include "runtime/store/TaggedFile.h"
+#include "files/StoredHashTable.h"
+#include "files/TaggedFile.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
 

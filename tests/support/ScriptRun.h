@@ -6,11 +6,11 @@
 #include <string>
 
 #include "extensions/ExternalCallManager.h"
+#include "files/Dictionary.h"
+#include "files/TaggedFile.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM.h"
 #include "runtime/SegmentManager.h"
-#include "runtime/store/Dictionary.h"
-#include "runtime/store/TaggedFile.h"
 #include "statements/LocalizedDictionary.h"
 #include "statements/LocalizedLanguages.h"
 #include "tests/support/TestApplication.h"

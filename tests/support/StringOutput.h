@@ -3,7 +3,7 @@
 #include <cctype>
 #include <string>
 
-#include "host/Output.h"
+#include "application/Output.h"
 
 // An output that keeps everything written to it, for tests.
 class StringOutput : public Output {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/process/StandaloneApplication.h"
+#include "host/StandaloneApplication.h"
 
 // The application of the tests.
 class TestApplication : public StandaloneApplication {};

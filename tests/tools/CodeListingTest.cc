@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "files/Dictionary.h"
 #include "runtime/Instructions.h"
 #include "runtime/Segment.h"
-#include "runtime/store/Dictionary.h"
 #include "tools/AssemblyLexer.h"
 #include "tools/AssemblyNames.h"
 #include "tools/CodeAssembler.h"

@@ -3,7 +3,7 @@
 #include <ctime>
 #include <string>
 
-#include "host/Config.h"
+#include "application/Config.h"
 #include "tests/support/TestApplication.h"
 #include "variables/AggregateIndex.h"
 #include "variables/DynamicSystemVariables.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/store/Dictionary.h"
+#include "files/Dictionary.h"
 #include "tests/support/CompiledFileFixture.h"
 #include "tests/support/TestText.h"
 #include "tests/variables/VariableTestSupport.h"

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string>
 
-#include "host/process/StandaloneApplication.h"
+#include "host/StandaloneApplication.h"
 #include "tools/Assembler.h"
 
 int main(int argc, char** argv) {

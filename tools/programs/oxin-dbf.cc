@@ -17,7 +17,7 @@
 #include "database/QTXIndexFile.h"
 #include "database/XBaseMemoField.h"
 #include "database/XBaseTable.h"
-#include "host/process/StandaloneApplication.h"
+#include "host/StandaloneApplication.h"
 #include "tools/XBaseIndexChecker.h"
 #include "tools/XBaseIndexRebuilder.h"
 

@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <string>
 
-#include "host/process/StandaloneApplication.h"
+#include "host/StandaloneApplication.h"
 #include "tools/Disassembler.h"
 
 int main(int argc, char** argv) {

@@ -1,0 +1,135 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "application/OxinApplication.h"
+#include "extensions/UNIXExternalLibraryManager.h"
+#include "files/UNIXFileManager.h"
+
+class CGIOutput;
+class Dictionary;
+class ExternalCallManager;
+class ExternalConfig;
+class File;
+class FunctionManager;
+class LocalizedDictionary;
+class LocalizedLanguages;
+class OxinVM;
+class SegmentManager;
+class TaggedFile;
+class UFCrypt;
+class VariableHash;
+
+// The application of one CGI request: from the environment, the arguments
+// and the body on descriptor 0 it finds and loads the script, builds the
+// variables the script sees, runs it, and sends the response on descriptor
+// 1. Every failure before the script runs reaches the client as text.
+class CGIApplication : public OxinApplication {
+  public:
+    CGIApplication(int argc, char** argv);
+    ~CGIApplication() override;
+
+    // The whole request. 0 when the script ran (even into a fatal error),
+    // 1 when something stopped it before.
+    int Go();
+
+    FileManager* filemanager() override { return &files_; }
+    ExternalLibraryManager* librarymanager() override { return &libraries_; }
+    Config* config() override;
+    const char* lasterror() override;
+    int processid() override { return process_id_; }
+    int threadid() override { return thread_id_; }
+    const char* lockhostname() override;
+    int lockexpiration() override;
+    void Sleep(int milliseconds) override;
+    void Cancelled() override;
+    void Heartbeat(long now) override;
+    void ResetGlobalTimeout() override;
+    void OutputError(const char* text, int length) override;
+
+    // "Configuration Error: " + text + "<br>", with the administrator's
+    // address when one is configured.
+    virtual void ConfigurationError(const String& text);
+    // The session id of the caller id cookie: 32 hexadecimal digits.
+    char* MakeSessionID(int* length);
+    // Local time as "%a, %d %b %Y %H:%M:%S +HH00".
+    char* currentdate(int* length);
+    const char* hostname() const { return hostname_; }
+    const char* basename() const { return basename_; }
+    OxinVM* current_vm() const { return current_vm_; }
+
+    // Content-Type and the caller id cookie; the headers go out at the
+    // first flush. Runs once.
+    void OutputHeaders();
+
+  private:
+    bool LoadConfiguration();
+    bool CheckConfiguration();
+    bool GetScriptInformation(File** file, String& path);
+    bool LoadScript(std::unique_ptr<File> file, TaggedFile* tagged, const String& path);
+    bool ProcessConfiguration(const String& path);
+    // Drops every group of the starting user and takes the script owner's
+    // user id and primary group; false when any step fails.
+    bool SwitchToScriptOwner();
+    bool AddEnvironmentVariables();
+    bool AddSystemVariables();
+    bool AddQueryArguments();
+    bool AddQueryVariables();
+    bool AddAPIVariables();
+    bool OutputCookie();
+    bool ProcessPOSTedData();
+    enum class BodyWait { kReady, kTimedOut, kInterrupted };
+    // Until descriptor 0 has bytes (or an end or error to read), the POST
+    // deadline passes, or a signal cancels the request.
+    BodyWait WaitForBody();
+    // Sets system variable name to value (-1: measure).
+    void SetSystemVariable(const char* name, const char* value, int length = -1);
+    void SetSystemVariable(const char* name, long value);
+    // Turns an argument or query piece into arg<n>; false when it is empty.
+    bool AddArgument(const char* piece, int length, int* number);
+
+    UNIXFileManager files_;
+    UNIXExternalLibraryManager libraries_;
+    int argc_;
+    char** argv_;
+    // Private copies of the arguments, backslashes removed from 1 on, and
+    // the vector of them.
+    std::vector<std::unique_ptr<char[]>> argument_copies_;
+    std::vector<char*> arguments_;
+    String first_argument_;
+    char working_directory_[512];
+    int process_id_;
+    int thread_id_;
+    int effective_uid_;
+    int script_owner_uid_ = 0;
+    pthread_mutex_t state_mutex_;
+    pthread_cond_t state_cond_;
+    const char* basename_;
+    char hostname_[256] = {};
+    const char* path_info_;
+    const char* query_string_;
+    bool headers_started_ = false;
+    // Set by Cancelled, from a signal or a failed write: unlike
+    // cancelled_flag it is not raised by a deadline nor cleared by a reset.
+    std::atomic<bool> interrupted_{false};
+    std::unique_ptr<OxinVM> main_vm_;
+    OxinVM* current_vm_ = nullptr;
+
+    // The stores and managers of the request, made in Go. They go in the
+    // reverse of this order: the configuration first, the output and the
+    // dictionary last.
+    std::unique_ptr<CGIOutput> output_;
+    std::unique_ptr<Dictionary> dictionary_;
+    std::unique_ptr<VariableHash> global_;
+    std::unique_ptr<VariableHash> system_;
+    std::unique_ptr<LocalizedDictionary> pieces_;
+    std::unique_ptr<LocalizedLanguages> languages_;
+    std::unique_ptr<SegmentManager> segments_;
+    std::unique_ptr<FunctionManager> functions_;
+    std::unique_ptr<ExternalCallManager> externals_;
+    std::unique_ptr<ExternalConfig> config_;
+};

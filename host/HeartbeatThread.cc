@@ -1,0 +1,44 @@
+#include "host/HeartbeatThread.h"
+
+#include <csignal>
+#include <ctime>
+
+#include "application/OxinApplication.h"
+
+HeartbeatThread::HeartbeatThread(OxinApplication* application) : application_(application) {
+    pthread_mutex_init(&mutex_, nullptr);
+    pthread_mutex_lock(&mutex_);
+    // The beat takes no signals: those of the web server reach the main
+    // thread, where they interrupt whatever it waits for.
+    sigset_t all, kept;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &kept);
+    running_ = pthread_create(&thread_, nullptr, Run, this) == 0;
+    pthread_sigmask(SIG_SETMASK, &kept, nullptr);
+    if (!running_) pthread_mutex_unlock(&mutex_);
+}
+
+HeartbeatThread::~HeartbeatThread() {
+    Shutdown();
+    pthread_mutex_destroy(&mutex_);
+}
+
+void HeartbeatThread::Shutdown() {
+    if (!running_) return;
+    running_ = false;
+    pthread_mutex_unlock(&mutex_);
+    pthread_join(thread_, nullptr);
+}
+
+void* HeartbeatThread::Run(void* self) {
+    auto* heartbeat = static_cast<HeartbeatThread*>(self);
+    timespec deadline;
+    clock_gettime(CLOCK_REALTIME, &deadline);
+    deadline.tv_sec += kBeatSeconds;
+    while (pthread_mutex_timedlock(&heartbeat->mutex_, &deadline) != 0) {
+        heartbeat->application_->Heartbeat(time(nullptr));
+        deadline.tv_sec += kBeatSeconds;
+    }
+    pthread_mutex_unlock(&heartbeat->mutex_);
+    return nullptr;
+}

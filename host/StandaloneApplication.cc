@@ -1,0 +1,36 @@
+#include "host/StandaloneApplication.h"
+
+#include <errno.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "statements/Statements.h"
+
+StandaloneApplication::StandaloneApplication() : files_(this) {
+    Register_Statements();
+}
+
+const char* StandaloneApplication::lasterror() {
+    const char* text = strerror(errno);
+    return text && *text ? text : "Unknown error";
+}
+
+int StandaloneApplication::processid() {
+    return getpid();
+}
+
+const char* StandaloneApplication::lockhostname() {
+    const char* name = config_.value_string(kConfigLockHostname, nullptr);
+    if (name && *name) return name;
+    char host[256] = {};
+    gethostname(host, 255);
+    int length = static_cast<int>(strlen(host));
+    char* copy = new char[length + 1];
+    memcpy(copy, host, length + 1);
+    config_.SetValue(kConfigLockHostname, copy, length, 1);
+    return config_.value_string(kConfigLockHostname, nullptr);
+}
+
+void StandaloneApplication::Sleep(int milliseconds) {
+    usleep(milliseconds * 1000);
+}
