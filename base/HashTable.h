@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <concepts>
 #include <cstring>
+#include <type_traits>
 #include <vector>
 
 #include "base/Hash.h"
@@ -248,9 +249,12 @@ class HashTable {
         return nullptr;
     }
 
+    // Items whose life is counted (variables) are never owned by a table.
     void DeleteOwnedItems() {
-        if (!owner_) return;
-        for (int n = 0; n < count_; n++)
-            delete slots_[n];
+        if constexpr (std::is_destructible_v<T>) {
+            if (!owner_) return;
+            for (int n = 0; n < count_; n++)
+                delete slots_[n];
+        }
     }
 };

@@ -15,6 +15,7 @@
 
 #include "application/CGIOutput.h"
 #include "base/SessionID.h"
+#include "database/XBaseDatabase.h"
 #include "extensions/ExternalCallManager.h"
 #include "files/Dictionary.h"
 #include "files/TaggedFile.h"
@@ -73,6 +74,7 @@ CGIApplication::CGIApplication(int argc, char** argv)
     pthread_cond_init(&state_cond_, nullptr);
     gethostname(hostname_, sizeof hostname_ - 1);
     Register_Statements();
+    XBaseDatabase::Register();
 }
 
 CGIApplication::~CGIApplication() {

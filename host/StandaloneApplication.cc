@@ -4,10 +4,12 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "database/XBaseDatabase.h"
 #include "statements/Statements.h"
 
 StandaloneApplication::StandaloneApplication() : files_(this) {
     Register_Statements();
+    XBaseDatabase::Register();
 }
 
 const char* StandaloneApplication::lasterror() {

@@ -15,6 +15,7 @@
 #include "runtime/OxinVM_Stack.h"
 #include "runtime/Segment.h"
 #include "runtime/SegmentManager.h"
+#include "runtime/OpenDatabases.h"
 #include "runtime/StatementTable.h"
 #include "variables/NULLVariable.h"
 #include "variables/Variable.h"
@@ -72,7 +73,8 @@ OxinVM::OxinVM(const char* path, int path_length, OxinApplication* application,
       pieces_(pieces),
       localization_parameters_(new VariableHash(dictionary, 12, 512)),
       null_variable_(new NULLVariable()),
-      parent_(parent) {
+      parent_(parent),
+      databases_(std::make_unique<OpenDatabases>()) {
     assert(!parent_ || !parent_->parent_);  // a child's parent is the top machine
     if (parent_) {
         if (!heartbeat_count_) heartbeat_count_ = parent_->heartbeat_count_;
@@ -110,6 +112,7 @@ OxinVM_Frame* OxinVM::Enter_Outermost_Frame(int return_segment, int return_ip) {
 }
 
 OxinVM::~OxinVM() {
+    databases_->Delete_All();
     while (frame_) {
         OxinVM_Frame* previous = frame_->previous;
         delete frame_;
@@ -541,6 +544,84 @@ inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
             break;
         case k_Op_op_errmsg:
             op_errmsg();
+            break;
+        case k_Op_dbopen:
+            dbopen(0);
+            break;
+        case k_Op_dbopen1:
+            dbopen(1);
+            break;
+        case k_Op_dbcreate:
+            dbcreate();
+            break;
+        case k_Op_dbclose:
+            dbclose();
+            break;
+        case k_Op_dbskip:
+            dbskip();
+            break;
+        case k_Op_dbgo:
+            dbgo();
+            break;
+        case k_Op_dbfind:
+            dbfind();
+            break;
+        case k_Op_dbadd:
+            dbadd();
+            break;
+        case k_Op_dbupdate:
+            dbupdate();
+            break;
+        case k_Op_dbdelete:
+            dbdelete();
+            break;
+        case k_Op_dbundelete:
+            dbundelete();
+            break;
+        case k_Op_dbfilter:
+            dbfilter();
+            break;
+        case k_Op_dbprimary:
+            dbprimary();
+            break;
+        case k_Op_dbsetindex:
+            dbsetindex();
+            break;
+        case k_Op_dbmakeindex:
+            dbmakeindex();
+            break;
+        case k_Op_dbpack:
+            dbpack();
+            break;
+        case k_Op_dbreindex:
+            dbreindex();
+            break;
+        case k_Op_dbrevealstructuredb:
+            dbrevealstructuredb();
+            break;
+        case k_Op_dbrevealstructureagg:
+            dbrevealstructureagg();
+            break;
+        case k_Op_dbopenview:
+            dbopenview();
+            break;
+        case k_Op_dbcloseview:
+            dbcloseview();
+            break;
+        case k_Op_dbquery:
+            dbquery();
+            break;
+        case k_Op_dbcommit:
+            dbcommit();
+            break;
+        case k_Op_dbrollback:
+            dbrollback();
+            break;
+        case k_Op_dbtransaction:
+            dbtransaction();
+            break;
+        case k_Op_dbcommand:
+            dbcommand();
             break;
         case kIllegal:
             FatalError("Illegal Instruction");

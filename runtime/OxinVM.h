@@ -12,6 +12,8 @@
 #include "runtime/TagLookup.h"
 
 class CommerceLibraryManager;
+class Database;
+class DatabaseView;
 class Dictionary;
 class ExternalCallManager;
 class ExternalDatabaseLibraryManager;
@@ -20,9 +22,11 @@ class FunctionManager;
 class LocalizedDictionary;
 class LocalizedLanguages;
 class NULLVariable;
+class OpenDatabases;
 class OxinApplication;
 class OxinVM_Frame;
 class OxinVM_Stack;
+class PoppedText;
 class Segment;
 class SegmentManager;
 class Variable;
@@ -148,6 +152,16 @@ class OxinVM {
                                    char** text, int* length);
     int Execute_Dynamic_Expression(Segment* segment, OxinVM_Stack* stack, VariableHash* locals,
                                    Variable** variable);
+
+    // Pops a statement's database alias and finds the database: the primary
+    // one for an empty alias. 1 to go on; 0 after a pending fatal error or
+    // the statement's run-time error.
+    int GetDatabase(int tag, Database** result);
+    // Pops a view name (above the alias) and finds the view: the database's
+    // primary view for an empty name.
+    int GetDatabaseView(int tag, Database** database, DatabaseView** view);
+    // The databases open in this machine.
+    OpenDatabases& databases();
 
     void System_Vars(VariableList* list);
     void Global_Vars(VariableList* list);
@@ -283,6 +297,40 @@ class OxinVM {
     void modgg();
     void storegi();
     void unavailable(uint16_t word);
+
+    // The database statements (OxinVMDatabase.cc).
+    void Database_Result(int tag, int succeeded, const String& error);
+    void with_database(int tag, int (Database::*operation)());
+    void with_view(int tag, int (DatabaseView::*operation)());
+    std::unique_ptr<Database> Make_Database(int tag, const PoppedText& type,
+                                            const PoppedText& alias);
+    // The field of a view by their names, or null.
+    Variable* Field(const char* view, int view_length, const char* field, int field_length);
+    void dbopen(int with_third_connection);
+    void dbcreate();
+    void dbclose();
+    void dbskip();
+    void dbgo();
+    void dbfind();
+    void dbadd();
+    void dbupdate();
+    void dbdelete();
+    void dbundelete();
+    void dbfilter();
+    void dbprimary();
+    void dbsetindex();
+    void dbmakeindex();
+    void dbpack();
+    void dbreindex();
+    void dbrevealstructuredb();
+    void dbrevealstructureagg();
+    void dbopenview();
+    void dbcloseview();
+    void dbquery();
+    void dbcommit();
+    void dbrollback();
+    void dbtransaction();
+    void dbcommand();
     void statement(uint16_t word);
 
     int reference_count_ = 0;
@@ -336,4 +384,5 @@ class OxinVM {
     // names it.
     OxinVM* parent_;
     std::unique_ptr<StatementState> states_[StatementState::kSlots];
+    std::unique_ptr<OpenDatabases> databases_;
 };

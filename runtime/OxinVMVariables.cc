@@ -5,6 +5,7 @@
 
 #include "base/TextConversion.h"
 #include "files/Dictionary.h"
+#include "runtime/OpenDatabases.h"
 #include "runtime/OxinVM.h"
 #include "runtime/OxinVM_Frame.h"
 #include "runtime/OxinVM_Stack.h"
@@ -65,7 +66,8 @@ bool OxinVM::Lookup_Variable(Variable** out, const char* name, int length, Strin
             create = 0;
             break;
         case ScopeDatabase:
-            // No database view answers for a field until tables are open.
+            *out = database_length > 0 ? Field(database, database_length, rest, rest_length)
+                                       : databases_->FindField(rest, rest_length);
             return true;
         case 4:
         case ScopeNone:
@@ -73,6 +75,7 @@ bool OxinVM::Lookup_Variable(Variable** out, const char* name, int length, Strin
             if (frame_->previous &&
                 frame_->locals()->LookupVariable_Fancy(out, rest, rest_length, 0) && *out)
                 return true;
+            if ((*out = databases_->FindField(rest, rest_length))) return true;
             hash = global_;
             break;
         default:
@@ -230,28 +233,6 @@ void OxinVM::memb(int create) {
         stack_->PushV(member ? member : null_variable_, 1, 1);
         if (deletable) variable->DecRefCount();
     }
-}
-
-// Fields of database views. Until tables can be opened there is no view:
-// reads give the null variable and writes are dropped.
-void OxinVM::pushd() {
-    PoppedText field = stack_->PopText();
-    PoppedText alias = stack_->PopText();
-    if (!fatal_) stack_->PushV(null_variable_, 1, 1);
-}
-
-void OxinVM::pushdc() {
-    stack_->PushV(null_variable_, 1, 1);
-}
-
-void OxinVM::popd() {
-    PoppedText field = stack_->PopText();
-    PoppedText alias = stack_->PopText();
-    if (!fatal_) stack_->Pop();
-}
-
-void OxinVM::popdc() {
-    stack_->Pop();
 }
 
 void OxinVM::System_Vars(VariableList* list) {

@@ -9,6 +9,7 @@
 
 #include "base/TextConversion.h"
 #include "variables/AggregateElementTree.h"
+#include "variables/NULLVariable.h"
 #include "variables/ReferenceVariable.h"
 
 Variable::Variable(const char* name, int length) : name_(name, length) {}
@@ -370,6 +371,14 @@ void Variable::Serialize(String& out) {
     if (out.length() > 0) out.cat(",", 1);
     const String& text = value();
     if (text.text()) out.cat(text.text(), text.length());
+}
+
+void Variable::Detach_As_Null() {
+    assert(reference_count_ > 1);
+    int count = reference_count_ - 1;
+    this->~Variable();
+    Variable* detached = std::launder(new (this) NULLVariable());
+    detached->reference_count_ = count;
 }
 
 void Variable::Make_Reference(Variable* target) {

@@ -166,6 +166,11 @@ class Variable {
     // every subclass overrides this (references retarget, immutable
     // variables refuse).
     virtual void Make_Reference(Variable* target);
+    // Gives up one holder's count on a variable that others still hold,
+    // turning it in place into an unset null variable: the other holders
+    // keep their pointers and read nothing from now on. The variable's
+    // class must be at least as large as NULLVariable.
+    void Detach_As_Null();
 
     // The text rule of truth: empty, runs of "0" with at most one ".", and
     // a lone "." are false; anything else is true.
