@@ -14,7 +14,8 @@ std::string scripts_directory() {
 }
 
 // Each listing in scripts/ runs over a fresh data directory, its output
-// compared with the file of the same name ending in ".out". A comment
+// compared with the file of the same name ending in ".out", where $FILE
+// stands for the compiled file's path. A comment
 // "; result: N" gives the expected value of Go, 1 by default.
 class DatabaseScriptTest : public ::testing::TestWithParam<std::string> {};
 
@@ -33,7 +34,10 @@ TEST_P(DatabaseScriptTest, PrintsWhatItsOutFileSays) {
     ScriptRun run(listing, &application);
     ASSERT_EQ(run.error(), "");
     EXPECT_EQ(run.Go(), result);
-    EXPECT_EQ(output.text(), read_file(base + ".out"));
+    std::string expected = read_file(base + ".out");
+    for (size_t file; (file = expected.find("$FILE")) != std::string::npos;)
+        expected.replace(file, 5, run.path());
+    EXPECT_EQ(output.text(), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scripts, DatabaseScriptTest,
