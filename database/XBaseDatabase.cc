@@ -98,6 +98,9 @@ int XBaseDatabase::Open(const StringTuple& path, const StringTuple&, const Strin
     if (!table_->Open(OxinPathData, datapath_.c_str(), datapath_.length(), kReadWrite))
         return Fail(table_->error());
     MakeView();
+    // The view stands on the first record: failing to read one that the
+    // table has is the machine failing, and the open with it.
+    if (table_->numrecords() > 0 && table_->recordnum() != 1) return Fail(table_->error());
     return 1;
 }
 
@@ -440,8 +443,8 @@ int XBaseDatabase::Pack() {
             return Abandon(rebuild);
     }
     if (!Install(rebuild, true)) return Abandon(rebuild);
-    view_->SetupCurrentRecord(*table_);
-    if (!view_->Go_NoFilter(-1)) return Fail(view_->error());
+    if (!view_->SetupCurrentRecord(*table_) || !view_->Go_NoFilter(-1))
+        return Fail(view_->error());
     return 1;
 }
 

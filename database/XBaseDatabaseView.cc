@@ -44,13 +44,14 @@ XBaseDatabaseView::XBaseDatabaseView(OxinApplication* application, OxinVM* vm,
     Build(*table, false);
 }
 
-void XBaseDatabaseView::SetupCurrentRecord(XBaseTable& table) {
+int XBaseDatabaseView::SetupCurrentRecord(XBaseTable& table) {
     variables_.Dump();
-    Build(table, true);
+    return Build(table, true);
 }
 
-void XBaseDatabaseView::Build(XBaseTable& table, bool date_variables) {
-    table.Goto(1);
+int XBaseDatabaseView::Build(XBaseTable& table, bool date_variables) {
+    int stands = table.numrecords() == 0 || table.Goto(1);
+    if (!stands) error_ = table.error();
     variables_.Add(new XBaseTotalRecordsVariable(&table));
     variables_.Add(new XBaseRecordNumberVariable(&table));
     variables_.Add(new XBaseDeletedVariable(&table));
@@ -76,6 +77,7 @@ void XBaseDatabaseView::Build(XBaseTable& table, bool date_variables) {
                 break;
         }
     }
+    return stands;
 }
 
 template <class Operation>

@@ -45,10 +45,11 @@ class XBaseDatabaseView : public DatabaseView {
     // Puts the new primary index's cursor on the current record.
     int SetPrimaryIndex(XBaseIndex* index);
 
-    // Builds the field variables anew on table's fields; date fields get
-    // date variables here (unlike at construction), which validate what
-    // they are given.
-    void SetupCurrentRecord(XBaseTable& table);
+    // Builds the field variables anew on table's fields, standing on the
+    // first record; date fields get date variables here (unlike at
+    // construction), which validate what they are given. 0 when the table
+    // has records but the first cannot be read.
+    int SetupCurrentRecord(XBaseTable& table);
     // Writes every changed variable into its field.
     void Commit();
     // Makes the variables read the record's original texts, and back.
@@ -58,7 +59,7 @@ class XBaseDatabaseView : public DatabaseView {
     int eof() const;
 
   private:
-    void Build(XBaseTable& table, bool date_variables);
+    int Build(XBaseTable& table, bool date_variables);
     template <class Operation>
     void ForEachVariable(Operation operation);
     XBaseIndex* primary() const;

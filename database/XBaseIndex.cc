@@ -7,7 +7,7 @@
 
 XBaseIndex::XBaseIndex(OxinVM* vm, OxinApplication* application, Database* database,
                        const String& name)
-    : vm_(vm), application_(application), database_(database), name_(name), file_(application) {}
+    : vm_(vm), application_(application), database_(database), name_(name), file_(application_) {}
 
 int XBaseIndex::Checked(int result) {
     if (!result) error_ = file_.error();

@@ -25,7 +25,7 @@ class ScriptRun {
     // Assembles and loads listing; error() says why when it cannot.
     // With a directory, the file is written there under name, and the
     // machine knows it by that name (as a path of the script class).
-    explicit ScriptRun(const std::string& listing, TestApplication* application,
+    explicit ScriptRun(const std::string& listing, StandaloneApplication* application,
                        ExternalCallManager* externals = nullptr, const std::string& directory = "",
                        const std::string& name = "")
         : system_(&dictionary_, 8, 8),
