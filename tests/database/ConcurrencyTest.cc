@@ -27,6 +27,10 @@ constexpr int kUpdates = 1000;
 
 using ConcurrencyTest = TableFixture;
 
+const unsigned char* Key(const std::string& text) {
+    return reinterpret_cast<const unsigned char*>(text.c_str());
+}
+
 std::string Value(int writer, int sequence, int version) {
     return "w" + std::to_string(writer) + "-" + std::to_string(sequence) + "-" +
            std::to_string(version);
@@ -55,10 +59,7 @@ int Writer(const std::string& directory, int writer, int appends = kAppends,
             TableFixture::SetRow(table, {std::to_string(writer), std::to_string(appended), value});
             if (!table.Append()) return 13;
             int record = table.recordnum();
-            if (!index.Insert(record, reinterpret_cast<const unsigned char*>(value.c_str()),
-                              static_cast<int>(value.size()))) {
-                return 14;
-            }
+            if (!index.Insert(record, Key(value), static_cast<int>(value.size()))) return 14;
             records.push_back(record);
             last[record] = value;
             appended++;
@@ -70,10 +71,8 @@ int Writer(const std::string& directory, int writer, int appends = kAppends,
             std::string value = Value(writer, sequence, ++updated);
             TableFixture::Field(table, 2)->Set(String(value.c_str()));
             if (!table.Update()) return 16;
-            if (!index.Delete(record, reinterpret_cast<const unsigned char*>(old.c_str()),
-                              static_cast<int>(old.size())) ||
-                !index.Insert(record, reinterpret_cast<const unsigned char*>(value.c_str()),
-                              static_cast<int>(value.size()))) {
+            if (!index.Delete(record, Key(old), static_cast<int>(old.size())) ||
+                !index.Insert(record, Key(value), static_cast<int>(value.size()))) {
                 return 17;
             }
             last[record] = value;
@@ -85,6 +84,13 @@ int Writer(const std::string& directory, int writer, int appends = kAppends,
     return 0;
 }
 
+pid_t StartWriter(const std::string& directory, int writer, int appends = kAppends,
+                  int updates = kUpdates) {
+    pid_t pid = fork();
+    if (pid == 0) _exit(Writer(directory, writer, appends, updates));
+    return pid;
+}
+
 // Four processes append and update one table with one index at once: every
 // record is there once with its last value, and the index matches.
 TEST_F(ConcurrencyTest, WritersShareOneTableAndIndex) {
@@ -93,21 +99,15 @@ TEST_F(ConcurrencyTest, WritersShareOneTableAndIndex) {
         Create(table, "shared.dbf",
                {{"WRITER", 'N', 2, 0}, {"SEQ", 'N', 6, 0}, {"VALUE", 'C', 20, 0}});
         QTXIndexFile index(&app_);
-        ASSERT_TRUE(index.Create(OxinPathData, "shared.qtx",
-                                 reinterpret_cast<const unsigned char*>("value"), QTXString));
+        ASSERT_TRUE(index.Create(OxinPathData, "shared.qtx", Key("value"), QTXString));
     }
     std::vector<pid_t> children;
-    for (int writer = 1; writer <= kWriters; writer++) {
-        pid_t pid = fork();
-        ASSERT_GE(pid, 0);
-        if (pid == 0) _exit(Writer(directory_.path(), writer));
-        children.push_back(pid);
-    }
+    for (int writer = 1; writer <= kWriters; writer++)
+        children.push_back(StartWriter(directory_.path(), writer));
     for (pid_t pid : children) {
         int status = 0;
         ASSERT_EQ(waitpid(pid, &status, 0), pid);
-        ASSERT_TRUE(WIFEXITED(status));
-        EXPECT_EQ(WEXITSTATUS(status), 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     }
 
     std::map<int, std::string> expected;
@@ -147,10 +147,6 @@ TEST_F(ConcurrencyTest, WritersShareOneTableAndIndex) {
     EXPECT_NE(checker.summary().find("keys compared"), std::string::npos);
 }
 
-const unsigned char* Key(const char* text) {
-    return reinterpret_cast<const unsigned char*>(text);
-}
-
 // Runs oxin-dbf with arguments in directory; its output goes to the file
 // "report" there.
 int OxinDbf(const std::string& directory, const std::string& arguments) {
@@ -182,12 +178,9 @@ TEST_F(ConcurrencyTest, ReindexRepairsTheIndexesOfKilledWriters) {
     std::mt19937 random(5);
     for (int round = 0; round < 4; round++) {
         std::vector<pid_t> children;
-        for (int writer = 1; writer <= 3; writer++) {
-            pid_t pid = fork();
-            ASSERT_GE(pid, 0);
-            if (pid == 0) _exit(Writer(directory_.path(), round * 3 + writer, 1 << 30, 1 << 30));
-            children.push_back(pid);
-        }
+        for (int writer = 1; writer <= 3; writer++)
+            children.push_back(
+                StartWriter(directory_.path(), round * 3 + writer, 1 << 30, 1 << 30));
         for (pid_t pid : children) {
             usleep(2000 + random() % 30000);
             kill(pid, SIGKILL);

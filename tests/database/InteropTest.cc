@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,20 +16,13 @@ const std::string kScript = std::string(OXIN_SOURCE_DIR) + "/tests/database/dbf_
 // The Debian packages of the readers and writers that are not on this
 // machine, or "" when all are.
 std::string MissingPackages() {
-    struct Tool {
-        const char* probe;
-        const char* package;
-    };
-    static const Tool kTools[] = {
-        {" -c 'import dbf' 2>/dev/null", "python3-dbf"},
-        {" -c 'import dbfread' 2>/dev/null", "python3-dbfread"},
-        {nullptr, "gdal-bin"},
-    };
     std::string missing;
-    for (const Tool& tool : kTools) {
-        std::string command = tool.probe ? std::string(kPython) + tool.probe
-                                         : "command -v ogrinfo >/dev/null";
-        if (system(command.c_str()) != 0) missing += std::string(" ") + tool.package;
+    for (auto [probe, package] : {std::pair{" -c 'import dbf'", "python3-dbf"},
+                                  {" -c 'import dbfread'", "python3-dbfread"},
+                                  {nullptr, "gdal-bin"}}) {
+        std::string command = probe ? kPython + std::string(probe) : "command -v ogrinfo";
+        if (system((command + " >/dev/null 2>&1").c_str()) != 0)
+            missing += " " + std::string(package);
     }
     return missing;
 }
@@ -39,8 +33,7 @@ std::string RunCommand(const std::string& command, int* status) {
     FILE* pipe = popen(command.c_str(), "r");
     if (!pipe) return output;
     char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0)
+    for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
         output.append(buffer, n);
     *status = pclose(pipe);
     return output;
@@ -49,16 +42,9 @@ std::string RunCommand(const std::string& command, int* status) {
 std::string Json(const std::string& text) {
     std::string out = "\"";
     for (unsigned char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c < 0x20) {
-            char escape[8];
-            snprintf(escape, sizeof escape, "\\u%04x", c);
-            out += escape;
-        } else {
-            out += static_cast<char>(c);
-        }
+        char escape[8];
+        snprintf(escape, sizeof escape, c < 0x20 || c == '"' || c == '\\' ? "\\u%04x" : "%c", c);
+        out += escape;
     }
     return out + "\"";
 }
@@ -109,22 +95,19 @@ class InteropTest : public TableFixture {
         std::string output = RunCommand(
             std::string(OXIN_BINARY_DIR) + "/bin/oxin-dbf " + directory_.Path(table), &status);
         EXPECT_EQ(status, 0) << output;
-        std::string records;
-        size_t start = 0;
-        while (start < output.size()) {
-            size_t end = output.find('\n', start);
-            std::string line = output.substr(start, end - start + 1);
-            if (!line.empty() && isdigit(static_cast<unsigned char>(line[0]))) records += line;
-            start = end + 1;
-        }
+        std::istringstream lines(output);
+        std::string line, records;
+        while (std::getline(lines, line))
+            if (isdigit(static_cast<unsigned char>(line[0]))) records += line + "\n";
         return records;
     }
 };
 
+const std::vector<FieldSpec> kPeople = {{"NAME", 'C', 20, 0},  {"AGE", 'N', 3, 0},
+                                        {"BORN", 'D', 8, 0},   {"MEMBER", 'L', 1, 0},
+                                        {"NOTES", 'M', 10, 0}, {"AMOUNT", 'N', 10, 2}};
+
 TEST_F(InteropTest, OtherToolsReadTheEnginesTablesAndMemos) {
-    const std::vector<FieldSpec> fields = {{"NAME", 'C', 20, 0},  {"AGE", 'N', 3, 0},
-                                           {"BORN", 'D', 8, 0},   {"MEMBER", 'L', 1, 0},
-                                           {"NOTES", 'M', 10, 0}, {"AMOUNT", 'N', 10, 2}};
     std::string lines;
     for (int i = 0; i < 120; i++)
         lines += "line " + std::to_string(i) + " of a longer memo\n";
@@ -138,7 +121,7 @@ TEST_F(InteropTest, OtherToolsReadTheEnginesTablesAndMemos) {
         {true, {"Gone", "1", "19000101", "F", "deleted but kept", "1.00"}},
     };
     XBaseTable table(&app_);
-    Create(table, "people.dbf", fields);
+    Create(table, "people.dbf", kPeople);
     for (const Row& row : rows)
         AppendRow(table, row.values);
     // A changed memo leaves a dead block behind; readers must follow the new one.
@@ -148,7 +131,7 @@ TEST_F(InteropTest, OtherToolsReadTheEnginesTablesAndMemos) {
     ASSERT_TRUE(table.Update());
     ASSERT_TRUE(table.Goto(6));
     ASSERT_TRUE(table.UpdateDeleted(1));
-    ExpectReadersAgree("people.dbf", fields, rows);
+    ExpectReadersAgree("people.dbf", kPeople, rows);
 
     const std::vector<FieldSpec> plain = {{"CODE", 'C', 6, 0}, {"QTY", 'N', 5, 0}};
     XBaseTable codes(&app_);
@@ -162,16 +145,14 @@ TEST_F(InteropTest, OtherToolsReadTheEnginesTablesAndMemos) {
 }
 
 TEST_F(InteropTest, TheEngineReadsTablesOfOtherTools) {
-    int status = -1;
-    std::string expected = RunCommand(
-        std::string(kPython) + " " + kScript + " write-dbf " + directory_.path(), &status);
-    ASSERT_EQ(status, 0);
-    EXPECT_EQ(Listed("people.dbf"), expected);
-
-    expected = RunCommand(std::string(kPython) + " " + kScript + " write-gdal " + directory_.path(),
-                          &status);
-    ASSERT_EQ(status, 0);
-    EXPECT_EQ(Listed("gdal.dbf"), expected);
+    for (auto [command, table] :
+         {std::pair{" write-dbf ", "people.dbf"}, {" write-gdal ", "gdal.dbf"}}) {
+        int status = -1;
+        std::string expected =
+            RunCommand(kPython + (" " + kScript) + command + directory_.path(), &status);
+        ASSERT_EQ(status, 0) << command;
+        EXPECT_EQ(Listed(table), expected);
+    }
 
     // The engine appends to a table that python-dbf made, and python-dbf
     // still reads all of it.
@@ -179,9 +160,6 @@ TEST_F(InteropTest, TheEngineReadsTablesOfOtherTools) {
     ASSERT_TRUE(Open(table, "people.dbf")) << table.error().c_str();
     ASSERT_EQ(table.numrecords(), 4);
     AppendRow(table, {"Fred", "55", "19800808", "T", "added by the engine", "99.99"});
-    std::vector<FieldSpec> fields = {{"NAME", 'C', 20, 0},  {"AGE", 'N', 3, 0},
-                                     {"BORN", 'D', 8, 0},   {"MEMBER", 'L', 1, 0},
-                                     {"NOTES", 'M', 10, 0}, {"AMOUNT", 'N', 10, 2}};
     std::string bob_notes = "line one\nline two " + std::string(600, 'x');
     std::vector<Row> rows = {
         {false, {"Alice", "30", "19960501", "T", "likes tea", "12.50"}},
@@ -193,7 +171,7 @@ TEST_F(InteropTest, TheEngineReadsTablesOfOtherTools) {
     // Record 4 (deleted) stays where it is for python-dbf, which keeps the
     // file's order; the readers that list deleted records apart see it last.
     std::swap(rows[3], rows[4]);
-    ExpectReadersAgree("people.dbf", fields, rows);
+    ExpectReadersAgree("people.dbf", kPeople, rows);
 }
 
 }  // namespace

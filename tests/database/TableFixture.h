@@ -30,14 +30,6 @@ struct FieldSpec {
 // look at their bytes from outside.
 class TableFixture : public ::testing::Test {
   public:
-    static void FillFields(List<XBaseField>& list, const std::vector<FieldSpec>& specs) {
-        for (const FieldSpec& spec : specs) {
-            list.Insert(new XBaseField(nullptr, spec.name, XBaseTypeOf(spec.type), spec.length,
-                                       spec.decimals),
-                        ListTail);
-        }
-    }
-
     // Sets the fields of the current record, in order, and appends it.
     static void AppendRow(XBaseTable& table, const std::vector<std::string>& values) {
         SetRow(table, values);
@@ -67,7 +59,11 @@ class TableFixture : public ::testing::Test {
     // Creates name with the fields and leaves it open in table.
     void Create(XBaseTable& table, const std::string& name, const std::vector<FieldSpec>& specs) {
         List<XBaseField> list(1);
-        FillFields(list, specs);
+        for (const FieldSpec& spec : specs) {
+            list.Insert(new XBaseField(nullptr, spec.name, XBaseTypeOf(spec.type), spec.length,
+                                       spec.decimals),
+                        ListTail);
+        }
         ASSERT_TRUE(table.Create(OxinPathData, String(name.c_str()), "", 0, list))
             << table.error().c_str();
     }

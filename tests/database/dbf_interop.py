@@ -46,8 +46,7 @@ def expected_value(kind, text):
 
 def same(kind, expected, actual):
     if kind == "N":
-        return (expected is None and actual is None) or (
-            expected is not None and actual is not None and float(actual) == expected)
+        return expected == (None if actual is None else float(actual))
     if kind == "D" and actual is not None and expected is not None:
         return (actual.year, actual.month, actual.day) == (
             expected.year, expected.month, expected.day)
@@ -74,13 +73,11 @@ def compare(tool, fields, expected_records, rows):
 
 
 def read_dbfread(path, fields):
+    """dbfread keeps deleted records apart, after the others."""
     import dbfread
     table = dbfread.DBF(path, load=True, encoding="latin-1")
-    rows = [dict(record, deleted=False) for record in table.records]
-    deleted = [dict(record, deleted=True) for record in table.deleted]
-    # dbfread keeps deleted records apart; the test tables delete only the
-    # last record, so the order is kept.
-    return rows + deleted
+    return ([dict(record, deleted=False) for record in table.records] +
+            [dict(record, deleted=True) for record in table.deleted])
 
 
 def read_python_dbf(path, fields):
@@ -118,19 +115,9 @@ def read_ogrinfo(path, fields):
         if not match or not rows or kinds.get(match.group(1)) in (None, "M"):
             continue
         name, text = match.group(1), match.group(3)
-        kind = kinds[name]
-        if text == "(null)":
-            value = None
-        elif kind == "D":
-            year, month, day = (int(part) for part in text.split("/"))
-            value = datetime.date(year, month, day)
-        elif kind == "L":
-            value = {"T": True, "F": False}.get(text)
-        elif kind == "N":
-            value = float(text)
-        else:
-            value = text
-        rows[-1][name] = value
+        # ogrinfo writes dates as YYYY/MM/DD, the rest as the engine does.
+        rows[-1][name] = None if text == "(null)" else expected_value(
+            kinds[name], text.replace("/", "") if kinds[name] == "D" else text)
     return rows
 
 
@@ -150,17 +137,10 @@ def check(path, expected_path):
 
 
 def quoted(text):
-    out = '"'
-    for char in text:
-        if char in '"\\':
-            out += "\\" + char
-        elif char == "\n":
-            out += "\\n"
-        elif ord(char) < 0x20 or ord(char) == 0x7F:
-            out += "\\x%02X" % ord(char)
-        else:
-            out += char
-    return out + '"'
+    """A text as oxin-dbf quotes it."""
+    escapes = {'"': '\\"', "\\": "\\\\", "\n": "\\n"}
+    return '"' + "".join(escapes.get(c) or ("\\x%02X" % ord(c) if ord(c) < 0x20 or ord(c) == 0x7F
+                                            else c) for c in text) + '"'
 
 
 def listing(number, deleted, pairs):
@@ -211,12 +191,9 @@ def write_gdal(directory):
 
 
 if __name__ == "__main__":
-    command = sys.argv[1] if len(sys.argv) > 1 else ""
-    if command == "check" and len(sys.argv) == 4:
-        sys.exit(check(sys.argv[2], sys.argv[3]))
-    if command == "write-dbf" and len(sys.argv) == 3:
-        sys.exit(write_dbf(sys.argv[2]))
-    if command == "write-gdal" and len(sys.argv) == 3:
-        sys.exit(write_gdal(sys.argv[2]))
-    print(__doc__, file=sys.stderr)
-    sys.exit(2)
+    commands = {"check": (check, 4), "write-dbf": (write_dbf, 3), "write-gdal": (write_gdal, 3)}
+    command, arguments = commands.get(sys.argv[1] if len(sys.argv) > 1 else "", (None, 0))
+    if len(sys.argv) != arguments:
+        print(__doc__, file=sys.stderr)
+        sys.exit(2)
+    sys.exit(command(*sys.argv[2:]))

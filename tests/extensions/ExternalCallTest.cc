@@ -30,29 +30,22 @@ struct LibraryRun {
     ScriptRun* run;
 };
 
+// Thousands of calls leak nothing.
 TEST(ExternalCallTest, LibraryFunctionsTakeValuesAndReferences) {
     LibraryRun machine(
-        ".global\n 0 \"v\"\n.end\n"
+        ".global\n 0 \"v\"\n 1 \"i\"\n 2 \"s\"\n.end\n"
         ".segment 0\n"
         "    pushc \"left \"\n    pushi 7\n    call join\n    out\n"
         "    pushi 41\n    popg v\n    pushg v\n    call bump\n    pop\n"
         "    pushc \" \"\n    out\n    pushg v\n    out\n"
         "    call calls\n    pop\n    call calls\n    pushc \" \"\n    out\n    out\n"
+        "again:\n    pushg i\n    pushc \"x\"\n    call join\n    popg s\n"
+        "    incg i, 1\n    cmpgi i, 5000\n    jmp_lt again\n    pushc \" \"\n    out\n"
+        "    pushg s\n    out\n"
         ".end\n");
     ASSERT_TRUE(machine.registered) << machine.externals.error().c_str();
     EXPECT_EQ(machine.run->Go(), 1);
-    EXPECT_EQ(machine.output.text(), "left 7 42 2");
-}
-
-TEST(ExternalCallTest, ThousandsOfCallsLeakNothing) {
-    LibraryRun machine(
-        ".global\n 0 \"i\"\n 1 \"s\"\n.end\n"
-        ".segment 0\n"
-        "again:\n    pushg i\n    pushc \"x\"\n    call join\n    popg s\n"
-        "    incg i, 1\n    cmpgi i, 5000\n    jmp_lt again\n    pushg s\n    out\n"
-        ".end\n");
-    EXPECT_EQ(machine.run->Go(), 1);
-    EXPECT_EQ(machine.output.text(), "4999x");
+    EXPECT_EQ(machine.output.text(), "left 7 42 2 4999x");
 }
 
 TEST(ExternalCallTest, DynamicExpressionsFindLibraryFunctions) {
@@ -80,34 +73,28 @@ TEST(ExternalCallTest, DynamicExpressionsFindLibraryFunctions) {
 }
 
 TEST(ExternalCallTest, FailuresHaveTheirTexts) {
-    LibraryRun constant(".segment 0\n    pushi 1\n    call bump\n.end\n");
-    EXPECT_EQ(constant.run->Go(), 0);
-    EXPECT_NE(constant.output.text().find(": Expected variable, found constant\n"),
-              std::string::npos);
-
-    LibraryRun unregistered(".segment 0\n    call calls\n.end\n", false);
-    EXPECT_EQ(unregistered.run->Go(), 0);
-    EXPECT_NE(unregistered.output.text().find(": Unresolved call to external function 'calls'\n"),
-              std::string::npos)
-        << unregistered.output.text();
-
-    // Declarations that do not match the library's.
-    LibraryRun count(
-        ".function 3 \"Join\" segment -1 offset -1 flags 1\n param \"a\"\n.end\n"
-        ".segment 0\n    pushi 1\n    call 3\n.end\n");
-    EXPECT_EQ(count.run->Go(), 0);
-    EXPECT_NE(
-        count.output.text().find(": Number of parameters mismatch in call to external function\n"),
-        std::string::npos)
-        << count.output.text();
-    LibraryRun kind(
-        ".function 3 \"bump\" segment -1 offset -1 flags 1\n param \"n\"\n.end\n"
-        ".segment 0\n    pushi 1\n    call 3\n.end\n");
-    EXPECT_EQ(kind.run->Go(), 0);
-    EXPECT_NE(kind.output.text().find(": Parameter type mismatch in call to external function\n"),
-              std::string::npos)
-        << kind.output.text();
-
+    const struct {
+        const char* code;
+        bool registered;
+        const char* error;
+    } cases[] = {
+        {".segment 0\n    pushi 1\n    call bump\n.end\n", true,
+         ": Expected variable, found constant\n"},
+        {".segment 0\n    call calls\n.end\n", false,
+         ": Unresolved call to external function 'calls'\n"},
+        // Declarations that do not match the library's.
+        {".function 3 \"Join\" segment -1 offset -1 flags 1\n param \"a\"\n.end\n"
+         ".segment 0\n    pushi 1\n    call 3\n.end\n",
+         true, ": Number of parameters mismatch in call to external function\n"},
+        {".function 3 \"bump\" segment -1 offset -1 flags 1\n param \"n\"\n.end\n"
+         ".segment 0\n    pushi 1\n    call 3\n.end\n",
+         true, ": Parameter type mismatch in call to external function\n"},
+    };
+    for (const auto& c : cases) {
+        LibraryRun machine(c.code, c.registered);
+        EXPECT_EQ(machine.run->Go(), 0);
+        EXPECT_NE(machine.output.text().find(c.error), std::string::npos) << machine.output.text();
+    }
     TestApplication application;
     ExternalCallManager externals(&application);
     EXPECT_FALSE(externals.RegisterDSO("/nonexistent/library.so"));

@@ -9,6 +9,7 @@
 #include "files/Dictionary.h"
 #include "host/ExternalConfig.h"
 #include "runtime/TagLookup.h"
+#include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
 #include "variables/Variable.h"
 #include "variables/VariableHash.h"
@@ -20,17 +21,12 @@ namespace {
 class ExternalConfigTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        char pattern[] = "/tmp/oxin-config-XXXXXX";
-        directory_ = mkdtemp(pattern);
-        file_ = directory_ + "/oxin.conf";
         setenv("OxCONFIG_FILE", file_.c_str(), 1);
         memcpy(saved_tags_, tag_default_errorsettings, sizeof saved_tags_);
     }
     void TearDown() override {
         memcpy(tag_default_errorsettings, saved_tags_, sizeof saved_tags_);
         unsetenv("OxCONFIG_FILE");
-        unlink(file_.c_str());
-        rmdir(directory_.c_str());
     }
     void Write(const std::string& text) { std::ofstream(file_) << text; }
     std::string Text(int id) {
@@ -44,8 +40,8 @@ class ExternalConfigTest : public ::testing::Test {
     VariableHash system_{&dictionary_};
     VariableHash global_{&dictionary_};
     ExternalConfig config_{&application_, nullptr, nullptr, nullptr, nullptr, &system_, &global_};
-    std::string directory_;
-    std::string file_;
+    TempDirectory directory_;
+    std::string file_ = directory_.Path("oxin.conf");
     TagErrorSetting saved_tags_[kTagRows];
 };
 

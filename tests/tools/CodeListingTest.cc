@@ -53,18 +53,11 @@ std::string bytes(const Segment& segment) {
 TEST(CodeListingTest, ListsWithLabelsAndDictionaryTexts) {
     Dictionary dictionary;
     Segment segment(0);
-    ASSERT_EQ(assemble("top:\n"
-                       "    pushc \"Hello\"\n"
-                       "    out\n"
-                       "    cmpgi 3, -7\n"
-                       "    jmp_ne top  ; back\n"
-                       "    pushf 2.5\n"
-                       "    jmp end\n"
-                       "end:\n",
+    ASSERT_EQ(assemble("top:\n    pushc \"Hello\"\n    out\n    cmpgi 3, -7\n"
+                       "    jmp_ne top  ; back\n    pushf 2.5\n    jmp end\nend:\n",
                        &segment, &dictionary),
               "");
-    std::string listing = list(segment, &dictionary);
-    EXPECT_EQ(listing,
+    EXPECT_EQ(list(segment, &dictionary),
               "L0:\n"
               "    pushc 0  ; \"Hello\"\n"
               "    out\n"
@@ -86,8 +79,7 @@ TEST(CodeListingTest, IllegalWordsAndCutOffBytesSurvive) {
     at = segment.Write_Dword(at, 99);
     at = segment.Write_Word(at, Op_pushi);  // operand cut off
     segment.Write_Byte(at, 7);
-    std::string listing;
-    SegmentListing(nullptr).List(segment, &listing);
+    std::string listing = list(segment, nullptr);
     EXPECT_EQ(listing,
               "    .word 0x0002\n"
               "    .word 0x4777, 99\n"
@@ -143,13 +135,11 @@ TEST(CodeListingTest, RandomCodeRoundTrips) {
         for (int i = 0; i < 20; i++)
             dictionary.Entry_Add(("text" + std::to_string(i)).c_str());
         Segment segment(0);
-        std::vector<int> starts;
-        std::vector<int> jumps;  // operand offsets of jumps, filled in below
+        std::vector<int> starts, jumps;  // of instructions; of the operands of jumps
         int at = 0;
         for (int n = 0; n < 60; n++) {
             starts.push_back(at);
             const Instruction_Info& info = table[random() % count];
-            int start = at;
             at = segment.Write_Word(at, info.number);
             OperandKind kinds[2] = {Instructions::First_Operand(info.number),
                                     Instructions::Second_Operand(info.number)};
@@ -162,7 +152,6 @@ TEST(CodeListingTest, RandomCodeRoundTrips) {
                     at = segment.Write_Dword(at, random() % 40);
                 }
             }
-            (void)start;
         }
         starts.push_back(at);
         for (int operand : jumps) {
