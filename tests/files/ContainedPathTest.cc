@@ -23,26 +23,25 @@ class ContainedPathTest : public ContainedPathFixture {
         EXPECT_EQ(Text(), text) << path;
         EXPECT_TRUE(outside.Untouched()) << path;
     }
+    // The same for the read-only road of Exists.
+    void ExpectExistsRefused(const std::string& path, const char* text) {
+        UntouchedTree outside(outside_);
+        bool exists = true;
+        EXPECT_FALSE(files().Exists(OxinPathData, path.c_str(), &exists)) << path;
+        EXPECT_EQ(Text(), text) << path;
+        EXPECT_TRUE(outside.Untouched()) << path;
+    }
 };
 
-TEST_F(ContainedPathTest, DotDotCannotClimbOutOfTheRoot) {
-    const char* escapes[] = {"..",
-                             "../x",
-                             "../outside/secret",
-                             "a/../../x",
-                             "a/../../outside/secret",
-                             "./../outside/dir/inner",
-                             "a/b/../../../outside/secret",
-                             "../data/../outside/secret"};
-    for (const char* path : escapes)
+TEST_F(ContainedPathTest, DotDotCannotClimbOutAndIsTextualInside) {
+    for (const char* path :
+         {"..", "../x", "../outside/secret", "a/../../x", "a/../../outside/secret",
+          "./../outside/dir/inner", "a/b/../../../outside/secret", "../data/../outside/secret"}) {
         ExpectRefused(OxinPathData, path, kOutsideData);
-    for (const char* path : escapes)
         ExpectRefused(OxinPathScript, path, kOutsideScript);
+    }
     EXPECT_FALSE(Present(base_ + "/x"));
     EXPECT_FALSE(Present(data_ + "/a"));
-}
-
-TEST_F(ContainedPathTest, DotDotInsideTheRootIsTextual) {
     Put(data_ + "/x", "inside");
     // a does not exist: the walk goes by the collapsed text.
     EXPECT_EQ(ReadContained(OxinPathData, "a/../x"), "inside") << Text();
@@ -57,7 +56,7 @@ TEST_F(ContainedPathTest, DotDotInsideTheRootIsTextual) {
     EXPECT_TRUE(outside.Untouched());
 }
 
-TEST_F(ContainedPathTest, AbsolutePathsWithoutThePermissionAreRelativeToTheRoot) {
+TEST_F(ContainedPathTest, AbsolutePathsAreRelativeToTheRootOrMustLieInside) {
     Put(data_ + "/x", "inside");
     EXPECT_EQ(ReadContained(OxinPathData, "/x"), "inside") << Text();
     EXPECT_EQ(ReadContained(OxinPathData, "///x"), "inside") << Text();
@@ -66,15 +65,10 @@ TEST_F(ContainedPathTest, AbsolutePathsWithoutThePermissionAreRelativeToTheRoot)
     // An absolute path cannot climb above its "/", which stands for the root.
     ExpectRefused(OxinPathData, "/../outside/secret", kNoDirectory);
     // A root file of the same name is what gets created.
-    File* file = files().Open(OxinPathData, "/made", FileOpenWrite | FileOpenCreate);
-    ASSERT_NE(file, nullptr) << Text();
-    delete file;
+    EXPECT_TRUE(Opens(OxinPathData, "/made", FileOpenWrite | FileOpenCreate)) << Text();
     EXPECT_TRUE(Present(data_ + "/made"));
-}
-
-TEST_F(ContainedPathTest, AbsolutePathsWithThePermissionMustStillLieInside) {
+    // With the permission, absolute paths must still lie inside.
     files().SecurityOptions(kDataAbsolute);
-    Put(data_ + "/x", "inside");
     EXPECT_EQ(ReadContained(OxinPathData, data_ + "/x"), "inside") << Text();
     EXPECT_EQ(ReadContained(OxinPathData, data_ + "/sub/../x"), "inside") << Text();
     ExpectRefused(OxinPathData, outside_ + "/secret", kOutsideData);
@@ -92,16 +86,10 @@ TEST_F(ContainedPathTest, SymbolicLinksAreRefusedWithoutTheirBit) {
     ExpectRefused(OxinPathData, "relative-link", kSymlink);
     ExpectRefused(OxinPathData, "dir-link/inner", kSymlink);
     ExpectRefused(OxinPathData, "dir-link/new", kSymlink);
-    {
-        // Also through the read-only road of Stat and Exists.
-        UntouchedTree outside(outside_);
-        EXPECT_EQ(files().Length(OxinPathData, "file-link"), -1);
-        EXPECT_EQ(Text(), kSymlink);
-        bool exists = true;
-        EXPECT_REFUSED(files().Exists(OxinPathData, "file-link", &exists), kSymlink);
-        EXPECT_REFUSED(files().Exists(OxinPathData, "dir-link/inner", &exists), kSymlink);
-        EXPECT_TRUE(outside.Untouched());
-    }
+    ExpectExistsRefused("file-link", kSymlink);
+    ExpectExistsRefused("dir-link/inner", kSymlink);
+    EXPECT_EQ(files().Length(OxinPathData, "file-link"), -1);
+    EXPECT_EQ(Text(), kSymlink);
     // The bit of another class does not help.
     files().SecurityOptions(kScriptSymlinks | kTempSymlinks);
     ExpectRefused(OxinPathData, "file-link", kSymlink);
@@ -116,14 +104,8 @@ TEST_F(ContainedPathTest, LinksToAnotherOwnerAreRefusedUnlessAllowed) {
     files().SecurityOptions(kDataSymlinks);
     ExpectRefused(OxinPathData, "file-link", kLinkOtherOwner);
     ExpectRefused(OxinPathData, "dir-link/inner", kDirectoryOtherOwner);
-    {
-        UntouchedTree outside(outside_);
-        bool exists = true;
-        EXPECT_REFUSED(files().Exists(OxinPathData, "file-link", &exists), kLinkOtherOwner);
-        EXPECT_REFUSED(files().Exists(OxinPathData, "dir-link/inner", &exists),
-                       kDirectoryOtherOwner);
-        EXPECT_TRUE(outside.Untouched());
-    }
+    ExpectExistsRefused("file-link", kLinkOtherOwner);
+    ExpectExistsRefused("dir-link/inner", kDirectoryOtherOwner);
     // A link owned by the target's owner is fine.
     GiveToNobody(data_ + "/file-link");
     EXPECT_EQ(ReadContained(OxinPathData, "file-link"), "secret") << Text();
@@ -149,9 +131,7 @@ TEST_F(ContainedPathTest, LinksOfTheSameOwnerAreFollowedWithTheBit) {
     Link("gone", data_ + "/dangling");
     EXPECT_TRUE(files().Exists(OxinPathData, "dangling", &exists)) << Text();
     EXPECT_FALSE(exists);
-    File* file = files().Open(OxinPathData, "dangling", FileOpenWrite | FileOpenCreate);
-    ASSERT_NE(file, nullptr) << Text();
-    delete file;
+    EXPECT_TRUE(Opens(OxinPathData, "dangling", FileOpenWrite | FileOpenCreate)) << Text();
     EXPECT_TRUE(Present(data_ + "/gone"));
 }
 
@@ -166,9 +146,7 @@ TEST_F(ContainedPathTest, LinkLoopsAreRecursive) {
     files().SecurityOptions(kDataSymlinks);
     for (const char* path : {"a", "b", "c", "e", "self"}) {
         ExpectRefused(OxinPathData, path, kRecursive);
-        bool exists = true;
-        EXPECT_FALSE(files().Exists(OxinPathData, path, &exists));
-        EXPECT_EQ(Text(), kRecursive) << path;
+        ExpectExistsRefused(path, kRecursive);
     }
     files().SecurityOptions(kDataSymlinks | kDataOtherOwner);
     ExpectRefused(OxinPathData, "c", kRecursive);
@@ -213,7 +191,6 @@ TEST_F(ContainedPathTest, ObjectSwappedBetweenCheckAndUse) {
     ASSERT_TRUE(files().Exists(OxinPathData, "f", &exists));
     ASSERT_TRUE(exists);
     EXPECT_EQ(ReadContained(OxinPathData, "d/inner"), "inside too");
-
     // The file becomes a link, the directory becomes a link.
     ASSERT_EQ(unlink((data_ + "/f").c_str()), 0);
     Link(outside_ + "/secret", data_ + "/f");
@@ -222,7 +199,6 @@ TEST_F(ContainedPathTest, ObjectSwappedBetweenCheckAndUse) {
     Link(outside_ + "/dir", data_ + "/d");
     ExpectRefused(OxinPathData, "f", kSymlink);
     ExpectRefused(OxinPathData, "d/inner", kSymlink);
-
     // A link that becomes a directory is simply a directory.
     ASSERT_EQ(unlink((data_ + "/d").c_str()), 0);
     ASSERT_EQ(mkdir((data_ + "/d").c_str(), 0755), 0);
@@ -245,7 +221,6 @@ TEST_F(ContainedPathTest, DeactivatedFileIsReopenedUnderTheSameChecks) {
     ASSERT_EQ(chdir(outside_.c_str()), 0);
     ASSERT_EQ(one->Read(buffer, 3), 3) << one->error().c_str();
     EXPECT_EQ(std::string(buffer, 3), "345");
-
     // Swap "one" for a link while it is deactivated.
     ASSERT_EQ(two->Read(buffer, 1), 1);
     EXPECT_EQ(files().inactive_count(), 1);
@@ -263,10 +238,8 @@ TEST_F(ContainedPathTest, DeactivatedFileIsReopenedUnderTheSameChecks) {
 
 TEST_F(ContainedPathTest, HardLinkToAnotherOwnerIsTheSameFile) {
     REQUIRE_ROOT();
-    // A hard link cannot be told from the file it shares: both names carry
-    // the owner of the one inode, so the owner checks, which compare a link
-    // with its target, have nothing to compare. Permissions are what guard
-    // such a file; here it is reachable like any file in the root.
+    // Both names of a hard link carry the one inode's owner: the owner checks
+    // have nothing to compare, and the file is reachable like any other.
     GiveToNobody(outside_ + "/secret");
     ASSERT_EQ(link((outside_ + "/secret").c_str(), (data_ + "/hard").c_str()), 0);
     files().SecurityOptions(kDataSymlinks);
@@ -326,7 +299,6 @@ TEST_F(ContainedPathTest, EveryOperationRefusesAnEscape) {
     bool flag;
     int mode;
     time_t when;
-    char* name = nullptr;
     List<String> names(1);
     EXPECT_REFUSED(files().Delete(OxinPathData, escape), kOutsideData);
     EXPECT_REFUSED(files().Copy(OxinPathData, escape, OxinPathData, "copy"), kOutsideData);
@@ -349,11 +321,9 @@ TEST_F(ContainedPathTest, EveryOperationRefusesAnEscape) {
                    kOutsideData);
     EXPECT_REFUSED(files().MakeSymbolicLink(OxinPathData, "inside", OxinPathData, "../outside/l"),
                    kOutsideData);
-    EXPECT_REFUSED(files().MakeTemporary(OxinPathData, "../outside", "t", &name, FileOpenWrite),
-                   kOutsideData);
-    EXPECT_EQ(files().MakeTemporaryLike(OxinPathData, "../outside/t", &name, FileOpenWrite),
-              nullptr);
-    EXPECT_EQ(name, nullptr);
+    EXPECT_EQ(Temporary(OxinPathData, "../outside", "t"), "<refused>");
+    EXPECT_EQ(Text(), kOutsideData);
+    EXPECT_EQ(Temporary(OxinPathData, nullptr, "../outside/t"), "<refused>");
     EXPECT_REFUSED(files().DirectoryListing(OxinPathData, "..", &names), kOutsideData);
     EXPECT_EQ(names.Entries(), 0);
     EXPECT_FALSE(files().DirectoryListing(OxinPathData, "../outside", &names));
@@ -366,13 +336,8 @@ TEST_F(ContainedPathTest, EveryOperationRefusesAnEscape) {
 TEST_F(ContainedPathTest, TemporaryClassUsesTheDataRootWhenUnset) {
     Put(data_ + "/x", "data");
     EXPECT_EQ(ReadContained(OxinPathTemporary, "x"), "data") << Text();
-    char* name = nullptr;
-    File* file = files().MakeTemporary(OxinPathTemporary, "", "up", &name, FileOpenWrite);
-    ASSERT_NE(file, nullptr) << Text();
-    EXPECT_STREQ(name, "up.0");
+    EXPECT_EQ(Temporary(OxinPathTemporary, "", "up"), "up.0");
     EXPECT_TRUE(Present(data_ + "/up.0"));
-    delete file;
-    delete[] name;
     // Its outside text names its own class; the data class's bits apply.
     ExpectRefused(OxinPathTemporary, "../outside/secret", kOutsideTemporary);
     Link(outside_ + "/secret", data_ + "/file-link");
@@ -380,7 +345,6 @@ TEST_F(ContainedPathTest, TemporaryClassUsesTheDataRootWhenUnset) {
     ExpectRefused(OxinPathTemporary, "file-link", kSymlink);
     files().SecurityOptions(kDataSymlinks);
     EXPECT_EQ(ReadContained(OxinPathTemporary, "file-link"), "secret") << Text();
-
     // Once set up, the temporary root is its own, with its own bits.
     ASSERT_TRUE(files().InitializeTempDirectory(temp_.c_str())) << Text();
     EXPECT_EQ(ReadContained(OxinPathTemporary, "x"), "<refused>");

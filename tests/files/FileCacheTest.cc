@@ -75,7 +75,7 @@ TEST_F(FileCacheTest, FiftyFilesThroughThreeDescriptors) {
     EXPECT_EQ(files.inactive_count(), 0);
 }
 
-TEST_F(FileCacheTest, AlternatingFilesKeepTheirPositions) {
+TEST_F(FileCacheTest, AlternatingFilesKeepTheirPositionsOrFailWhenRemoved) {
     FileManager& files = *app_.filemanager();
     files.MaxFiles(1);
     int flags = FileOpenRead | FileOpenWrite | FileOpenCreate | FileOpenTruncate;
@@ -94,51 +94,34 @@ TEST_F(FileCacheTest, AlternatingFilesKeepTheirPositions) {
     ASSERT_EQ(a->Seek(0), 0);
     ASSERT_EQ(a->Read(text, 8), 6);
     EXPECT_EQ(std::string(text, 6), "aaaaAA");
+    // Removed while inactive: the system's text, and the other file still works.
+    ASSERT_EQ(b->Write("x", 1), 1);
+    ASSERT_EQ(unlink(path(1).c_str()), 0);
+    EXPECT_EQ(a->Read(text, 1), -1);
+    EXPECT_STREQ(a->error().c_str(), "No such file or directory");
+    EXPECT_EQ(b->Write("x", 1), 1);
+    EXPECT_EQ(files.inactive_count(), 1);
 }
 
-TEST_F(FileCacheTest, RequestsAboveTheLimitNameTheLimit) {
+TEST_F(FileCacheTest, LimitsUnmanagedFilesAndMappings) {
     FileManager& files = *app_.filemanager();
     files.MaxFiles(1);
     EXPECT_FALSE(files.FreeFileSpace(2));
     EXPECT_STREQ(files.error().c_str(),
                  "Simultaneous request for 1 file handles exceeds the maximum number of "
                  "simultaneous file handles.");
-    files.MaxFiles(0);
-    EXPECT_TRUE(files.FreeFileSpace(1000));
-}
-
-TEST_F(FileCacheTest, AFileRemovedWhileInactiveFailsWithTheSystemText) {
-    FileManager& files = *app_.filemanager();
-    files.MaxFiles(1);
-    int flags = FileOpenRead | FileOpenWrite | FileOpenCreate;
-    std::unique_ptr<File> a(files.Open(path(1).c_str(), flags));
-    std::unique_ptr<File> b(files.Open(path(2).c_str(), flags));
-    ASSERT_EQ(unlink(path(1).c_str()), 0);
-    char byte;
-    EXPECT_EQ(a->Read(&byte, 1), -1);
-    EXPECT_STREQ(a->error().c_str(), "No such file or directory");
-    // The failed file stays inactive and the other one still works.
-    EXPECT_EQ(b->Write("x", 1), 1);
-    EXPECT_EQ(files.inactive_count(), 1);
-}
-
-TEST_F(FileCacheTest, UnmanagedFilesStayOutsideTheCache) {
-    FileManager& files = *app_.filemanager();
-    files.MaxFiles(1);
-    int flags = FileOpenWrite | FileOpenCreate | FileOpenUnmanaged;
-    std::unique_ptr<File> a(files.Open(path(1).c_str(), flags));
+    std::unique_ptr<File> a(
+        files.Open(path(1).c_str(), FileOpenWrite | FileOpenCreate | FileOpenUnmanaged));
     std::unique_ptr<File> b(files.Open(path(2).c_str(), FileOpenWrite | FileOpenCreate));
     EXPECT_EQ(files.active_count(), 1);
     EXPECT_EQ(a->Write("still open", 10), 10);
-    String error;
     EXPECT_FALSE(files.ActivateFile(a.get()));
     EXPECT_STREQ(files.error().c_str(), "Activation request for invalid or non-active file");
-}
-
-TEST_F(FileCacheTest, MappingsSurviveDeactivation) {
-    FileManager& files = *app_.filemanager();
+    files.MaxFiles(0);
+    EXPECT_TRUE(files.FreeFileSpace(1000));
+    // Mappings survive deactivation.
     std::unique_ptr<File> file(
-        files.Open(path(1).c_str(), FileOpenRead | FileOpenWrite | FileOpenCreate));
+        files.Open(path(3).c_str(), FileOpenRead | FileOpenWrite | FileOpenCreate));
     ASSERT_EQ(file->Write("mapped bytes", 12), 12);
     EXPECT_EQ(file->Map(0, 0), nullptr);
     EXPECT_STREQ(file->error().c_str(), "Invalid argument");

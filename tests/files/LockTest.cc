@@ -105,22 +105,18 @@ TEST_F(LockTest, AKilledHolderOnThisHostIsBrokenAtOnce) {
 }
 
 TEST_F(LockTest, AForeignLockIsBrokenOnlyByAge) {
+    int result;
+    app_.config()->SetValue_Integer(kConfigLockExpiration, 60);
+    write_lock("", 61);  // unreadable contents count as foreign; old enough to break at once
+    EXPECT_LT(seconds_to_lock(&result), 1.0);
+    EXPECT_EQ(result, 0);
     app_.config()->SetValue_Integer(kConfigLockExpiration, 2);
     write_lock("4242!4242:some-other-host", 0);
-    int result;
     double waited = seconds_to_lock(&result);
     EXPECT_EQ(result, 0);
     EXPECT_GE(waited, 0.9);  // two clock seconds, whole seconds apart
     EXPECT_LT(waited, 5.0);
     EXPECT_EQ(leftovers(), 0);
-}
-
-TEST_F(LockTest, UnreadableContentsCountAsForeign) {
-    app_.config()->SetValue_Integer(kConfigLockExpiration, 60);
-    write_lock("", 61);  // old enough: broken at the first attempt
-    int result;
-    EXPECT_LT(seconds_to_lock(&result), 1.0);
-    EXPECT_EQ(result, 0);
 }
 
 TEST_F(LockTest, WithoutExpiryAForeignLockWaitsUntilCancelled) {
@@ -138,38 +134,27 @@ TEST_F(LockTest, WithoutExpiryAForeignLockWaitsUntilCancelled) {
     EXPECT_STREQ(app_.filemanager()->error().c_str(), "Timed out waiting for lock");
     EXPECT_EQ(access(lock_.c_str(), F_OK), 0);
     EXPECT_EQ(leftovers(), 0);
+    // Cancelled before the first attempt: no lock is made.
+    unlink(lock_.c_str());
+    EXPECT_EQ(app_.filemanager()->Lock(lock_.c_str()), 1);
+    EXPECT_NE(access(lock_.c_str(), F_OK), 0);
 }
 
-TEST_F(LockTest, ASecondLockByTheHolderIsADeadlock) {
+TEST_F(LockTest, TheLockFileNamesItsHolderWhoCannotTakeItAgain) {
     FileManager& files = *app_.filemanager();
     ASSERT_EQ(files.Lock(lock_.c_str()), 0);
+    std::string contents;
+    std::getline(std::ifstream(lock_), contents);
+    EXPECT_EQ(contents, std::to_string(getpid()) + "!" + std::to_string(getpid()) + ":" +
+                            app_.lockhostname());
     int result;
     EXPECT_LT(seconds_to_lock(&result), 0.5);
     EXPECT_EQ(result, 2);
     EXPECT_STREQ(files.error().c_str(), "Possible deadlock detected");
     EXPECT_EQ(leftovers(), 0);
-}
-
-TEST_F(LockTest, CancelledBeforeTheFirstAttempt) {
-    app_.cancelled_flag = 1;
-    EXPECT_EQ(app_.filemanager()->Lock(lock_.c_str()), 1);
-    EXPECT_NE(access(lock_.c_str(), F_OK), 0);
-    EXPECT_EQ(leftovers(), 0);
-}
-
-TEST_F(LockTest, TheLockFileNamesItsHolder) {
-    ASSERT_EQ(app_.filemanager()->Lock(lock_.c_str()), 0);
-    std::string contents;
-    std::getline(std::ifstream(lock_), contents);
-    std::string expected =
-        std::to_string(getpid()) + "!" + std::to_string(getpid()) + ":" + app_.lockhostname();
-    EXPECT_EQ(contents, expected);
-}
-
-TEST_F(LockTest, AFailedPrivateFileLeavesNothingBehind) {
-    std::string missing = directory_ + "/no-such-dir/x.lck";
-    EXPECT_EQ(app_.filemanager()->Lock(missing.c_str()), 2);
-    EXPECT_STREQ(app_.filemanager()->error().c_str(), "No such file or directory");
+    // A private file that cannot be made leaves nothing behind.
+    EXPECT_EQ(files.Lock((directory_ + "/no-such-dir/x.lck").c_str()), 2);
+    EXPECT_STREQ(files.error().c_str(), "No such file or directory");
 }
 
 TEST_F(LockTest, ContainedLocksStayUnderTheirRoot) {

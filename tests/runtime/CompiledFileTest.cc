@@ -1,12 +1,10 @@
 // A whole compiled file through the writer classes, the stored hash-table
 // record, and the instruction table.
 
-#include <map>
-#include <random>
 #include <set>
 
-#include "runtime/Instructions.h"
 #include "base/LittleEndian.h"
+#include "runtime/Instructions.h"
 #include "runtime/SegmentManager.h"
 #include "tests/support/CompiledFileFixture.h"
 
@@ -45,58 +43,10 @@ class StoredHashTableTest : public CompiledFileFixture {
     }
 };
 
-// The record's bytes are checked against an independent model with the
-// variable hashes; here random heads of both head sizes come back with the
-// owner's entries behind them.
-TEST_F(StoredHashTableTest, RandomTablesReadBackWithTheirEntries) {
-    std::mt19937 random(3);
-    for (int round = 0; round < 20; round++) {
-        int bits = static_cast<int>(random() % 17);
-        int entries = static_cast<int>(random() % 200);
-        StoredHashTable table(bits);
-        table.set_entries(entries);
-        std::map<int, int32_t> model;
-        for (int i = 0; i < entries; i++) {
-            int bucket = static_cast<int>(random() % table.buckets());
-            table.set_head(bucket, i);
-            model[bucket] = i;
-        }
-        int head_size =
-            round % 2 ? StoredHashTable::kTokenIndexHeadSize : StoredHashTable::kHeadSize;
-        WriteFile("h", 0x1000B, [&](TaggedFile* f) {
-            bool ok = f->Section_Start(kSectionGlbl) && table.Write(f, head_size);
-            for (int i = 0; i < entries; i++) {  // the owner's entries follow
-                ok = ok && StoredHashTable::Write_U32(f, i * 3) &&
-                     StoredHashTable::Write_U16(f, static_cast<uint16_t>(i));
-            }
-            return ok;
-        });
-        TaggedFile reader(manager());
-        ASSERT_TRUE(OpenFile(reader, "h"));
-        ASSERT_TRUE(reader.Section_Read_Start(kSectionGlbl));
-        StoredHashTable back;
-        ASSERT_TRUE(back.Read(&reader, 6, head_size)) << back.error().c_str();
-        EXPECT_EQ(back.bits(), bits);
-        EXPECT_EQ(back.entries(), entries);
-        EXPECT_EQ(back.used_buckets(), static_cast<int>(model.size()));
-        for (int b = 0; b < back.buckets(); b++) {
-            auto it = model.find(b);
-            ASSERT_EQ(back.head(b), it == model.end() ? -1 : it->second);
-        }
-        for (int i = 0; i < entries; i++) {
-            uint32_t value;
-            uint16_t small;
-            ASSERT_TRUE(StoredHashTable::Read_U32(&reader, &value));
-            ASSERT_TRUE(StoredHashTable::Read_U16(&reader, &small));
-            ASSERT_EQ(value, static_cast<uint32_t>(i * 3));
-            ASSERT_EQ(small, i);
-        }
-        uint16_t beyond;
-        EXPECT_FALSE(StoredHashTable::Read_U16(&reader, &beyond));
-    }
-}
-
-TEST_F(StoredHashTableTest, DamagedTablesAreRefused) {
+// Tables of every kind round-trip in the tests of their owners (variable
+// hashes byte for byte against a model, functions, token indexes); here the
+// limits and the damage.
+TEST_F(StoredHashTableTest, LimitsAndDamagedTables) {
     auto table_bytes = [](int used, int bits, uint32_t entries, std::vector<int> buckets) {
         Bytes out;
         append_u16(out, static_cast<uint16_t>(used));
@@ -117,6 +67,8 @@ TEST_F(StoredHashTableTest, DamagedTablesAreRefused) {
     EXPECT_EQ(t.buckets(), 1);
     EXPECT_EQ(t.head(0), 0);
     EXPECT_EQ(t.head(1), -1);
+    ASSERT_TRUE(ReadTable(t, table_bytes(0, 16, 0, {}), 8));  // the most bits
+    EXPECT_EQ(t.buckets(), 65536);
 
     struct Case {
         Bytes bytes;
@@ -141,32 +93,12 @@ TEST_F(StoredHashTableTest, DamagedTablesAreRefused) {
     EXPECT_FALSE(ReadTable(t, table_bytes(0, 8, 0, {}), 0, StoredHashTable::kTokenIndexHeadSize));
 }
 
-TEST(StoredHashTableOrderTest, BucketAndChainOrder) {
-    // The bucket is hashi with 0, masked: case does not matter.
-    EXPECT_EQ(StoredHashTable::Bucket("Name", 4, 12), StoredHashTable::Bucket("nAME", 4, 12));
-    EXPECT_EQ(StoredHashTable::Bucket("anything", 8, 0), 0);
-    for (int bits = 1; bits <= 16; bits++) {
-        EXPECT_EQ(StoredHashTable::Bucket("counter", 7, bits),
-                  StoredHashTable::Bucket("counter", 7, 16) & ((1 << bits) - 1));
-    }
-    EXPECT_EQ(StoredHashTable::Compare("zz", 2, "aaa", 3), -1);
-    EXPECT_EQ(StoredHashTable::Compare("abc", 3, "ABD", 3), -1);
-    EXPECT_EQ(StoredHashTable::Compare("ABC", 3, "abc", 3), 0);
-    EXPECT_EQ(StoredHashTable::Compare("b", 1, "A", 1), 1);
-}
-
-TEST(InstructionsTest, OperandKindsComeFromTheBits) {
-    EXPECT_EQ(Instructions::Length(Op_pushf), 10);  // a double
-    EXPECT_EQ(Instructions::Length(Op_pushi), 6);   // a dword
-    EXPECT_EQ(Instructions::Length(Op_cmpgg), 10);
-    EXPECT_EQ(Instructions::Length(Op_out), 2);
+// The lengths of the common operand kinds show in the offsets of the
+// segment listing; here the rarer bit patterns.
+TEST(InstructionsTest, TableHoldsEveryNumberOnce) {
     EXPECT_EQ(Instructions::First_Operand(0xC000), OperandNone);
     EXPECT_EQ(Instructions::Second_Operand(0x3000), OperandNone);
-    EXPECT_EQ(Instructions::Second_Operand(0x2000), OperandDouble);
     EXPECT_EQ(Instructions::Length(0xA000), 18);
-}
-
-TEST(InstructionsTest, TableHoldsEveryNumberOnce) {
     int count = 0;
     const Instruction_Info* table = Instructions::Table(&count);
     EXPECT_EQ(count, 147);
@@ -192,9 +124,7 @@ TEST(InstructionsTest, TableHoldsEveryNumberOnce) {
     EXPECT_EQ(unknown_to_listing,
               (std::set<int>{63,  65,  82,    85,    88,    89,    91,    278,   534,   535,  536,
                              537, 538, 16467, 16468, 16470, 16658, 16661, 20572, 20755, 20756}));
-    EXPECT_STREQ(Instructions::Lookup(Op_op_export)->listing, "export");
     EXPECT_STREQ(Instructions::Lookup(Op_op_export)->name, "op_export");
-    EXPECT_STREQ(Instructions::Lookup(Op_exit)->listing, "exit");
     EXPECT_STREQ(Instructions::Lookup(Op_exit_alt)->name, "exit");
     EXPECT_STREQ(Instructions::Lookup(Op_dbopen1)->name, "dbopen");
     EXPECT_STREQ(Instructions::Lookup(Op_op_http_counted)->name, "op_http");

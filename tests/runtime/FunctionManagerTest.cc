@@ -4,7 +4,6 @@
 #include <map>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
@@ -110,14 +109,12 @@ TEST(FunctionTest, CopiesKeepOrRebuildTheFunction) {
     f->LocalVariables()->Insert("total", -1);
     int marker = 0;
     f->SetText(&marker);
-
     // Deep copy: everything equal, locals independent.
     Function deep(*f, nullptr);
     ExpectSameFunction(f, &deep);
     EXPECT_EQ(deep.text(), &marker);
     deep.LocalVariables()->Insert("more", -1);
     EXPECT_EQ(f->LocalVariables()->Entries(), 3);
-
     // Into another manager: name and parameters added to its dictionary,
     // entry point gone, locals hold the parameters only.
     Dictionary other_dictionary;
@@ -191,7 +188,6 @@ TEST_F(FunctionManagerTest, FunctionsRoundTrip) {
         EXPECT_NE(read.Function_Get(name, -1), nullptr) << name;
     EXPECT_EQ(read.Function_Get("stale", -1), nullptr);
     EXPECT_EQ(read.Function_Get("Format", -1)->id(), 1);
-
     // A table that was read takes more functions and writes the same bytes
     // as the original after the same additions.
     functions.Function_Add(5, 5, "later", -1, "q", -1, 0);
@@ -231,25 +227,6 @@ TEST_F(FunctionManagerTest, SectionBytesOfOneFunctionAndOfNone) {
     Read("empty.oxc", d, read);
     EXPECT_EQ(read.Entries(), 0);
     EXPECT_EQ(read.Function_Get("x", -1), nullptr);
-}
-
-TEST_F(FunctionManagerTest, OneBucketHoldsEveryNameInOrder) {
-    Dictionary dictionary;
-    FunctionManager one(&dictionary, 0);
-    for (const char* name : {"ccc", "b", "BB", "a", "aa", "A", "bb"})
-        one.Function_Add(0, 0, name, -1, nullptr, 0, 0);
-    ASSERT_EQ(one.buckets(), 1);
-    std::vector<std::string> chain;
-    for (int n = one.bucket_head(0); n != -1; n = one.next_link(n))
-        chain.push_back(Str(one.Function_Get(n)->name()));
-    EXPECT_EQ(chain, (std::vector<std::string>{"a", "A", "b", "aa", "BB", "bb", "ccc"}));
-    Write("one.oxc", dictionary, one);
-    Dictionary d;
-    FunctionManager read(&d);
-    Read("one.oxc", d, read);
-    ExpectSameManager(one, read);
-    EXPECT_EQ(read.Function_Get("bB", -1)->id(), 2);
-    EXPECT_EQ(read.Function_Get("Ccc", -1)->id(), 0);
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,62 +18,21 @@
 
 namespace {
 
-std::string scripts_directory() {
-    return OXIN_SOURCE_DIR "/tests/runtime/scripts";
-}
+const std::string kScripts = OXIN_SOURCE_DIR "/tests/runtime/scripts/";
 
 std::string read_file(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    std::stringstream content;
-    content << in.rdbuf();
-    return content.str();
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 std::vector<std::string> script_names() {
     std::vector<std::string> names;
-    if (DIR* directory = opendir(scripts_directory().c_str())) {
-        while (dirent* entry = readdir(directory)) {
-            std::string name = entry->d_name;
-            if (name.size() > 4 && name.compare(name.size() - 4, 4, ".oxs") == 0)
-                names.push_back(name.substr(0, name.size() - 4));
-        }
-        closedir(directory);
+    for (const auto& entry : std::filesystem::directory_iterator(kScripts)) {
+        if (entry.path().extension() == ".oxs") names.push_back(entry.path().stem());
     }
     std::sort(names.begin(), names.end());
     return names;
 }
-
-// Each listing in scripts/ runs with its output (and error messages) compared
-// to the file of the same name ending in ".out", where $FILE stands for the
-// compiled file's path. A comment "; result: N" gives the expected value of
-// Go, 1 by default.
-class ScriptTest : public ::testing::TestWithParam<std::string> {};
-
-TEST_P(ScriptTest, PrintsWhatItsOutFileSays) {
-    std::string base = scripts_directory() + "/" + GetParam();
-    std::string listing = read_file(base + ".oxs");
-    std::string expected = read_file(base + ".out");
-    int result = 1;
-    size_t at = listing.find("; result: ");
-    if (at != std::string::npos) result = std::stoi(listing.substr(at + 10));
-
-    TestApplication application;
-    StringOutput output;
-    application.SetOutput(&output);
-    ScriptRun run(listing, &application);
-    ASSERT_EQ(run.error(), "");
-    EXPECT_EQ(run.Go(), result);
-    for (size_t file; (file = expected.find("$FILE")) != std::string::npos;)
-        expected.replace(file, 5, run.path());
-    EXPECT_EQ(output.text(), expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Scripts, ScriptTest, ::testing::ValuesIn(script_names()),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             std::string name = info.param;
-                             std::replace(name.begin(), name.end(), '-', '_');
-                             return name;
-                         });
 
 struct Machine {
     explicit Machine(const std::string& listing) : run(listing, &application) {
@@ -85,6 +42,32 @@ struct Machine {
     StringOutput output;
     ScriptRun run;
 };
+
+// Each listing in scripts/ runs with its output (and error messages) compared
+// to the file of the same name ending in ".out", where $FILE stands for the
+// compiled file's path. A comment "; result: N" gives the expected value of
+// Go, 1 by default.
+class ScriptTest : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(ScriptTest, PrintsWhatItsOutFileSays) {
+    std::string listing = read_file(kScripts + GetParam() + ".oxs");
+    std::string expected = read_file(kScripts + GetParam() + ".out");
+    size_t at = listing.find("; result: ");
+    int result = at == std::string::npos ? 1 : std::stoi(listing.substr(at + 10));
+    Machine machine(listing);
+    ASSERT_EQ(machine.run.error(), "");
+    EXPECT_EQ(machine.run.Go(), result);
+    for (size_t file; (file = expected.find("$FILE")) != std::string::npos;)
+        expected.replace(file, 5, machine.run.path());
+    EXPECT_EQ(machine.output.text(), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scripts, ScriptTest, ::testing::ValuesIn(script_names()),
+                         [](const ::testing::TestParamInfo<std::string>& info) {
+                             std::string name = info.param;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
 
 TEST(OxinVMTest, LongConcatenationsBuildInPlace) {
     Machine machine(
@@ -118,7 +101,8 @@ TEST(OxinVMTest, ACancelledRunStopsWithOneMessage) {
 }
 
 TEST(OxinVMTest, ExitStopsEveryMachineSharingTheFlag) {
-    Machine machine(".segment 0\n    pushc \"a\"\n    out\n    exit\n    pushc \"b\"\n    out\n.end\n");
+    Machine machine(
+        ".segment 0\n    pushc \"a\"\n    out\n    exit\n    pushc \"b\"\n    out\n.end\n");
     EXPECT_EQ(machine.run.Go(), 1);
     EXPECT_EQ(machine.output.text(), "a");
     EXPECT_EQ(machine.application.finished_flag, 1);

@@ -2,16 +2,17 @@
 // the "segs" section both ways, and the listing.
 
 #include <cstring>
+#include <fstream>
 #include <random>
 
-#include "runtime/Instructions.h"
 #include "base/LittleEndian.h"
+#include "runtime/Instructions.h"
 #include "runtime/SegmentManager.h"
 #include "tests/support/CompiledFileFixture.h"
 
 namespace {
 
-TEST(SegmentTest, ReadsStopAtCodeLength) {
+TEST(SegmentTest, ReadsStopAtCodeLengthWritesRaiseIt) {
     Segment s(3, 10);
     EXPECT_EQ(s.Code_Length(), 10);
     uint16_t word = 1;
@@ -31,22 +32,18 @@ TEST(SegmentTest, ReadsStopAtCodeLength) {
     Segment fresh(0);
     EXPECT_EQ(fresh.size(), 8192);
     EXPECT_EQ(fresh.Read_Byte(0, &byte), -1);
-}
-
-TEST(SegmentTest, WritesAreLittleEndianAndRaiseCodeLength) {
-    Segment s(0);
-    EXPECT_EQ(s.Write_Word(0, 0x4001), 2);
-    EXPECT_EQ(s.Write_Dword(2, 0x11223344), 6);
-    EXPECT_EQ(s.Write_Double(6, -2.5), 14);
-    EXPECT_EQ(s.Write_Byte(14, 0x15), 15);
-    EXPECT_EQ(s.Code_Length(), 15);
+    // Writes are little-endian and raise the code length.
+    EXPECT_EQ(fresh.Write_Word(0, 0x4001), 2);
+    EXPECT_EQ(fresh.Write_Dword(2, 0x11223344), 6);
+    EXPECT_EQ(fresh.Write_Double(6, -2.5), 14);
+    EXPECT_EQ(fresh.Write_Byte(14, 0x15), 15);
+    EXPECT_EQ(fresh.Code_Length(), 15);
     const unsigned char expected[] = {0x01, 0x40, 0x44, 0x33, 0x22, 0x11, 0,   0,
                                       0,    0,    0,    0,    0x04, 0xC0, 0x15};
-    EXPECT_EQ(memcmp(s.Code(), expected, sizeof expected), 0);
-    double value = 0;
-    EXPECT_EQ(s.Read_Double(6, &value), 14);
+    EXPECT_EQ(memcmp(fresh.Code(), expected, sizeof expected), 0);
+    EXPECT_EQ(fresh.Read_Double(6, &value), 14);
     EXPECT_EQ(value, -2.5);
-    EXPECT_EQ(s.Write_Byte(-1, 9), -1);
+    EXPECT_EQ(fresh.Write_Byte(-1, 9), -1);
 }
 
 TEST(SegmentTest, GrowthRules) {
@@ -165,15 +162,8 @@ TEST_F(SegmentFileTest, SegsRoundTrip) {
 
 std::string dump_of(const Segment& s, const std::string& path, const char* text) {
     s.Dump(path.c_str(), text, static_cast<int>(strlen(text)));
-    FILE* in = fopen(path.c_str(), "r");
-    if (!in) return "<none>";
-    std::string out;
-    char buffer[256];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, in)) > 0)
-        out.append(buffer, n);
-    fclose(in);
-    return out;
+    std::ifstream in(path);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 TEST_F(SegmentFileTest, DumpListsNamesOperandsAndIllegalNumbers) {

@@ -1,15 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
-#include <map>
-#include <random>
 #include <string>
-#include <vector>
 
 #include "files/Dictionary.h"
-#include "tests/support/CompiledFileFixture.h"
-#include "tests/support/TestText.h"
 #include "tests/variables/VariableTestSupport.h"
 #include "variables/ClonedVariableHash.h"
 #include "variables/ReferenceVariable.h"
@@ -20,10 +13,6 @@
 #include "variables/VariableList.h"
 
 namespace {
-
-std::string NameOf(VariableHash& hash, int n) {
-    return DictionaryText(*hash.dictionary(), hash.entry(n)->id);
-}
 
 TEST(VariableHashEntries, NumberedInOrderFoundWithoutCase) {
     Dictionary dictionary;
@@ -57,36 +46,12 @@ TEST(VariableHashEntries, NumberedInOrderFoundWithoutCase) {
     EXPECT_EQ(hash.Index(2, 0), nullptr);  // the second Alpha has no variable yet
 }
 
-// Many names in few buckets, past the first capacity: every entry keeps
-// its number, its chain stays ordered, and the first of equal names wins.
-TEST(VariableHashEntries, RandomNamesAgainstMap) {
-    std::mt19937 random(5);
-    Dictionary dictionary;
-    VariableHash hash(&dictionary, 4, 64);
-    std::map<std::string, int> first;  // lower-case name => first entry
-    std::vector<std::string> names;
-    for (int i = 0; i < 700; i++) {
-        names.push_back(RandomName(random, "abcdefABCDEF", 4));
-        ASSERT_EQ(hash.Insert(names.back().c_str(), static_cast<int>(names.back().size())), i);
-        first.emplace(Lower(names.back()), i);
-    }
-    EXPECT_EQ(hash.capacity(), 64 + 2 * 512);
-    ExpectChainsOrdered(hash, 4, [&hash](int n) { return NameOf(hash, n); });
-    for (const std::string& name : names)
-        ASSERT_EQ(hash.Seek(-1, name.c_str(), -1), first[Lower(name)]) << name;
-    int used = 0;
-    for (int bucket = 0; bucket < hash.buckets(); bucket++)
-        used += hash.bucket_head(bucket) != -1;
-    EXPECT_EQ(hash.used_buckets(), used);
-}
-
 TEST(VariableHashEntries, SettingReplacingAndClearing) {
     UserVariableHash hash;
     hash.SetVariable("x", -1, "1", -1);
     hash.SetVariable("X", -1, "2", -1);
     EXPECT_EQ(hash.Entries(), 1);
     EXPECT_EQ(Text(hash.Index(0, 0)), "2");
-
     Variable* kept = hash.Index(0, 0);
     kept->IncRefCount();
     hash.SetVariable(new Variable("x", -1, "3", -1));
@@ -95,7 +60,6 @@ TEST(VariableHashEntries, SettingReplacingAndClearing) {
     EXPECT_EQ(Text(hash.Index(0, 0)), "3");
     hash.SetVariable(new Variable("y", -1, 4));
     EXPECT_EQ(hash.Entries(), 2);
-
     Held target(new Variable("t", -1, "target", -1));
     EXPECT_EQ(hash.SetVariable_Reference(1, target.get()), 1);
     EXPECT_EQ(hash.Index(1, 0)->type(), 1);
@@ -103,11 +67,9 @@ TEST(VariableHashEntries, SettingReplacingAndClearing) {
     EXPECT_EQ(Text(hash.Index(1, 0)), "target");
     EXPECT_EQ(target->refcount(), 2);
     EXPECT_EQ(hash.SetVariable_Reference(2, target.get()), 0);
-
     EXPECT_EQ(hash.ClearVariable("X", -1), 1);
     EXPECT_TRUE(hash.Index(0, 0)->IsNULL());
     EXPECT_EQ(hash.ClearVariable("nothing", -1), 0);
-
     VariableList* list = new VariableList();
     hash.Insert("unallocated", -1);
     hash.AllocatedVars(list);
@@ -179,46 +141,30 @@ TEST(VariableHashNames, RepeatedRequestValuesMakeArrays) {
     EXPECT_EQ(Text(system.Index(0, 0)), "2");
 }
 
-struct ScopeCase {
-    const char* name;
-    int scope;
-    const char* rest;
-    const char* database;
-};
-
+// Name => scope code, the rest, and the database named ("-" for none).
 TEST(VariableHashNames, ScopePrefixes) {
-    const ScopeCase cases[] = {{"l.x", ScopeLocal, "x", nullptr},
-                               {"LOCAL.x", ScopeLocal, "x", nullptr},
-                               {"g.x", ScopeGlobal, "x", nullptr},
-                               {"Global.x", ScopeGlobal, "x", nullptr},
-                               {"s.x", ScopeSystem, "x", nullptr},
-                               {"system.x", ScopeSystem, "x", nullptr},
-                               {"d.x", ScopeDatabase, "x", ""},
-                               {"database.x", ScopeDatabase, "x", ""},
-                               {"db.d.x", ScopeDatabase, "x", "db"},
-                               {"db.DATABASE.x", ScopeDatabase, "x", "db"},
-                               {"x.d.y", ScopeDatabase, "y", "x"},
-                               {"x.database.y", ScopeDatabase, "y", "x"},
-                               {"x.y", ScopeNone, "x.y", nullptr},
-                               {"q.x", ScopeNone, "q.x", nullptr},
-                               {"x", ScopeNone, "x", nullptr},
-                               {"a[1]:b", ScopeNone, "a[1]:b", nullptr},
-                               {"local.d.x", ScopeLocal, "d.x", nullptr},
-                               {"g.d.x", ScopeDatabase, "x", "g"}};
-    for (const ScopeCase& c : cases) {
-        const char* rest = nullptr;
-        const char* database = nullptr;
+    const std::pair<const char*, const char*> cases[] = {
+        {"l.x", "0 x -"},         {"LOCAL.x", "0 x -"},
+        {"g.x", "1 x -"},         {"Global.x", "1 x -"},
+        {"s.x", "2 x -"},         {"system.x", "2 x -"},
+        {"d.x", "3 x "},          {"database.x", "3 x "},
+        {"db.d.x", "3 x db"},     {"db.DATABASE.x", "3 x db"},
+        {"x.d.y", "3 y x"},       {"x.database.y", "3 y x"},
+        {"x.y", "5 x.y -"},       {"q.x", "5 q.x -"},
+        {"x", "5 x -"},           {"a[1]:b", "5 a[1]:b -"},
+        {"local.d.x", "0 d.x -"}, {"g.d.x", "3 x g"}};
+    for (auto [name, expected] : cases) {
+        const char *rest = nullptr, *database = nullptr;
         int rest_length = -2, database_length = -2;
-        int scope =
-            VariableHash::Scope(c.name, -1, &rest, &rest_length, &database, &database_length);
-        EXPECT_EQ(scope, c.scope) << c.name;
-        EXPECT_EQ(std::string(rest, rest_length), c.rest) << c.name;
-        if (c.database) {
-            ASSERT_NE(database, nullptr) << c.name;
-            EXPECT_EQ(std::string(database, database_length), c.database) << c.name;
+        int scope = VariableHash::Scope(name, -1, &rest, &rest_length, &database, &database_length);
+        std::string got = std::to_string(scope) + " " + std::string(rest, rest_length) + " ";
+        if (database) {
+            got += std::string(database, database_length);
         } else {
-            EXPECT_EQ(database_length, 0) << c.name;
+            EXPECT_EQ(database_length, 0) << name;
+            got += "-";
         }
+        EXPECT_EQ(got, expected) << name;
     }
 }
 
@@ -258,7 +204,6 @@ TEST(VariableHashScopes, SystemOverridesUndoneByLevel) {
     system.Pop();
     EXPECT_EQ(system.Index(2, 0), nullptr);
     EXPECT_EQ(Text(system.Index(0, 0)), "base");
-
     // Levels left open are dropped, with their saved variables, at the end.
     system.Push();
     system.SetVariable(new Variable("mode", -1, "left", -1));

@@ -59,11 +59,6 @@ Expected FromInteger(int value) {
     return {text, value, static_cast<double>(value), false, false};
 }
 
-Expected FromDouble(double value) {
-    // The text is checked by reading it back rather than by spelling.
-    return {"", static_cast<int>(value), value, false, false};
-}
-
 Expected FromText(const std::string& text) {
     Expected e{text, 0, 0.0, text.empty(), false};
     char* end;
@@ -80,24 +75,14 @@ Expected FromText(const std::string& text) {
 }
 
 std::string RandomText(std::mt19937& random) {
-    char text[32];
     int value = static_cast<int>(random() % 200000) - 100000;
-    switch (random() % 6) {
-        case 0:
-            return std::to_string(value);
-        case 1:
-            snprintf(text, sizeof text, "%.3f", value / 8.0);
-            return text;
-        case 2:
-            snprintf(text, sizeof text, "0x%X", static_cast<unsigned>(random() % 65536));
-            return text;
-        case 3:
-            return std::to_string(random() % 1000) + "abc";
-        case 4:
-            return "";
-        default:
-            return std::string(1 + random() % 5, static_cast<char>('a' + random() % 26));
-    }
+    char fraction[32], hex[16];
+    snprintf(fraction, sizeof fraction, "%.3f", value / 8.0);
+    snprintf(hex, sizeof hex, "0x%X", static_cast<unsigned>(random() % 65536));
+    std::string word(1 + random() % 5, static_cast<char>('a' + random() % 26));
+    std::string suffixed = std::to_string(random() % 1000) + "abc";
+    const std::string texts[] = {std::to_string(value), fraction, hex, suffixed, "", word};
+    return texts[random() % 6];
 }
 
 // Random assignments of every kind and random reads in random order over a
@@ -132,7 +117,7 @@ TEST(VariableForms, RandomAssignmentsStayCoherent) {
             case 1: {
                 double value = (static_cast<int>(random() % 2000000) - 1000000) / 64.0;
                 v->SetValue_Double(value);
-                e = FromDouble(value);
+                e = {"", static_cast<int>(value), value, false, false};  // text read back
                 break;
             }
             case 2: {
@@ -165,20 +150,14 @@ TEST(VariableForms, RandomAssignmentsStayCoherent) {
         for (int read = 0; read < 3; read++) {
             int kind = random() % 3;
             if (e.unset) e = kind == 2 ? FromText("") : FromInteger(0);
-            switch (kind) {
-                case 0:
-                    ASSERT_EQ(v->value_integer(), e.integer) << "step " << step;
-                    break;
-                case 1:
-                    ASSERT_EQ(v->value_double(), e.number) << "step " << step;
-                    break;
-                case 2:
-                    if (!e.text.empty() || e.null) {
-                        ASSERT_EQ(Text(v), e.text) << "step " << step;
-                    } else {
-                        ASSERT_EQ(strtod(Text(v).c_str(), nullptr), e.number) << "step " << step;
-                    }
-                    break;
+            if (kind == 0) {
+                ASSERT_EQ(v->value_integer(), e.integer) << "step " << step;
+            } else if (kind == 1) {
+                ASSERT_EQ(v->value_double(), e.number) << "step " << step;
+            } else if (!e.text.empty() || e.null) {
+                ASSERT_EQ(Text(v), e.text) << "step " << step;
+            } else {
+                ASSERT_EQ(strtod(Text(v).c_str(), nullptr), e.number) << "step " << step;
             }
         }
     }
@@ -190,7 +169,7 @@ TEST(VariableForms, RandomAssignmentsStayCoherent) {
     }
 }
 
-TEST(VariableCopy, SelfAssignment) {
+TEST(VariableCopy, SelfAssignmentAndDeepCopies) {
     Held v(new Variable("v", -1, "abc", -1));
     v->SetValue(*v);
     EXPECT_EQ(Text(v.get()), "abc");
@@ -203,9 +182,6 @@ TEST(VariableCopy, SelfAssignment) {
     EXPECT_NE(v->aggregateelements(), before);
     EXPECT_NE(v->Element(AggregateIndex(1), 0), first);
     EXPECT_EQ(Text(v.get()), "x,y");
-}
-
-TEST(VariableCopy, AggregatesCopyDeeply) {
     Held a(new Variable("a", -1));
     a->Element(AggregateIndex("m", -1), 1)->Element(AggregateIndex(3), 1)->SetValue_Integer(4);
     Held b(new Variable("b", -1, "old", -1));
@@ -279,7 +255,7 @@ TEST(VariableCounts, HoldersShareOneVariable) {
     holder->SetNULL();  // the last count goes with the element
 }
 
-TEST(VariableReferences, WritesReachTheTargetAndNamesStay) {
+TEST(VariableReferences, WritesReachTheTargetThroughChains) {
     Variable* target = new Variable("target", -1, "a", -1);
     Variable* reference = new Variable("ref", -1, 3);
     reference->IncRefCount();  // two holders
@@ -299,7 +275,6 @@ TEST(VariableReferences, WritesReachTheTargetAndNamesStay) {
     Held clone(reference->Clone(nullptr));
     EXPECT_EQ(clone->type(), 0);
     EXPECT_EQ(Text(clone.get()), "z");
-
     // Retargeting moves both counts.
     Variable* other = new Variable("other", -1, "o", -1);
     reference->Make_Reference(other);
@@ -311,9 +286,6 @@ TEST(VariableReferences, WritesReachTheTargetAndNamesStay) {
     EXPECT_EQ(other->refcount(), 1);
     other->DecRefCount();
     target->DecRefCount();
-}
-
-TEST(VariableReferences, ReferenceToItselfAndChains) {
     Variable* v = new Variable("v", -1, "x", -1);
     Variable* r = new ReferenceVariable("r", -1, v);
     v->Make_Reference(r);  // r already leads to v

@@ -39,10 +39,6 @@ TEST_F(TaggedFileTest, ReaderFindsEverySectionOfTheHelloFile) {
     EXPECT_EQ(file.directory_entry(7), nullptr);
     EXPECT_EQ(file.directory_entry(-1), nullptr);
     EXPECT_EQ(std::string(file.path().c_str()), Path("hello.oxc"));
-    EXPECT_EQ(SectionBytes("hello.oxc", kSectionLocd), Bytes({0, 0, 0, 0}));
-    Bytes dict = SectionBytes("hello.oxc", kSectionDict);
-    EXPECT_EQ(std::string(dict.begin() + 20, dict.end()), "Hello");
-
     // Reads by offset do not disturb the sequential position.
     unsigned char code[8], head[4];
     int size = 0;
@@ -54,15 +50,6 @@ TEST_F(TaggedFileTest, ReaderFindsEverySectionOfTheHelloFile) {
     EXPECT_EQ(file.Section_Remaining(), 20);
     EXPECT_EQ(file.Section_Read(head, 4), 4);
     EXPECT_EQ(get_u32(head), 0u);  // start segment, the second word
-
-    // Every empty table reads through the codec.
-    for (uint32_t id : {kSectionSyst, kSectionGlbl, kSectionLocl, kSectionFunc}) {
-        ASSERT_TRUE(file.Section_Read_Start(id));
-        StoredHashTable table;
-        ASSERT_TRUE(table.Read(&file, 8)) << table.error().c_str();
-        EXPECT_EQ(table.buckets(), 256);
-        EXPECT_EQ(table.entries(), 0);
-    }
     // A deactivated file reads on later.
     file.Deactivate();
     EXPECT_EQ(file.Section_Read(kSectionDict, 20, code, 5), 5);
@@ -81,10 +68,10 @@ TEST_F(TaggedFileTest, HeaderAndDirectoryRefusals) {
 
     const char kDirectory[] = "Unexpected end of file while reading directory";
     EXPECT_EQ(OpenError(Bytes(good.begin(), good.end() - 1)), kDirectory);
-    for (auto [at, value] : {std::pair{28, 3u},
-                             {28, 0xFFFFFFFFu},
-                             {28, 0x7FFFFFFFu},
-                             {24, 0xFFFFFFF0u}}) {  // entry count, directory offset
+    // Entry counts, then a directory offset, beyond the file.
+    const std::pair<int, uint32_t> damages[] = {
+        {28, 3u}, {28, 0xFFFFFFFFu}, {28, 0x7FFFFFFFu}, {24, 0xFFFFFFF0u}};
+    for (auto [at, value] : damages) {
         Bytes bad = good;
         put_u32(bad.data() + at, value);
         EXPECT_EQ(OpenError(bad), kDirectory) << at << " " << value;
@@ -100,12 +87,11 @@ TEST_F(TaggedFileTest, HeaderAndDirectoryRefusals) {
     }
 }
 
-TEST_F(TaggedFileTest, OpenFailuresKeepTheManagersTextAndCloseTheFile) {
+TEST_F(TaggedFileTest, OpenFailuresSectionBoundsAndCutReads) {
     TaggedFile file(manager());
     EXPECT_FALSE(OpenFile(file, "absent"));
     EXPECT_NE(Text(file), "");
     EXPECT_EQ(Text(file), std::string(manager()->error().c_str()));
-
     Put("bad", {1, 2, 3});
     int before = manager()->active_count();
     std::unique_ptr<File> opened(manager()->Open(Path("bad").c_str(), FileOpenRead));
@@ -114,17 +100,13 @@ TEST_F(TaggedFileTest, OpenFailuresKeepTheManagersTextAndCloseTheFile) {
     EXPECT_EQ(Text(file), kCorrupt);
     EXPECT_EQ(file.file(), nullptr);
     EXPECT_EQ(manager()->active_count(), before);  // closed with the failure
-
     Put("good", hello_file_bytes());
     opened.reset(manager()->Open(Path("good").c_str(), FileOpenRead));
     File* raw = opened.get();
     ASSERT_TRUE(file.Open(Path("good").c_str(), std::move(opened))) << Text(file);
     EXPECT_EQ(file.file(), raw);  // now the TaggedFile's
-}
-
-TEST_F(TaggedFileTest, SectionBoundsAndCutReads) {
+    // Reads are cut at the end of the section.
     Put("f", build_tagged_file({{kSectionDict, {1, 2, 3, 4, 5}}, {kSectionSyst, {9}}}));
-    TaggedFile file(manager());
     ASSERT_TRUE(OpenFile(file, "f")) << Text(file);
     unsigned char buffer[16] = {};
     ASSERT_TRUE(file.Section_Read_Start(kSectionDict));
@@ -139,7 +121,6 @@ TEST_F(TaggedFileTest, SectionBoundsAndCutReads) {
     EXPECT_EQ(Text(file), "Read past end of section boundary");
     EXPECT_EQ(file.Section_Read(kSectionDict, -1, buffer, 1), -1);
     EXPECT_EQ(file.Section_Read(buffer, -1), -1);
-
     // A section lying beyond the end of the file reads short.
     Bytes beyond = build_tagged_file({{kSectionDict, {1, 2}}});
     put_u32(beyond.data() + 32 + 2 + 4, 1000);  // the entry's offset
@@ -159,7 +140,6 @@ TEST_F(TaggedFileTest, MissingSectionKeepsTheCurrentOne) {
     EXPECT_FALSE(file.Section_Read_Start(kSectionSyst));
     EXPECT_EQ(Text(file), "Invalid section");
     EXPECT_EQ(file.Section_Read(buffer, 1), -1);
-
     // The first of two entries with one id wins.
     int size = 0;
     ASSERT_TRUE(file.Section_Read_Start(kSectionDict, &size));
