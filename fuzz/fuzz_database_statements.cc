@@ -64,6 +64,8 @@ forward:
     pushc ""
     pushi 1
     dbskip
+    pushnc "OxSKIP_Error"
+    jmp_ne backward
     jmp forward
 backward:
     pushc "t"
@@ -140,7 +142,7 @@ backward:
 .end
 )";
 
-constexpr long kInstructionBudget = 200000;
+constexpr long kInstructionBudget = 20000;
 
 uint32_t length_at(const uint8_t* data) {
     return data[0] | data[1] << 8 | data[2] << 16 | static_cast<uint32_t>(data[3]) << 24;
