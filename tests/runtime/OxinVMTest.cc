@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,6 +8,7 @@
 #include "runtime/Feature.h"
 #include "runtime/OxinVM.h"
 #include "runtime/OxinVM_Stack.h"
+#include "tests/support/ScriptFiles.h"
 #include "tests/support/ScriptRun.h"
 #include "tests/support/StringOutput.h"
 #include "variables/Variable.h"
@@ -19,20 +17,6 @@
 namespace {
 
 const std::string kScripts = OXIN_SOURCE_DIR "/tests/runtime/scripts/";
-
-std::string read_file(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-std::vector<std::string> script_names() {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(kScripts)) {
-        if (entry.path().extension() == ".oxs") names.push_back(entry.path().stem());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 struct Machine {
     explicit Machine(const std::string& listing) : run(listing, &application) {
@@ -44,30 +28,16 @@ struct Machine {
 };
 
 // Each listing in scripts/ runs with its output (and error messages) compared
-// to the file of the same name ending in ".out", where $FILE stands for the
-// compiled file's path. A comment "; result: N" gives the expected value of
-// Go, 1 by default.
+// to the file of the same name ending in ".out".
 class ScriptTest : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(ScriptTest, PrintsWhatItsOutFileSays) {
-    std::string listing = read_file(kScripts + GetParam() + ".oxs");
-    std::string expected = read_file(kScripts + GetParam() + ".out");
-    size_t at = listing.find("; result: ");
-    int result = at == std::string::npos ? 1 : std::stoi(listing.substr(at + 10));
-    Machine machine(listing);
-    ASSERT_EQ(machine.run.error(), "");
-    EXPECT_EQ(machine.run.Go(), result);
-    for (size_t file; (file = expected.find("$FILE")) != std::string::npos;)
-        expected.replace(file, 5, machine.run.path());
-    EXPECT_EQ(machine.output.text(), expected);
+    TestApplication application;
+    ExpectListingOutput(kScripts + GetParam(), &application);
 }
 
-INSTANTIATE_TEST_SUITE_P(Scripts, ScriptTest, ::testing::ValuesIn(script_names()),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             std::string name = info.param;
-                             std::replace(name.begin(), name.end(), '-', '_');
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Scripts, ScriptTest, ::testing::ValuesIn(listing_names(kScripts)),
+                         [](const auto& info) { return test_name(info.param); });
 
 TEST(OxinVMTest, LongConcatenationsBuildInPlace) {
     Machine machine(
