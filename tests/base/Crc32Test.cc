@@ -12,16 +12,11 @@ static uint32_t Checksum(const std::string& text) {
 }
 
 // Check values published for the CRC-32/BZIP2 parameter set.
-TEST(Crc32Test, KnownValues) {
+TEST(Crc32Test, KnownValuesWholeAndPiecewise) {
     EXPECT_EQ(static_cast<uint32_t>(crc32_init()), 0xFFFFFFFFu);
     EXPECT_EQ(Checksum("123456789"), 0xFC891918u);
     EXPECT_EQ(Checksum(""), 0u);
-    // Not the reflected zlib CRC, whose check value is 0xCBF43926.
-    EXPECT_NE(Checksum("123456789"), 0xCBF43926u);
     EXPECT_EQ(Checksum("The quick brown fox jumps over the lazy dog"), 0x459DEE61u);
-}
-
-TEST(Crc32Test, PiecewiseEqualsWhole) {
     std::string text;
     for (int i = 0; i < 300; i++)
         text += static_cast<char>(i * 37 + 11);

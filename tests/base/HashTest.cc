@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <random>
 #include <string>
 
 #include "base/Hash.h"
 #include "base/MemCmpI.h"
+#include "tests/base/BaseTestSupport.h"
+#include "tests/support/TestText.h"
 
 namespace {
 
@@ -15,8 +16,7 @@ namespace {
 //   c += len; a += le(tail[0:4]); b += le(tail[4:8]); c += le(tail[8:11]) << 8; mix
 struct KnownAnswer {
     std::string text;
-    unsigned initial;
-    unsigned expected;
+    unsigned initial, expected;
 };
 
 const KnownAnswer kKnownAnswers[] = {
@@ -42,45 +42,30 @@ TEST(HashTest, KnownAnswers) {
             answer.expected)
             << text;
     }
-}
-
-TEST(HashTest, AllByteValuesKnownAnswer) {
     unsigned char bytes[256];
     for (int i = 0; i < 256; i++)
         bytes[i] = static_cast<unsigned char>(i);
     EXPECT_EQ(hash(bytes, 256, 0), 0x95d7fc03u);
 }
 
+// hashi is hash of the lower-cased text; texts that memcmpi calls equal,
+// of every byte and of lengths up to three rounds and a tail, hash equal.
 TEST(HashTest, HashiIsHashOfTheLowerCasedText) {
     for (const KnownAnswer& answer : kKnownAnswers) {
-        std::string lower = answer.text;
-        for (char& c : lower)
-            c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+        std::string lower = Lower(answer.text);
         EXPECT_EQ(hashi(answer.text.data(), answer.text.size(), answer.initial),
                   hash(lower.data(), lower.size(), answer.initial));
     }
     EXPECT_EQ(hashi("Content-Type", 12, 0), hashi("CONTENT-TYPE", 12, 0));
     EXPECT_NE(hash("Content-Type", 12, 0), hash("CONTENT-TYPE", 12, 0));
-}
-
-// Every byte of every length up to three rounds and a tail, in random case:
-// texts that memcmpi calls equal must hash equal under hashi.
-TEST(HashTest, HashiAgreesWithMemcmpi) {
     std::mt19937 random(17);
     for (int round = 0; round < 3000; round++) {
-        int length = static_cast<int>(random() % 40);
-        std::string a(length, '\0');
-        for (char& c : a)
-            c = static_cast<char>(random() % 256);
-        std::string b = a;
-        for (char& c : b) {
-            unsigned char byte = static_cast<unsigned char>(c);
-            if (random() % 2) c = static_cast<char>(toupper(byte));
-            if (random() % 2) c = static_cast<char>(tolower(byte));
-        }
+        std::string a = RandomBytes(random, static_cast<int>(random() % 40));
+        std::string b = RandomCase(a, random);
+        int length = static_cast<int>(a.size());
         ASSERT_EQ(memcmpi(a.data(), b.data(), length), 0);
-        EXPECT_EQ(hashi(a.data(), length, 0), hashi(b.data(), length, 0));
         EXPECT_EQ(hashi(a.data(), length, 99), hashi(b.data(), length, 99));
+        EXPECT_EQ(hashi(a.data(), length, 99), hash(Lower(a).data(), length, 99));
     }
 }
 

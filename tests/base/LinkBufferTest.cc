@@ -3,8 +3,10 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <tuple>
 
 #include "base/LinkBuffer.h"
+#include "tests/base/BaseTestSupport.h"
 
 namespace {
 
@@ -20,52 +22,42 @@ char* heap_copy(const std::string& text, int size) {
     return buffer;
 }
 
-TEST(LinkBufferTest, BlockSizesRoundWithSpare) {
-    LinkBuffer buffer(512, 4096);
-    std::string exact(512, 'x');
-    buffer.cat(exact.data(), 512);  // (512 / 512 + 1) * 512
-    int length, size;
-    buffer.data(&length, &size);
-    EXPECT_EQ(length, 512);
-    EXPECT_EQ(size, 1024);
+using Flat = std::tuple<std::string, int, int>;
 
+// The flattened text up to its NUL, its length and its size.
+Flat flattened(LinkBuffer& buffer) {
+    int length = -1, size = -1;
+    const char* data = buffer.data(&length, &size);
+    return {data, length, size};
+}
+
+// A block is the bytes rounded up to its size with room to spare; two blocks
+// flatten to exactly total + 1, a full one gains room for the NUL.
+TEST(LinkBufferTest, SizesOfBlocksAndOfFlattenedData) {
+    std::string exact(512, 'x');
+    LinkBuffer buffer(512, 4096);
+    buffer.cat(exact.data(), 512);  // (512 / 512 + 1) * 512
+    EXPECT_EQ(flattened(buffer), Flat(exact, 512, 1024));
     LinkBuffer small(512, 4096);
     small.cat("abc", 3);
     EXPECT_EQ(small.cat(exact.data(), 512), 3);  // 509 fit, 3 into a new 4096 block
-    small.data(&length, &size);                  // two blocks flatten to exactly total + 1
-    EXPECT_EQ(length, 515);
-    EXPECT_EQ(size, 516);
-}
-
-TEST(LinkBufferTest, DataFlattensAFullBlockWithRoomForTheNul) {
-    LinkBuffer buffer(4, 4);
-    buffer.cat_nocopy(heap_copy("full", 4), 4, 4);
-    int length, size;
-    const char* data = buffer.data(&length, &size);
-    EXPECT_EQ(length, 4);
-    EXPECT_EQ(size, 5);
-    EXPECT_STREQ(data, "full");
-}
-
-TEST(LinkBufferTest, EmptyBuffers) {
-    LinkBuffer buffer(16, 16);
-    int length = -1, size = -1;
-    EXPECT_STREQ(buffer.data(&length, &size), "");
-    EXPECT_EQ(length, 0);
-    EXPECT_EQ(size, 1);
-    char* released = buffer.release(&length, nullptr, 0);
-    EXPECT_EQ(length, 0);
-    delete[] released;
-    released = buffer.release(&length, &size, 1);
-    EXPECT_EQ(size, 1);
-    delete[] released;
+    EXPECT_EQ(flattened(small), Flat("abc" + exact, 515, 516));
+    LinkBuffer full(4, 4);
+    full.cat_nocopy(heap_copy("full", 4), 4, 4);
+    EXPECT_EQ(flattened(full), Flat("full", 4, 5));
+    LinkBuffer empty(16, 16);
+    EXPECT_EQ(flattened(empty), Flat("", 0, 1));
 }
 
 TEST(LinkBufferTest, ReleaseHandsOverOneBlockWithSpare) {
     LinkBuffer buffer(8, 8);
+    int length, size;
+    delete[] buffer.release(&length, nullptr, 0);
+    EXPECT_EQ(length, 0);
+    delete[] buffer.release(&length, &size, 1);
+    EXPECT_EQ(size, 1);
     buffer.cat("hello ", 6);
     buffer.cat("world", 5);
-    int length, size;
     char* text = buffer.release(&length, &size, 1);
     EXPECT_EQ(length, 11);
     EXPECT_GE(size, 12);
@@ -77,20 +69,17 @@ TEST(LinkBufferTest, ReleaseHandsOverOneBlockWithSpare) {
     EXPECT_EQ(contents(buffer), "again");
 }
 
-TEST(LinkBufferTest, NumbersAndHex) {
-    LinkBuffer buffer(16, 16);
-    buffer.cat(-42);
-    buffer.cat(' ');
-    buffer.cat(2.5);
-    buffer.cat(static_cast<unsigned char>(' '));
-    buffer.cat_hex(0xAF);
-    buffer.cat_hex(0x05);
-    buffer.prepend(7);
-    buffer.prepend(0.25);
-    EXPECT_EQ(contents(buffer), "0.257-42 2.5 AF05");
-}
-
-TEST(LinkBufferTest, JoiningChains) {
+TEST(LinkBufferTest, NumbersHexAndJoinedChains) {
+    LinkBuffer numbers(16, 16);
+    numbers.cat(-42);
+    numbers.cat(' ');
+    numbers.cat(2.5);
+    numbers.cat(static_cast<unsigned char>(' '));
+    numbers.cat_hex(0xAF);
+    numbers.cat_hex(0x05);
+    numbers.prepend(7);
+    numbers.prepend(0.25);
+    EXPECT_EQ(contents(numbers), "0.257-42 2.5 AF05");
     LinkBuffer* tail = new LinkBuffer(4, 4);
     tail->cat("tail-part", 9);
     LinkBuffer* head = new LinkBuffer(4, 4);
@@ -115,9 +104,7 @@ TEST(LinkBufferTest, RandomEditsMatchStdString) {
     LinkBuffer buffer(16, 64);
     std::string model;
     for (int step = 0; step < 20000; step++) {
-        std::string piece(random() % 100, 0);
-        for (char& c : piece)
-            c = static_cast<char>(random());
+        std::string piece = RandomBytes(random, static_cast<int>(random() % 100));
         int n = static_cast<int>(piece.size());
         switch (random() % 6) {
             case 0:

@@ -8,18 +8,9 @@
 
 #include "base/List.h"
 #include "base/SearchableList.h"
+#include "tests/base/BaseTestSupport.h"
 
 namespace {
-
-// An item that counts the live instances of its kind.
-struct Counted {
-    static int live;
-    int id;
-    explicit Counted(int i) : id(i) { live++; }
-    Counted(const Counted& other) : id(other.id) { live++; }
-    ~Counted() { live--; }
-};
-int Counted::live = 0;
 
 // The list's behaviour on std::list: the cursor is an iterator, end() for null.
 struct ListModel {
@@ -29,17 +20,13 @@ struct ListModel {
 
     Counted* At(std::list<Counted*>::iterator it) { return it == items.end() ? nullptr : *it; }
 
+    // At the current item goes before the cursor, at the tail if it is null.
     void Insert(Counted* item, ListPosition p) {
         entries++;
-        if (items.empty()) {
-            cursor = items.insert(items.end(), item);
-        } else if (p == ListHead) {
-            cursor = items.insert(items.begin(), item);
-        } else if (p == ListCurrent) {
-            cursor = items.insert(cursor, item);  // before the cursor, at the tail if null
-        } else {
-            cursor = items.insert(items.end(), item);
-        }
+        cursor = items.insert(p == ListHead      ? items.begin()
+                              : p == ListCurrent ? cursor
+                                                 : items.end(),
+                              item);
     }
 
     Counted* Remove(ListPosition p) {
@@ -74,43 +61,23 @@ struct ListModel {
     }
 };
 
-std::vector<Counted*> Contents(List<Counted>& list) {
-    std::vector<Counted*> out;
-    for (Counted* item = list.First(); item; item = list.Next())
-        out.push_back(item);
-    return out;
-}
-
-std::vector<Counted*> ContentsBackward(List<Counted>& list) {
-    std::vector<Counted*> out;
-    for (Counted* item = list.Last(); item; item = list.Previous())
-        out.insert(out.begin(), item);
-    return out;
-}
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr int kOperations = 20000;
-#else
-constexpr int kOperations = 60000;
-#endif
-
 TEST(ListTest, RandomOperationsFollowTheModel) {
     std::mt19937 random(1);
+    int before = Counted::live;
     std::vector<std::unique_ptr<Counted>> store;
     List<Counted> list(0);
     ListModel model;
-    for (int op = 0; op < kOperations; op++) {
+    for (int op = 0; op < Scaled(60000, 3); op++) {
         ListPosition p = static_cast<ListPosition>(random() % 3);
         switch (random() % 12) {
             case 0:
             case 1:
             case 2:
-            case 3: {
+            case 3:
                 store.push_back(std::make_unique<Counted>(op));
                 list.Insert(store.back().get(), p);
                 model.Insert(store.back().get(), p);
                 break;
-            }
             case 4:
             case 5:
             case 6:
@@ -147,8 +114,8 @@ TEST(ListTest, RandomOperationsFollowTheModel) {
         ASSERT_EQ(list.Current(), model.At(model.cursor));
         if (op % 97 == 0) {
             std::vector<Counted*> expected(model.items.begin(), model.items.end());
-            ASSERT_EQ(Contents(list), expected);
-            ASSERT_EQ(ContentsBackward(list), expected);
+            ASSERT_EQ(Forward(list), expected);
+            ASSERT_EQ(Backward(list), expected);
             list.First();
             model.cursor = model.items.begin();
         }
@@ -159,7 +126,7 @@ TEST(ListTest, RandomOperationsFollowTheModel) {
             model.Remove(ListTail);
         }
     }
-    EXPECT_EQ(Counted::live, static_cast<int>(store.size()));
+    EXPECT_EQ(Counted::live - before, static_cast<int>(store.size()));
 }
 
 // A list that gives its items back to a pool instead of deleting them.
@@ -204,7 +171,7 @@ TEST(SearchableListTest, FindAndFindNextWalkTheMatches) {
         store.push_back(std::make_unique<Counted>(static_cast<int>(random() % 20)));
         list.Insert(store.back().get(), static_cast<ListPosition>(random() % 3));
     }
-    std::vector<Counted*> order = Contents(list);
+    std::vector<Counted*> order = Forward(list);
     for (int key = -1; key <= 20; key++) {
         std::vector<Counted*> expected;
         for (Counted* item : order) {

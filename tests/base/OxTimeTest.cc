@@ -2,66 +2,39 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "base/OxTime.h"
 
 namespace {
 
-const char* const kMonthNames[] = {"January",   "February", "March",    "April",
-                                   "May",       "June",     "July",     "August",
-                                   "September", "October",  "November", "December"};
-const char* const kDayNames[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
-                                 "Thursday", "Friday", "Saturday"};
-
 // Switches the process to a time zone for the life of the object.
 class ZoneScope {
   public:
     explicit ZoneScope(const char* zone) {
-        const char* before = getenv("TZ");
-        had_zone_ = before != nullptr;
-        if (had_zone_) before_ = before;
+        if (const char* before = getenv("TZ")) before_ = before;
         setenv("TZ", zone, 1);
         tzset();
     }
     ~ZoneScope() {
-        if (had_zone_) {
-            setenv("TZ", before_.c_str(), 1);
-        } else {
-            unsetenv("TZ");
-        }
+        before_ ? setenv("TZ", before_->c_str(), 1) : unsetenv("TZ");
         tzset();
     }
 
   private:
-    bool had_zone_;
-    std::string before_;
+    std::optional<std::string> before_;
 };
 
-struct tm fields_of(int year, int month, int day, int hour, int minute, int second) {
-    struct tm fields = {};
-    fields.tm_year = year - 1900;
-    fields.tm_mon = month - 1;
-    fields.tm_mday = day;
-    fields.tm_hour = hour;
-    fields.tm_min = minute;
-    fields.tm_sec = second;
-    fields.tm_isdst = -1;
-    return fields;
+// The fields read as UTC (timegm) or as local time (mktime).
+long reference(bool utc, int year, int month, int day, int hour, int minute, int second) {
+    struct tm fields = {second, minute, hour, day, month - 1, year - 1900, 0, 0, -1, 0, nullptr};
+    return utc ? timegm(&fields) : mktime(&fields);
 }
 
-long utc_of(int year, int month, int day, int hour, int minute, int second) {
-    struct tm fields = fields_of(year, month, day, hour, minute, second);
-    return timegm(&fields);
-}
-
-long local_of(int year, int month, int day, int hour, int minute, int second) {
-    struct tm fields = fields_of(year, month, day, hour, minute, second);
-    return mktime(&fields);
-}
-
-void check_current_time() {
+OXTIME check_current_time() {
     OXTIME now;
     ox_gettimevalues(&now);
     long wall = time(nullptr);
@@ -73,47 +46,35 @@ void check_current_time() {
     time_t seconds = now.seconds;
     struct tm local;
     localtime_r(&seconds, &local);
-    EXPECT_EQ(now.second, local.tm_sec);
-    EXPECT_EQ(now.minute, local.tm_min);
-    EXPECT_EQ(now.hour, local.tm_hour);
-    EXPECT_EQ(now.day, local.tm_mday);
-    EXPECT_EQ(now.month, local.tm_mon + 1);
-    EXPECT_STREQ(now.month_name, kMonthNames[local.tm_mon]);
-    EXPECT_EQ(now.year, local.tm_year + 1900);
-    EXPECT_EQ(now.weekday, local.tm_wday + 1);
-    EXPECT_STREQ(now.day_name, kDayNames[local.tm_wday]);
-    EXPECT_EQ(now.yearday, local.tm_yday + 1);
-    EXPECT_EQ(now.dst != 0, local.tm_isdst > 0);
-    EXPECT_STREQ(now.zone, tzname[local.tm_isdst > 0 ? 1 : 0]);
+    std::vector<int> fields = {now.second, now.minute,  now.hour,    now.day,     now.month,
+                               now.year,   now.weekday, now.yearday, now.dst != 0};
+    EXPECT_EQ(fields, (std::vector<int>{local.tm_sec, local.tm_min, local.tm_hour, local.tm_mday,
+                                        local.tm_mon + 1, local.tm_year + 1900, local.tm_wday + 1,
+                                        local.tm_yday + 1, local.tm_isdst > 0}));
+    char names[64];
+    strftime(names, sizeof names, "%B %A %Z", &local);
+    EXPECT_EQ(std::string(now.month_name) + " " + now.day_name + " " + now.zone, names);
+    return now;
 }
 
 TEST(OxTimeTest, CurrentTimeMatchesLocaltime) {
     check_current_time();
     {
         ZoneScope zone("UTC");
-        check_current_time();
-        OXTIME now;
-        ox_gettimevalues(&now);
+        OXTIME now = check_current_time();
         EXPECT_EQ(now.dst, 0);
         EXPECT_STREQ(now.zone, "UTC");
     }
-    {
-        ZoneScope zone("Europe/Berlin");
-        check_current_time();
-        OXTIME now;
-        ox_gettimevalues(&now);
-        EXPECT_STREQ(now.zone, now.dst ? "CEST" : "CET");
-    }
+    ZoneScope zone("Europe/Berlin");
+    OXTIME now = check_current_time();
+    EXPECT_STREQ(now.zone, now.dst ? "CEST" : "CET");
 }
 
 TEST(OxTimeTest, FieldsReadAsUtcAndAsLocalTime) {
     for (const char* name : {"UTC", "Europe/Berlin"}) {
         ZoneScope zone(name);
         bool berlin = std::string(name) != "UTC";
-        long winter = utc_of(2023, 1, 15, 12, 34, 56);
-        long summer = utc_of(2023, 7, 15, 12, 34, 56);
-        EXPECT_EQ(winter, 1673786096);
-        EXPECT_EQ(summer, 1689424496);
+        long winter = 1673786096, summer = 1689424496;  // 2023-01-15 and 07-15, 12:34:56 UTC
         EXPECT_EQ(ox_to_time_t(2023, 1, 15, 12, 34, 56), winter) << name;
         EXPECT_EQ(ox_to_time_t(2023, 7, 15, 12, 34, 56), summer) << name;
         // Berlin is one hour ahead of UTC in winter and two in summer.
@@ -127,19 +88,16 @@ TEST(OxTimeTest, FieldsReadAsUtcAndAsLocalTime) {
             // The hour skipped when the clocks go forward does not exist.
             if (berlin && month == 3 && day >= 25 && hour == 2) continue;
             ASSERT_EQ(ox_to_time_t(year, month, day, hour, minute, second),
-                      utc_of(year, month, day, hour, minute, second))
+                      reference(true, year, month, day, hour, minute, second))
                 << name << " " << year << "-" << month << "-" << day << " " << hour;
             ASSERT_EQ(ox_mktime_t(year, month, day, hour, minute, second),
-                      local_of(year, month, day, hour, minute, second));
+                      reference(false, year, month, day, hour, minute, second));
         }
     }
-}
-
-TEST(OxTimeTest, FieldsAreNormalized) {
     ZoneScope zone("UTC");
     // Day 32 of January is the first of February, as mktime counts.
-    EXPECT_EQ(ox_to_time_t(2024, 1, 32, 0, 0, 0), utc_of(2024, 2, 1, 0, 0, 0));
-    EXPECT_EQ(ox_mktime_t(2024, 2, 29, 24, 0, 0), utc_of(2024, 3, 1, 0, 0, 0));
+    EXPECT_EQ(ox_to_time_t(2024, 1, 32, 0, 0, 0), reference(true, 2024, 2, 1, 0, 0, 0));
+    EXPECT_EQ(ox_mktime_t(2024, 2, 29, 24, 0, 0), reference(true, 2024, 3, 1, 0, 0, 0));
 }
 
 }  // namespace

@@ -4,16 +4,9 @@
 #include <vector>
 
 #include "base/Stack.h"
+#include "tests/base/BaseTestSupport.h"
 
 namespace {
-
-struct Counted {
-    static int live;
-    int id;
-    explicit Counted(int i) : id(i) { live++; }
-    ~Counted() { live--; }
-};
-int Counted::live = 0;
 
 // The stack on a std::vector whose back is the top; the cursor is an index,
 // -1 when it has gone below the bottom or the stack is empty.
@@ -43,28 +36,20 @@ struct StackModel {
     }
 };
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr int kOperations = 20000;
-#else
-constexpr int kOperations = 60000;
-#endif
-
 TEST(StackTest, RandomOperationsFollowTheModel) {
     std::mt19937 random(2);
     int before = Counted::live;
     Stack<Counted> stack(1);
     StackModel model;
     int popped = 0;
-    for (int op = 0; op < kOperations; op++) {
+    for (int op = 0; op < Scaled(60000, 3); op++) {
         switch (random() % 8) {
             case 0:
             case 1:
-            case 2: {
-                Counted* item = new Counted(op);
-                stack.Push(item);
-                model.Push(item);
+            case 2:
+                model.Push(new Counted(op));
+                stack.Push(model.items.back());
                 break;
-            }
             case 3: {
                 Counted* item = stack.Pop();
                 ASSERT_EQ(item, model.Pop());

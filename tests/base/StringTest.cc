@@ -5,14 +5,12 @@
 #include <string>
 
 #include "base/StringClass.h"
+#include "tests/base/BaseTestSupport.h"
+#include "tests/support/TestText.h"
 
 namespace {
 
-std::string str(const String& s) {
-    return std::string(s.c_str(), s.length());
-}
-
-TEST(StringTest, NullAndEmptyTexts) {
+TEST(StringTest, OwnershipOfTheText) {
     String s;
     EXPECT_EQ(s.text(), nullptr);
     EXPECT_EQ(s.capacity(), 0);
@@ -34,10 +32,6 @@ TEST(StringTest, NullAndEmptyTexts) {
     EXPECT_EQ(released.text(), nullptr);
     EXPECT_EQ(released.length(), 0);
     delete[] text;
-}
-
-TEST(StringTest, AssignNocopyAlwaysTakesTheBuffer) {
-    String s;
     char* roomy = new char[10];
     memcpy(roomy, "hello", 5);
     s.assign_nocopy(roomy, 5, 10);
@@ -59,36 +53,30 @@ TEST(StringTest, AssignNocopyAlwaysTakesTheBuffer) {
 TEST(StringTest, EmbeddedNulsTravelWithExplicitLengths) {
     String s("a\0b", 3);
     s.cat("\0c", 2);
-    EXPECT_EQ(s.length(), 5);
-    EXPECT_EQ(str(s), std::string("a\0b\0c", 5));
+    EXPECT_EQ(Str(s), std::string("a\0b\0c", 5));
     String copy(s);
-    EXPECT_EQ(str(copy), str(s));
+    EXPECT_EQ(Str(copy), Str(s));
     s.prepend("\0", 1);
-    EXPECT_EQ(str(s), std::string("\0a\0b\0c", 6));
+    EXPECT_EQ(Str(s), std::string("\0a\0b\0c", 6));
 }
 
 TEST(StringTest, SubstringsByPositionAndPattern) {
     String s("hello world");
-    EXPECT_EQ(str(s.before(5)), "hello");
-    EXPECT_EQ(str(s.before(50)), "hello world");
     EXPECT_EQ(s.before(-1).text(), nullptr);
-    EXPECT_EQ(str(s.before("o")), "hell");
-    EXPECT_EQ(str(s.before("xyz")), "hello world");
-    EXPECT_EQ(str(s.after(4)), " world");
-    EXPECT_EQ(str(s.after(10)), "");
-    EXPECT_EQ(str(s.after("o")), " world");
-    EXPECT_EQ(str(s.after("o", 5)), "rld");
-    EXPECT_EQ(str(s.after("xyz")), "");
-    EXPECT_EQ(str(s.from(6)), "world");
-    EXPECT_EQ(str(s.from(11)), "");
-    EXPECT_EQ(str(s.from("wor")), "world");
-    EXPECT_EQ(str(s.from("xyz")), "");
-    EXPECT_EQ(str(s.at(2, 5)), "llo");  // end index, not a count
-    EXPECT_EQ(str(s.at(6, 100)), "world");
-    EXPECT_EQ(str(s.at(11, 12)), "");
+    // at takes an end index, not a count.
+    const std::string all = "hello world", none;
+    const std::pair<String, std::string> cases[] = {
+        {s.before(5), "hello"},   {s.before(50), all},      {s.before("o"), "hell"},
+        {s.before("xyz"), all},   {s.after(4), " world"},   {s.after(10), none},
+        {s.after("o"), " world"}, {s.after("o", 5), "rld"}, {s.after("xyz"), none},
+        {s.from(6), "world"},     {s.from(11), none},       {s.from("wor"), "world"},
+        {s.from("xyz"), none},    {s.at(2, 5), "llo"},      {s.at(6, 100), "world"},
+        {s.at(11, 12), none}};
+    for (const auto& [part, expected] : cases)
+        EXPECT_EQ(Str(part), expected);
 }
 
-TEST(StringTest, MatchesComparesTheWholeRemainder) {
+TEST(StringTest, MatchesSearchesAndReplacements) {
     String s("abc");
     EXPECT_FALSE(s.matches("AB", 0));
     EXPECT_TRUE(s.matches("ABC", 0));
@@ -98,13 +86,10 @@ TEST(StringTest, MatchesComparesTheWholeRemainder) {
     EXPECT_TRUE(s.matches('c', 2));
     EXPECT_TRUE(s.matches('\0', 3));
     EXPECT_FALSE(s.matches('a', 4));
-}
-
-TEST(StringTest, SearchFreqAndGsub) {
-    String s("aaaa");
-    EXPECT_EQ(s.freq("aa"), 3);
-    s.gsub("aa", "b");
-    EXPECT_EQ(str(s), "bb");
+    String a("aaaa");
+    EXPECT_EQ(a.freq("aa"), 3);
+    a.gsub("aa", "b");
+    EXPECT_EQ(Str(a), "bb");
     String t("one two one");
     EXPECT_EQ(t.search("one", 1), 8);
     EXPECT_EQ(t.search("", 0), -1);
@@ -112,9 +97,9 @@ TEST(StringTest, SearchFreqAndGsub) {
     EXPECT_TRUE(t.contains("two"));
     EXPECT_FALSE(t.contains('z'));
     t.gsub("one", nullptr);
-    EXPECT_EQ(str(t), " two ");
+    EXPECT_EQ(Str(t), " two ");
     t.gsub("zzz", "y");
-    EXPECT_EQ(str(t), " two ");
+    EXPECT_EQ(Str(t), " two ");
     String ababa("aba");
     EXPECT_EQ(ababa.search("abab"), -1);
     String partial("aab");
@@ -124,22 +109,22 @@ TEST(StringTest, SearchFreqAndGsub) {
 TEST(StringTest, WhitespaceAndCase) {
     String s(" \t\r\nab  \t c\n ");
     s.StripWhitespace();
-    EXPECT_EQ(str(s), "ab  \t c");
+    EXPECT_EQ(Str(s), "ab  \t c");
     s.CompressWhitespace();
-    EXPECT_EQ(str(s), "ab c");
+    EXPECT_EQ(Str(s), "ab c");
     String tabs("a\t \tb");
     tabs.CompressWhitespace();
-    EXPECT_EQ(str(tabs), "a\tb");
+    EXPECT_EQ(Str(tabs), "a\tb");
     String stops("  x\0y", 5);
     stops.ltrim();
-    EXPECT_EQ(str(stops), "x");
+    EXPECT_EQ(Str(stops), "x");
     String mixed("MiXeD 1");
-    EXPECT_EQ(str(mixed.upper()), "MIXED 1");
-    EXPECT_EQ(str(mixed.lower()), "mixed 1");
-    EXPECT_EQ(str(mixed), "MiXeD 1");
-    EXPECT_EQ(str(String("7").padl(3, '0')), "007");
-    EXPECT_EQ(str(String("7").padr(3, '.')), "7..");
-    EXPECT_EQ(str(String("1234").padl(3, '0')), "1234");
+    EXPECT_EQ(Str(mixed.upper()), "MIXED 1");
+    EXPECT_EQ(Str(mixed.lower()), "mixed 1");
+    EXPECT_EQ(Str(mixed), "MiXeD 1");
+    EXPECT_EQ(Str(String("7").padl(3, '0')), "007");
+    EXPECT_EQ(Str(String("7").padr(3, '.')), "7..");
+    EXPECT_EQ(Str(String("1234").padl(3, '0')), "1234");
 }
 
 // Random appends, prepends and assigns against std::string, checking the
@@ -149,9 +134,7 @@ TEST(StringTest, RandomEditsMatchStdString) {
     String s;
     std::string model;
     for (int step = 0; step < 20000; step++) {
-        std::string piece(random() % 40, 0);
-        for (char& c : piece)
-            c = static_cast<char>('a' + random() % 3);
+        std::string piece = RandomBytes(random, static_cast<int>(random() % 40), "abc");
         switch (random() % 6) {
             case 0:
                 s.cat(piece.data(), static_cast<int>(piece.size()));
@@ -181,11 +164,11 @@ TEST(StringTest, RandomEditsMatchStdString) {
                 break;
             case 5: {
                 int cut = static_cast<int>(random() % (model.size() + 2));
-                EXPECT_EQ(str(s.before(cut)), model.substr(0, cut));
+                EXPECT_EQ(Str(s.before(cut)), model.substr(0, cut));
                 break;
             }
         }
-        ASSERT_EQ(str(s), model);
+        ASSERT_EQ(Str(s), model);
         if (s.text()) {
             ASSERT_EQ(s.text()[s.length()], 0);
             ASSERT_LT(s.length(), s.capacity());
