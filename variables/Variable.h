@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "base/List.h"
 #include "base/StringClass.h"
 #include "variables/AggregateIndex.h"
@@ -166,6 +168,12 @@ class Variable {
     // every subclass overrides this (references retarget, immutable
     // variables refuse).
     virtual void Make_Reference(Variable* target);
+    // A variable may be rebuilt in place as a smaller class (see
+    // Detach_As_Null), so its storage is freed without a size.
+    static void* operator new(size_t size) { return ::operator new(size); }
+    static void* operator new(size_t, void* place) { return place; }
+    static void operator delete(void* storage) { ::operator delete(storage); }
+
     // Gives up one holder's count on a variable that others still hold,
     // turning it in place into an unset null variable: the other holders
     // keep their pointers and read nothing from now on. The variable's
