@@ -7,6 +7,9 @@
 #include <vector>
 
 #include "tests/database/TableFixture.h"
+#include "tests/support/ScriptFiles.h"
+#include "tests/support/ScriptRun.h"
+#include "tests/support/StringOutput.h"
 
 namespace {
 
@@ -101,6 +104,29 @@ class InteropTest : public TableFixture {
             if (isdigit(static_cast<unsigned char>(line[0]))) records += line + "\n";
         return records;
     }
+
+    // Runs scripts-interop/NAME.oxs over the data directory and gives what
+    // it printed.
+    std::string RunListing(const std::string& name) {
+        StringOutput output;
+        app_.SetOutput(&output);
+        ScriptRun run(read_file(OXIN_SOURCE_DIR "/tests/database/scripts-interop/" + name + ".oxs"),
+                      &app_);
+        EXPECT_EQ(run.error(), "");
+        EXPECT_EQ(run.Go(), 1) << output.text();
+        return output.text();
+    }
+
+    // oxin-dbf opens each index (names separated by blanks) and finds it
+    // consistent with the table.
+    void ExpectIndexesConsistent(const std::string& table, const std::string& indexes) {
+        int status = -1;
+        std::string output = RunCommand("cd " + directory_.path() +
+                                            " && " OXIN_BINARY_DIR "/bin/oxin-dbf --no-records " +
+                                            table + " " + indexes,
+                                        &status);
+        EXPECT_EQ(status, 0) << output;
+    }
 };
 
 const std::vector<FieldSpec> kPeople = {{"NAME", 'C', 20, 0},  {"AGE", 'N', 3, 0},
@@ -172,6 +198,50 @@ TEST_F(InteropTest, TheEngineReadsTablesOfOtherTools) {
     // file's order; the readers that list deleted records apart see it last.
     std::swap(rows[3], rows[4]);
     ExpectReadersAgree("people.dbf", kPeople, rows);
+}
+
+TEST_F(InteropTest, OtherToolsReadATableThatAScriptMade) {
+    EXPECT_EQ(RunListing("engine-table"), "");
+    std::string long_memo;
+    for (int i = 0; i < 32; i++)
+        long_memo += "line one\nline two; ";
+    ExpectReadersAgree("people.dbf",
+                       {{"NAME", 'C', 20, 0},
+                        {"AMOUNT", 'N', 10, 2},
+                        {"BORN", 'D', 8, 0},
+                        {"OK", 'L', 1, 0},
+                        {"NOTE", 'M', 10, 0}},
+                       {{false, {"Alice", "12.50", "19960501", "T", "likes tea"}},
+                        {false, {"Bob", "-41.00", "20000229", "F", long_memo}},
+                        {false, {"Carla Maria Exactly!", "1234567.89", "19700101", "T", ""}},
+                        {true, {"Dan", "-0.50", "20261122", "F", "deleted but kept"}},
+                        {false, {"Eve", "-3.12", "19991231", "T", "the last"}}});
+    ExpectIndexesConsistent("people.dbf", "names.qtx amounts.qtx");
+}
+
+TEST_F(InteropTest, AScriptSearchesAndChangesTablesOfOtherTools) {
+    for (const char* command : {" write-dbf ", " write-gdal "}) {
+        int status = -1;
+        RunCommand(kPython + (" " + kScript) + command + directory_.path(), &status);
+        ASSERT_EQ(status, 0) << command;
+    }
+    EXPECT_EQ(RunListing("foreign-tables"),
+              "-3.25 0|Carla Maria Exactly! 0|0.125000000000000 0|Eve 0|");
+    ExpectReadersAgree("people.dbf", kPeople,
+                       {{false, {"Alice", "30", "19960501", "T", "likes tea", "12.50"}},
+                        {false, {"Bob", "-41", "        ", "F", "rewritten by a script", "-7.50"}},
+                        {false, {"Carla Maria Exactly!", "0", "20000229", "?", "", "1234567.80"}},
+                        {true, {"Dan", "7", "19700101", "T", std::string(510, 'y'), "0.00"}},
+                        {false, {"Gail", "64", "20010911", "T", "added\nby a script", "0.10"}}});
+    ExpectReadersAgree(
+        "gdal.dbf",
+        {{"name", 'C', 80, 0}, {"count", 'N', 10, 0}, {"price", 'N', 24, 15}, {"day", 'D', 8, 0}},
+        {{false, {"Ann", "3", "12.500000000000000", "20240229"}},
+         {false, {"Bob, Jr.", "-41", "0.125000000000000", "19991231"}},
+         {false, {"Eva Lu", "12", "1000.000000000000000", "19700101"}},
+         {false, {"Zed", "-5", "2.250000000000000", "20240101"}}});
+    ExpectIndexesConsistent("people.dbf", "names.qtx");
+    ExpectIndexesConsistent("gdal.dbf", "gnames.qtx");
 }
 
 }  // namespace

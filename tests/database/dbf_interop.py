@@ -2,9 +2,9 @@
 """Tables exchanged with xBase tools that the engine's authors did not write.
 
   dbf_interop.py check TABLE EXPECTED.json
-      Reads TABLE with dbfread, python-dbf and GDAL's ogrinfo and compares
-      every record with the expected values; prints each difference and
-      exits 1 if there is any.
+      Reads TABLE with dbfread (also as the bytes stored), python-dbf and
+      GDAL's ogrinfo and compares every record with the expected values;
+      prints each difference and exits 1 if there is any.
   dbf_interop.py write-dbf DIRECTORY
       Writes DIRECTORY/people.dbf (and its memo file) with python-dbf and
       prints its records as oxin-dbf lists them.
@@ -80,6 +80,18 @@ def read_dbfread(path, fields):
             [dict(record, deleted=True) for record in table.deleted])
 
 
+def read_stored(path, fields):
+    """The bytes of each field as the file holds them, less the padding, so
+    that a number's decimals and a logical's letter are seen as written."""
+    import dbfread
+    table = dbfread.DBF(path, load=True, encoding="latin-1", raw=True)
+    strip = {"C": bytes.rstrip, "N": bytes.lstrip}
+    return [dict({name: strip.get(kind, bytes)(record[name]).decode("latin-1")
+                  for name, kind, _, _ in fields if kind != "M"}, deleted=deleted)
+            for deleted, records in ((False, table.records), (True, table.deleted))
+            for record in records]
+
+
 def read_python_dbf(path, fields):
     import dbf
     table = dbf.Table(path, codepage="cp1252")
@@ -129,6 +141,8 @@ def check(path, expected_path):
     live = [record for record in records if not record["deleted"]]
     ordered = live + [record for record in records if record["deleted"]]
     compare("dbfread", fields, ordered, read_dbfread(path, fields))
+    compare("stored", [[name, "S", 0, 0] for name, *_ in fields], ordered,
+            read_stored(path, fields))
     compare("python-dbf", fields, records, read_python_dbf(path, fields))
     compare("ogrinfo", fields, live, read_ogrinfo(path, fields))
     for line in problems:
