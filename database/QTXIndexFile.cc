@@ -129,6 +129,7 @@ void QTXIndexFile::Setkeyexpression(const unsigned char* expression) {
 
 int QTXIndexFile::Fail(const String& text) {
     error_ = text;
+    cache_.Clear();
     return 0;
 }
 
@@ -149,6 +150,7 @@ int QTXIndexFile::CorruptTree() {
 
 int QTXIndexFile::Close() {
     stack_.Dump();
+    cache_.Clear();
     delete file_;
     file_ = nullptr;
     return 1;
@@ -221,6 +223,7 @@ int QTXIndexFile::ReadHeader() {
         return Fail(String::Join(
             {"'", Text(filename_), "' was created by a newer version of the software"}));
     }
+    cache_.Validate(updatecount(), file_->openings());
     return 1;
 }
 
@@ -228,6 +231,7 @@ int QTXIndexFile::WriteHeader() {
     if (file_->Seek(0) != 0 || file_->Write(header_, kHeaderSize) != kHeaderSize) {
         return WriteFailed();
     }
+    cache_.Advance(updatecount(), file_->openings());
     return 1;
 }
 
@@ -248,14 +252,17 @@ int QTXIndexFile::ReadPage(QTXIndexPage* page) {
         return Fail(String::Join({"Error '", Text(filename_), "' is corrupt ", Text(file_->error()),
                                   "(the page number is larger than the total pages )"}));
     }
+    if (cache_.Fetch(page->pagenum(), page->bytes(), pagesize())) return 1;
     long offset = static_cast<long>(page->pagenum()) * pagesize();
     if (file_->Seek(offset) != offset || !page->ReadPage(file_)) return ReadFailed();
+    cache_.Store(page->pagenum(), page->bytes(), pagesize());
     return 1;
 }
 
 int QTXIndexFile::WritePage(QTXIndexPage* page) {
     long offset = static_cast<long>(page->pagenum()) * page->pagesize();
     if (file_->Seek(offset) != offset || !page->WritePage(file_)) return WriteFailed();
+    cache_.Store(page->pagenum(), page->bytes(), page->pagesize());
     return 1;
 }
 

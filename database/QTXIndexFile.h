@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/StringClass.h"
+#include "database/QTXIndexPageCache.h"
 #include "database/QTXIndexPageStack.h"
 #include "files/File.h"
 
@@ -165,6 +166,7 @@ class QTXIndexFile {
     File* file_ = nullptr;
     unsigned char header_[kHeaderSize];
     QTXIndexPageStack stack_;
+    QTXIndexPageCache cache_;
     String filename_;
     String error_;
 };

@@ -46,6 +46,9 @@ class QTXIndexPage {
     // Copies entry from of source, with its child slot, to entry to.
     void CopyEntry(int to, const QTXIndexPage& source, int from);
 
+    // The page's bytes as the file holds them (pagesize() of them).
+    const unsigned char* bytes() const { return page_; }
+    unsigned char* bytes() { return page_; }
     unsigned int pagenum() const { return pagenum_; }
     unsigned short keyrecordsize() const { return keyrecordsize_; }
     unsigned short pagesize() const { return pagesize_; }

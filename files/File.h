@@ -70,6 +70,9 @@ class File {
         return Write(reinterpret_cast<const char*>(buffer), length);
     }
 
+    // How many times the descriptor has been opened: it changes when a
+    // deactivated file opens again, perhaps onto another file of the path.
+    unsigned long openings() const { return openings_; }
     FileManager* manager() const { return manager_; }
     // Cuts the tie to a manager that is going away.
     void Detach() { manager_ = nullptr; }
@@ -83,4 +86,5 @@ class File {
     Oxin_PathType path_type_;
     char* path_;
     String error_;
+    unsigned long openings_ = 1;
 };

@@ -202,6 +202,7 @@ bool UNIXFile::Activate(String& error) {
             return false;
         }
     }
+    openings_++;
     if (!Positioned() && saved_position_ != 0 &&
         lseek(fd_, saved_position_, SEEK_SET) != saved_position_) {
         error.assign("Unable to restore file position during activation", -1);
