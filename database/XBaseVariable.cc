@@ -54,6 +54,13 @@ bool XBaseVariable::IsNULL() {
     return Variable::IsNULL();
 }
 
+// A variable with nothing cached (after a move) reads its number first, or
+// a comparison would see none and take 0.
+double XBaseVariable::value_compare(int* error) {
+    if (!(flags_ & kForms)) value_double();
+    return Variable::value_compare(error);
+}
+
 void XBaseVariable::SetDirty() {
     flags_ &= ~kForms;
     primary_type_ = PrimaryNone;

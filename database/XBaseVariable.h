@@ -19,6 +19,7 @@ class XBaseVariable : public Variable {
     int preferred_type() override { return primary_type_; }
     // True for an empty field text (read now if not yet cached).
     bool IsNULL() override;
+    double value_compare(int* error) override;
 
     // Forgets the cached value, so that the next read goes to the field.
     virtual void SetDirty();

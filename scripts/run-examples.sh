@@ -4,8 +4,9 @@
 #
 # The site lives in build/site: the engine and its configuration library and
 # file in cgi-bin/, the examples' function library (HTMLEncode) in lib/, the
-# compiled examples in scripts/, and data/ and temp/
-# for uploads. A request for /cgi-bin/oxin/NAME/index.oxc runs examples/NAME.
+# compiled examples in scripts/, data/ for uploads and the guestbook's
+# table, and temp/. A request for /cgi-bin/oxin/NAME/index.oxc runs
+# examples/NAME.
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh

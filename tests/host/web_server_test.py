@@ -6,8 +6,10 @@ through a server).
 
 Usage: web_server_test.py BUILD_DIR SOURCE_DIR [unittest arguments]
 """
+import html
 import os
 import pwd
+import re
 import shutil
 import signal
 import socket
@@ -304,6 +306,55 @@ class LighttpdTests(ServerTests, unittest.TestCase):
         self.assertNotIn(b"<b>", body)
         page = body.partition(b"<html>")[2].partition(b"</body>")[0]
         self.assertIn(b"one: &lt;b&gt;.txt, 3 bytes, COMPLETE", page)
+
+    def guestbook(self, query="", **form):
+        """The guestbook page, which must be a whole document."""
+        options = [o for item in form.items() for o in ("--data-urlencode", "%s=%s" % item)]
+        status, _, body = self.get("/cgi-bin/oxin/guestbook/index.oxc" + query, *options)
+        page = body.decode()
+        self.assertEqual(status, 200)
+        self.assertRegex(page, r"^<!DOCTYPE html>\n<html>\n<head>\n[^<]*<meta charset=\"utf-8\">"
+                               r"(?s:.*)</head>\n<body>\n(?s:.*)</body>\n</html>\n$")
+        self.assertNotIn("<script>", page)
+        return page
+
+    def test_guestbook_lists_pages_searches_and_deletes_by_password(self):
+        evil = "<script>\"Eve's\"</script>"
+        names = ["Ann", evil] + [f"Guest{i:02}" for i in range(10)]
+        for i, name in enumerate(names):
+            self.guestbook(action="post", name=name, message=f"{name} & \"co\"", password=f"pw{i}")
+        encoded = lambda text: html.escape(text).replace("&#x27;", "&#39;")
+        shown = lambda page: re.findall(r"<b>(.*?)</b>", page)
+        first, second = self.guestbook(), self.guestbook("?page=2")
+        # Newest first, ten a page, with links both ways.
+        self.assertEqual(shown(first) + shown(second), [encoded(n) for n in reversed(names)])
+        self.assertIn('<a href="?page=2" rel="next">', first)
+        self.assertNotIn('rel="prev"', first)
+        self.assertIn('<a href="?page=1" rel="prev">', second)
+        self.assertNotIn('rel="next"', second)
+        self.assertIn(f'<p class="text">{encoded(evil)} &amp; &quot;co&quot;</p>', second)
+        # Searches by the start of the name, in name order.
+        self.assertEqual(shown(self.guestbook("?q=Guest0")), [f"Guest0{i}" for i in range(10)])
+        found = self.guestbook("?q=%3Cscr")
+        self.assertEqual(shown(found), [encoded(evil)])
+        self.assertIn('<input name="q" value="&lt;scr">', found)
+        self.assertEqual(shown(self.guestbook("?q=Guest1")), [])
+        # Only the owner's password deletes, and only through a POST.
+        ann = re.search(r'name="id" value="(\d+)"', self.guestbook("?q=Ann")).group(1)
+        self.assertIn("Wrong password, or no such entry.",
+                      self.guestbook(action="delete", id=ann, password="pw1"))
+        self.guestbook(f"?action=delete&id={ann}&password=pw0")
+        self.assertEqual(shown(self.guestbook("?q=A")), ["Ann"])
+        self.assertIn(f"Entry {ann} was deleted.",
+                      self.guestbook(action="delete", id=ann, password="pw0"))
+        self.assertEqual(shown(self.guestbook("?page=2")), [encoded(evil)])
+        self.assertEqual(shown(self.guestbook("?q=A")), [])
+        # Passwords are kept as hashes; the indexes agree with the table.
+        data = os.path.join(self.site.root, "data")
+        self.assertNotIn(b"pw0", Path(data, "guestbook.dbf").read_bytes())
+        check = subprocess.run([os.path.join(BUILD, "bin/oxin-dbf"), "guestbook.dbf", "gbid.qtx",
+                                "gbname.qtx"], cwd=data, capture_output=True, text=True)
+        self.assertEqual(len(re.findall(r"^\s*consistent$", check.stdout, re.M)), 2, check.stdout)
 
 
 class ApacheTests(ServerTests, unittest.TestCase):
