@@ -290,6 +290,7 @@ int XBaseDatabase::CreateIndex(OxinVM* vm, const StringTuple& file, const String
     if (!index->Create(path, reinterpret_cast<const unsigned char*>(key_expression.c_str()), flags) ||
         !index->GetSegment())
         return Fail(index->error());
+    XBaseReadingAhead ahead(table_.get());
     for (int record = 1; record <= table_->numrecords(); record++) {
         if (!table_->Goto(record)) return Fail(table_->error());
         view_->SetDirty(1);
@@ -389,6 +390,36 @@ int XBaseDatabase::Abandon(Rebuild& rebuild) {
     return 0;
 }
 
+bool XBaseDatabase::CopyRecords(Rebuild& rebuild) {
+    XBaseTable& packed = *rebuild.table;
+    XBaseReadingAhead ahead(table_.get());
+    for (int record = 1; record <= table_->numrecords(); record++) {
+        if (!table_->Goto(record)) return Fail(table_->error());
+        if (table_->deleted()) continue;
+        XBaseField* to = packed.fields().First();
+        for (XBaseField* from = table_->fields().First(); from && to;
+             from = table_->fields().Next(), to = packed.fields().Next()) {
+            const char* text = from->data();
+            if (!text) return Fail(table_->error());
+            int length = from->type() == XBaseMemo ? static_cast<XBaseMemoField*>(from)->textlength()
+                                                    : static_cast<int>(strlen(text));
+            to->Set(text, length);
+        }
+        if (!packed.Append()) return Fail(packed.error());
+        if (!InsertKeys(rebuild, static_cast<unsigned int>(packed.recordnum()))) return false;
+    }
+    return true;
+}
+
+bool XBaseDatabase::IndexRecords(Rebuild& rebuild) {
+    XBaseReadingAhead ahead(table_.get());
+    for (int record = 1; record <= table_->numrecords(); record++) {
+        if (!table_->Goto(record)) return Fail(table_->error());
+        if (!InsertKeys(rebuild, static_cast<unsigned int>(record))) return false;
+    }
+    return true;
+}
+
 int XBaseDatabase::Pack() {
     Rebuild rebuild;
     FileManager* files = application_->filemanager();
@@ -414,34 +445,8 @@ int XBaseDatabase::Pack() {
         return Abandon(rebuild);
     }
     if (!StartIndexes(rebuild)) return Abandon(rebuild);
-    XBaseTable& packed = *rebuild.table;
-    view_->SetupCurrentRecord(packed);
-    int count = table_->numrecords();
-    for (int record = 1; record <= count; record++) {
-        if (!table_->Goto(record)) {
-            Fail(table_->error());
-            return Abandon(rebuild);
-        }
-        if (table_->deleted()) continue;
-        XBaseField* to = packed.fields().First();
-        for (XBaseField* from = table_->fields().First(); from && to;
-             from = table_->fields().Next(), to = packed.fields().Next()) {
-            const char* text = from->data();
-            if (!text) {
-                Fail(table_->error());
-                return Abandon(rebuild);
-            }
-            int length = from->type() == XBaseMemo ? static_cast<XBaseMemoField*>(from)->textlength()
-                                                    : static_cast<int>(strlen(text));
-            to->Set(text, length);
-        }
-        if (!packed.Append()) {
-            Fail(packed.error());
-            return Abandon(rebuild);
-        }
-        if (!InsertKeys(rebuild, static_cast<unsigned int>(packed.recordnum())))
-            return Abandon(rebuild);
-    }
+    view_->SetupCurrentRecord(*rebuild.table);
+    if (!CopyRecords(rebuild)) return Abandon(rebuild);
     if (!Install(rebuild, true)) return Abandon(rebuild);
     if (!view_->SetupCurrentRecord(*table_) || !view_->Go_NoFilter(-1))
         return Fail(view_->error());
@@ -451,13 +456,7 @@ int XBaseDatabase::Pack() {
 int XBaseDatabase::Reindex() {
     Rebuild rebuild;
     if (!StartIndexes(rebuild)) return Abandon(rebuild);
-    for (int record = 1; record <= table_->numrecords(); record++) {
-        if (!table_->Goto(record)) {
-            Fail(table_->error());
-            return Abandon(rebuild);
-        }
-        if (!InsertKeys(rebuild, static_cast<unsigned int>(record))) return Abandon(rebuild);
-    }
+    if (!IndexRecords(rebuild)) return Abandon(rebuild);
     if (!Install(rebuild, false)) return Abandon(rebuild);
     if (!view_->Go_NoFilter(-1)) return Fail(view_->error());
     return 1;

@@ -78,6 +78,10 @@ class XBaseDatabase : public Database {
     // Inserts the current record's key, under number record, into each new
     // index.
     bool InsertKeys(Rebuild& rebuild, unsigned int record);
+    // Pack: copies the records not deleted into the new table and indexes.
+    bool CopyRecords(Rebuild& rebuild);
+    // Reindex: inserts every record's keys into the new indexes.
+    bool IndexRecords(Rebuild& rebuild);
     // Closes the new files and the old ones, renames the new into place and
     // opens them; with a new table too when pack is set.
     bool Install(Rebuild& rebuild, bool pack);

@@ -15,6 +15,7 @@
 namespace {
 
 constexpr long kTop = -1;
+
 constexpr long kBottom = -2;
 
 // The fields of a structure listing, with each field's values.
@@ -159,6 +160,7 @@ int XBaseDatabaseView::Evaluate(int* truth) {
 
 int XBaseDatabaseView::Skip_NoFilter(int count) {
     bool forward = count >= 0;
+    XBaseReadingAhead ahead(table_);
     for (long steps = forward ? count : -static_cast<long>(count); steps > 0; steps--) {
         unsigned int record;
         if (!Step(forward, true, &record)) return 0;
@@ -175,6 +177,7 @@ int XBaseDatabaseView::Skip_NoFilter(int count) {
 
 int XBaseDatabaseView::Skip_Filter(int count) {
     if (count == 0) return 1;
+    XBaseReadingAhead ahead(table_);
     bool forward = count > 0;
     for (long steps = forward ? count : -static_cast<long>(count); steps > 0;) {
         unsigned int record;
@@ -241,6 +244,7 @@ int XBaseDatabaseView::Go_Filter(long position) {
         return 1;
     }
     bool forward = position == kTop;
+    XBaseReadingAhead ahead(table_);
     unsigned int record;
     if (index) {
         if (!(forward ? index->First(&record) : index->Last(&record))) return Fail(index->error());

@@ -1,5 +1,6 @@
 #include "database/XBaseTable.h"
 
+#include <algorithm>
 #include <cassert>
 #include <climits>
 #include <cstdio>
@@ -74,6 +75,7 @@ void XBaseTable::SetMemoPath(const String& datapath, String& memopath) {
 }
 
 int XBaseTable::Close() {
+    DropAhead();
     delete data_;
     delete memo_;
     data_ = memo_ = nullptr;
@@ -408,8 +410,16 @@ int XBaseTable::Goto(int record) {
             return 0;
         }
     }
+    const unsigned char* ahead = Ahead(record);
+    if (!ahead && read_ahead_ && record == recordnum_ + 1) {
+        if (!ReadAhead(record)) return ReadFailed(data_, datapath_);
+        ahead = Ahead(record);
+    }
     std::vector<unsigned char> bytes(recordlength_);
-    if (!SeekTo(data_, RecordOffset(record)) || !data_->ReadExactly(bytes.data(), recordlength_)) {
+    if (ahead) {
+        memcpy(bytes.data(), ahead, recordlength_);
+    } else if (!SeekTo(data_, RecordOffset(record)) ||
+               !data_->ReadExactly(bytes.data(), recordlength_)) {
         int held = RecordsHeld();
         if (held >= 0 && held < record) {
             Error(String::Join({"Error reading from '", Text(datapath_), "': record ",
@@ -427,6 +437,34 @@ int XBaseTable::Goto(int record) {
     }
     recordnum_ = record;
     return 1;
+}
+
+void XBaseTable::SetReadAhead(bool on) {
+    read_ahead_ = on;
+    DropAhead();
+}
+
+const unsigned char* XBaseTable::Ahead(int record) const {
+    if (record < ahead_first_ || record >= ahead_first_ + ahead_count_) return nullptr;
+    return ahead_.data() + static_cast<size_t>(record - ahead_first_) * recordlength_;
+}
+
+bool XBaseTable::ReadAhead(int record) {
+    constexpr int kAheadBytes = 32768;
+    DropAhead();
+    int held = RecordsHeld();
+    if (held < 0) return false;
+    int count = std::min({kAheadBytes / std::max(recordlength_, 1), numrecords_ - record + 1,
+                          held - record + 1});
+    // Nothing to read ahead: the record itself is read, or found missing, alone.
+    if (count < 2) return true;
+    ahead_.resize(static_cast<size_t>(count) * recordlength_);
+    if (!SeekTo(data_, RecordOffset(record)) ||
+        !data_->ReadExactly(ahead_.data(), count * recordlength_))
+        return false;
+    ahead_first_ = record;
+    ahead_count_ = count;
+    return true;
 }
 
 // Reads the header under its lock, keeping another process's record count,
@@ -479,6 +517,7 @@ bool XBaseTable::BuildRecord(unsigned char* bytes) {
 }
 
 int XBaseTable::Update() {
+    DropAhead();
     if (!data_ || recordnum_ < 1) {
         Error(String("Invalid record number"));
         return 0;
@@ -501,6 +540,7 @@ int XBaseTable::Update() {
 }
 
 int XBaseTable::Append() {
+    DropAhead();
     if (!data_) {
         Error(String("The table is not open"));
         return 0;
@@ -545,6 +585,7 @@ int XBaseTable::Append() {
 }
 
 int XBaseTable::UpdateDeleted(int deleted) {
+    DropAhead();
     if (!data_ || recordnum_ < 1) {
         Error(String("Invalid record number"));
         return 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "base/List.h"
 #include "base/StringClass.h"
@@ -62,6 +63,11 @@ class XBaseTable {
     int UpdateDeleted(int deleted);
     void SwapOriginal();
     void SetOriginal();
+    // While on, reading records one after another fetches the following
+    // ones with the same read and serves them from memory: for a walk within
+    // one statement, which may then miss a change another process makes
+    // meanwhile. Turning it off drops what was read ahead.
+    void SetReadAhead(bool on);
 
     // The number of whole records the data file holds behind its header;
     // below numrecords() only in a damaged table. -1 when the size cannot be
@@ -119,6 +125,12 @@ class XBaseTable {
     int Corrupt();
     String Miscount(int held) const;
     static char* GrowMemo(char* buffer, int used, int* capacity);
+    // The bytes of record when they were read ahead, else null.
+    const unsigned char* Ahead(int record) const;
+    // Reads record and as many following ones as the file holds and the
+    // read-ahead room takes; false on a failed read.
+    bool ReadAhead(int record);
+    void DropAhead() { ahead_count_ = 0; }
     void AddField(const char* name, int namelength, int type, int length, int decimalcount);
 
     OxinApplication* app_;
@@ -139,4 +151,20 @@ class XBaseTable {
     List<XBaseField> fields_{1};
     int firstfreeblock_ = 1;
     long lockedlength_ = 0;  // the range LockTable() holds
+    bool read_ahead_ = false;
+    std::vector<unsigned char> ahead_;  // records ahead_first_ on, ahead_count_ of them
+    int ahead_first_ = 0;
+    int ahead_count_ = 0;
+};
+
+// Reads records ahead for the length of one walk over a table.
+class XBaseReadingAhead {
+  public:
+    explicit XBaseReadingAhead(XBaseTable* table) : table_(table) { table_->SetReadAhead(true); }
+    ~XBaseReadingAhead() { table_->SetReadAhead(false); }
+    XBaseReadingAhead(const XBaseReadingAhead&) = delete;
+    XBaseReadingAhead& operator=(const XBaseReadingAhead&) = delete;
+
+  private:
+    XBaseTable* table_;
 };
