@@ -267,15 +267,20 @@ int XBaseDatabaseView::Go_Filter(long position) {
     return 1;
 }
 
-int XBaseDatabaseView::Find_NoFilter(const StringTuple& key, int whole) {
+int XBaseDatabaseView::Search(const String& key, int whole, unsigned int* record, int* found) {
     XBaseIndex* index = primary();
     if (!index) return Fail(String("Database has no open indexes"));
-    String wanted(key.text, key.length);
-    unsigned int record = 0;
-    int found = 0;
-    if (!index->Find(wanted.c_str(), wanted.length(), whole, &record, &found))
-        return Fail(index->error());
-    if (!found && !(index->Flags() & QTXRange)) {
+    *record = 0;
+    *found = 0;
+    if (!index->Find(key.c_str(), key.length(), whole, record, found)) return Fail(index->error());
+    return 1;
+}
+
+int XBaseDatabaseView::Find_NoFilter(const StringTuple& key, int whole) {
+    unsigned int record;
+    int found;
+    if (!Search(String(key.text, key.length), whole, &record, &found)) return 0;
+    if (!found && !(primary()->Flags() & QTXRange)) {
         SetEOF(1);
         return 1;
     }
@@ -290,13 +295,11 @@ int XBaseDatabaseView::Find_NoFilter(const StringTuple& key, int whole) {
 }
 
 int XBaseDatabaseView::Find_Filter(const StringTuple& key, int whole) {
-    XBaseIndex* index = primary();
-    if (!index) return Fail(String("Database has no open indexes"));
     String wanted(key.text, key.length);
-    unsigned int record = 0;
-    int found = 0;
-    if (!index->Find(wanted.c_str(), wanted.length(), whole, &record, &found))
-        return Fail(index->error());
+    unsigned int record;
+    int found;
+    if (!Search(wanted, whole, &record, &found)) return 0;
+    XBaseIndex* index = primary();
     if (!found || record == 0 || record > static_cast<unsigned int>(table_->numrecords())) {
         SetEOF(1);
         return 1;

@@ -68,6 +68,8 @@ class XBaseDatabaseView : public DatabaseView {
     // order, 0 at an end; bounded: without an index, beyond the count is 0.
     int Step(bool forward, bool bounded, unsigned int* record);
     int Move(unsigned int record);
+    // Looks key up in the primary index, which must exist.
+    int Search(const String& key, int whole, unsigned int* record, int* found);
     // The filter's truth on the current record.
     int Evaluate(int* truth);
     int Fail(const String& text);

@@ -89,6 +89,20 @@ void XBaseVariable::SwapOriginal() {
     double_value_ = saved_.number;
 }
 
+void XBaseVariable::Convert_Integer() {
+    if (flags_ & kStringValid) {
+        integer_value_ = stoi_of(string_value_.c_str(), string_value_.length());
+    } else if (flags_ & kDoubleValid) {
+        integer_value_ = Variable::Truncate(double_value_);
+    } else {
+        const char* text;
+        int length;
+        FieldText(&text, &length);
+        integer_value_ = stoi_of(text, length);
+    }
+    flags_ |= kIntegerValid;
+}
+
 void XBaseVariable::FieldText(const char** text, int* length) {
     if (field_->type() == XBaseMemo) {
         auto* memo = static_cast<XBaseMemoField*>(field_);
@@ -138,20 +152,6 @@ void XBaseStringVariable::Convert_String() {
         primary_type_ = PrimaryString;
     }
     flags_ |= kStringValid;
-}
-
-void XBaseStringVariable::Convert_Integer() {
-    if (flags_ & kStringValid) {
-        integer_value_ = stoi_of(string_value_.c_str(), string_value_.length());
-    } else if (flags_ & kDoubleValid) {
-        integer_value_ = Variable::Truncate(double_value_);
-    } else {
-        const char* text;
-        int length;
-        FieldText(&text, &length);
-        integer_value_ = stoi_of(text, length);
-    }
-    flags_ |= kIntegerValid;
 }
 
 void XBaseStringVariable::Convert_Double() {
@@ -346,20 +346,6 @@ void XBaseNumberVariable::Convert_String() {
         string_value_.assign(text, length);
     }
     flags_ |= kStringValid;
-}
-
-void XBaseNumberVariable::Convert_Integer() {
-    if (flags_ & kStringValid) {
-        integer_value_ = stoi_of(string_value_.c_str(), string_value_.length());
-    } else if (flags_ & kDoubleValid) {
-        integer_value_ = Variable::Truncate(double_value_);
-    } else {
-        const char* text;
-        int length;
-        FieldText(&text, &length);
-        integer_value_ = stoi_of(text, length);
-    }
-    flags_ |= kIntegerValid;
 }
 
 void XBaseNumberVariable::Convert_Double() {

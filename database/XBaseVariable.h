@@ -19,6 +19,8 @@ class XBaseVariable : public Variable {
     int preferred_type() override { return primary_type_; }
     // True for an empty field text (read now if not yet cached).
     bool IsNULL() override;
+    // From the text, else the double cut toward zero, else the field's text.
+    void Convert_Integer() override;
     double value_compare(int* error) override;
 
     // Forgets the cached value, so that the next read goes to the field.
@@ -67,7 +69,6 @@ class XBaseStringVariable : public XBaseVariable {
     int SetValue_Integer(int value) override;
     int SetValue_Double(double value) override;
     void Convert_String() override;
-    void Convert_Integer() override;
     void Convert_Double() override;
     void Commit() override;
 
@@ -98,7 +99,6 @@ class XBaseNumberVariable : public XBaseVariable {
     int SetValue_Integer(int value) override;
     int SetValue_Double(double value) override;
     void Convert_String() override;
-    void Convert_Integer() override;
     void Convert_Double() override;
     void Commit() override;
 
