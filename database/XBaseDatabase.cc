@@ -231,14 +231,25 @@ int XBaseDatabase::Create(const StringTuple& path, const StringTuple&,
 int XBaseDatabase::OpenIndexes(OxinVM* vm, const StringTuple& list) {
     indexes_.clear();
     if (ExpressionCompiler::Expression_Empty(list.text, list.length)) return 1;
+    // The indexes are opened under the table's header lock, which a pack
+    // holds until its files are in place, so that they belong to the same
+    // files as the table.
+    if (!table_->LockCurrent()) return Fail(table_->error());
     for (const std::string& name : split_list(list.text, list.length)) {
-        if (name.empty()) return Fail(String("Dangling comma in index list"));
+        if (name.empty()) {
+            table_->ReleaseTable();
+            return Fail(String("Dangling comma in index list"));
+        }
         if (FindIndex(name.c_str(), static_cast<int>(name.size()))) continue;
         String path(name.c_str(), static_cast<int>(name.size()));
         auto index = std::make_unique<XBaseIndex>(vm, application_, this, path);
-        if (!index->Open(path)) return Fail(index->error());
+        if (!index->Open(path)) {
+            table_->ReleaseTable();
+            return Fail(index->error());
+        }
         indexes_.push_back(std::move(index));
     }
+    table_->ReleaseTable();
     if (view_ && !view_->Go_NoFilter(-1)) return Fail(view_->error());
     return 1;
 }
@@ -345,16 +356,22 @@ bool XBaseDatabase::InsertKeys(Rebuild& rebuild, unsigned int record) {
 bool XBaseDatabase::Install(Rebuild& rebuild, bool pack) {
     rebuild.table.reset();
     rebuild.indexes.clear();
-    if (pack) table_->Deactivate();
+    // The old table stays open: closing it would give up its lock.
     for (auto& index : indexes_)
         index->Deactivate();
+    // The data file goes last, so that whoever opens the new one finds the
+    // new memo and indexes beside it.
     FileManager* files = application_->filemanager();
-    for (const XBaseTemporaryFile& file : rebuild.files) {
-        if (!files->Rename(OxinPathData, file.temporary.c_str(), OxinPathData,
-                           file.original.c_str())) {
+    for (auto file = rebuild.files.rbegin(); file != rebuild.files.rend(); ++file) {
+        if (!files->Rename(OxinPathData, file->temporary.c_str(), OxinPathData,
+                           file->original.c_str())) {
             Fail(files->error());
             return false;
         }
+    }
+    if (pack && !table_->MarkRebuilt()) {
+        Fail(table_->error());
+        return false;
     }
     if (pack) {
         rebuild.table = std::make_unique<XBaseTable>(application_);
@@ -381,6 +398,7 @@ bool XBaseDatabase::Install(Rebuild& rebuild, bool pack) {
 }
 
 int XBaseDatabase::Abandon(Rebuild& rebuild) {
+    table_->ReleaseTable();
     rebuild.table.reset();
     rebuild.indexes.clear();
     FileManager* files = application_->filemanager();
@@ -422,6 +440,15 @@ bool XBaseDatabase::IndexRecords(Rebuild& rebuild) {
 
 int XBaseDatabase::Pack() {
     Rebuild rebuild;
+    // The table is held from the first record read to the last rename:
+    // appends and rewrites wait, and then meet the old files marked.
+    if (!table_->LockTable()) return Fail(table_->error());
+    if (table_->rebuilt()) {
+        // Another pack replaced the files while this one waited.
+        table_->ReleaseTable();
+        if (!view_->Reopen()) return Fail(view_->error());
+        if (!table_->LockTable()) return Fail(table_->error());
+    }
     FileManager* files = application_->filemanager();
     std::unique_ptr<File> data, memo;
     String data_name, memo_name;

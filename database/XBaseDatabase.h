@@ -24,8 +24,11 @@ struct XBaseTemporaryFile {
 // OxCREATE, builds indexes, and rebuilds the table (Pack) or the indexes
 // (Reindex) through temporary files renamed into place.
 //
-// Pack and Reindex take no lock on the whole table: another process keeps
-// working on the old files until it opens the table again.
+// Pack holds the whole table while it copies and renames, and marks the
+// old files once the new ones are in place (see XBaseTable::MarkRebuilt):
+// another process reads on in the old files, its appends go to the new ones,
+// and its rewrites are refused. Reindex takes no lock on the table: another
+// process keeps working on the old index files until it opens them again.
 class XBaseDatabase : public Database {
   public:
     XBaseDatabase(OxinApplication* application, OxinVM* vm, const StringTuple& alias);

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "database/XBaseIndex.h"
 #include "database/XBaseStateVariables.h"
@@ -323,9 +324,27 @@ int XBaseDatabaseView::Find_Filter(const StringTuple& key, int whole) {
     return 1;
 }
 
+int XBaseDatabaseView::Reopen() {
+    if (!table_->LockCurrent()) return Fail(table_->error());
+    for (auto& index : *indexes_) {
+        auto fresh = std::make_unique<XBaseIndex>(vm_, application_, database_, index->name());
+        if (!fresh->Open(index->filepath())) {
+            table_->ReleaseTable();
+            return Fail(fresh->error());
+        }
+        index = std::move(fresh);
+    }
+    table_->ReleaseTable();
+    return 1;
+}
+
 int XBaseDatabaseView::Add() {
     Commit();
-    if (!table_->Append()) return Fail(table_->error());
+    while (!table_->Append()) {
+        // An append that met files replaced by a pack goes to the new ones.
+        if (!table_->rebuilt()) return Fail(table_->error());
+        if (!Reopen()) return 0;
+    }
     for (auto& index : *indexes_) {
         String key;
         if (!index->Key(&key)) return Fail(index->error());

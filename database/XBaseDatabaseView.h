@@ -44,6 +44,9 @@ class XBaseDatabaseView : public DatabaseView {
     void SetTable(XBaseTable* table) { table_ = table; }
     // Puts the new primary index's cursor on the current record.
     int SetPrimaryIndex(XBaseIndex* index);
+    // Opens the table and its indexes anew, after a pack by another process
+    // has replaced their files.
+    int Reopen();
 
     // Builds the field variables anew on table's fields, standing on the
     // first record; date fields get date variables here (unlike at

@@ -27,6 +27,9 @@ constexpr int kDayOffset = 3;
 constexpr int kRecordCountOffset = 4;
 constexpr int kHeaderLengthOffset = 8;
 constexpr int kRecordLengthOffset = 10;
+// A reserved byte, zero in every live table; 1 in files that a rebuild has
+// replaced.
+constexpr int kRebuiltOffset = 12;
 
 constexpr int kDescriptorSize = 32;
 constexpr int kNameSize = 11;
@@ -94,6 +97,8 @@ int XBaseTable::Open(Oxin_PathType type, const char* path, int length, int flags
     Close();
     datapath_.assign(path, length);
     SetMemoPath(datapath_, memopath_);
+    type_ = type;
+    flags_ = flags;
     FileManager* files = app_->filemanager();
     data_ = files->Open(type, datapath_.c_str(), flags);
     if (!data_) {
@@ -131,6 +136,8 @@ int XBaseTable::Create(Oxin_PathType type, const String& datapath, const char* m
     } else {
         SetMemoPath(datapath, memo);
     }
+    type_ = type;
+    flags_ = FileOpenRead | FileOpenWrite;
     FileManager* files = app_->filemanager();
     const int flags = FileOpenRead | FileOpenWrite | FileOpenCreate | FileOpenTruncate;
     std::unique_ptr<File> data(files->Open(type, datapath.c_str(), flags));
@@ -264,6 +271,7 @@ int XBaseTable::ReadTableHeader() {
         return 0;
     }
     numrecords_ = static_cast<int>(count);
+    rebuilt_ = header[kRebuiltOffset] != 0;
     headerlength_ = get_u16(header + kHeaderLengthOffset);
     recordlength_ = recordlength;
     return 1;
@@ -472,7 +480,8 @@ bool XBaseTable::ReadAhead(int record) {
 int XBaseTable::RefreshHeader(bool rewrite) {
     if (!LockOrFail(data_, datapath_, FileLockWrite, 0, headerlength_)) return 0;
     long locked = headerlength_;
-    int result = ReadTableHeader() && (!rewrite || WriteTableHeader());
+    // A replaced file keeps its mark: nothing is written to it any more.
+    int result = ReadTableHeader() && (!rewrite || rebuilt_ || WriteTableHeader());
     data_->Release(0, locked);
     return result;
 }
@@ -502,6 +511,65 @@ void XBaseTable::ReleaseTable() {
     lockedlength_ = 0;
 }
 
+int XBaseTable::MarkRebuilt() {
+    const unsigned char mark = 1;
+    if (!data_ || !SeekTo(data_, kRebuiltOffset) || data_->Write(&mark, 1) != 1)
+        return data_ ? WriteFailed(data_, datapath_) : 0;
+    return 1;
+}
+
+int XBaseTable::ReadMark() {
+    unsigned char mark;
+    if (!SeekTo(data_, kRebuiltOffset) || !data_->ReadExactly(&mark, 1))
+        return ReadFailed(data_, datapath_);
+    rebuilt_ = mark != 0;
+    return Live();
+}
+
+int XBaseTable::Live() {
+    if (!rebuilt_) return 1;
+    Error(String::Join(
+        {"'", Text(datapath_), "' has been rebuilt by another process: open it again"}));
+    return 0;
+}
+
+int XBaseTable::Reopen() {
+    FileManager* files = app_->filemanager();
+    std::unique_ptr<File> data(files->Open(type_, datapath_.c_str(), flags_));
+    std::unique_ptr<File> memo;
+    if (data && memo_) memo.reset(files->Open(type_, memopath_.c_str(), flags_));
+    if (!data || (memo_ && !memo)) {
+        Error(String::Join(
+            {"Error opening '", Text(data ? memopath_ : datapath_), "': ", Text(files->error())}));
+        return 0;
+    }
+    ReleaseTable();
+    delete data_;
+    delete memo_;
+    data_ = data.release();
+    memo_ = memo.release();
+    recordnum_ = 0;
+    return ReadTableHeader();
+}
+
+int XBaseTable::LockCurrent() {
+    for (;;) {
+        if (!data_) {
+            Error(String("The table is not open"));
+            return 0;
+        }
+        if (!LockOrFail(data_, datapath_, FileLockRead, 0, headerlength_)) return 0;
+        lockedlength_ = headerlength_;
+        if (!ReadTableHeader()) {
+            ReleaseTable();
+            return 0;
+        }
+        if (!rebuilt_) return 1;
+        ReleaseTable();
+        if (!Reopen()) return 0;
+    }
+}
+
 // The current record as stored: the deletion flag, then each field. Memo
 // fields write their texts to the memo file on the way; false, with the
 // error set, when one could not.
@@ -524,6 +592,11 @@ int XBaseTable::Update() {
     }
     long offset = RecordOffset(recordnum_);
     if (!LockOrFail(data_, datapath_, FileLockWrite, offset, recordlength_)) return 0;
+    // Read under the lock, which a rebuild holds until it has set the mark.
+    if (!ReadMark()) {
+        data_->Release(offset, recordlength_);
+        return 0;
+    }
     std::vector<unsigned char> bytes(recordlength_);
     int result = BuildRecord(bytes.data());
     if (result) {
@@ -547,7 +620,7 @@ int XBaseTable::Append() {
     }
     if (!LockOrFail(data_, datapath_, FileLockWrite, 0, headerlength_)) return 0;
     long locked = headerlength_;
-    int result = ReadTableHeader();
+    int result = ReadTableHeader() && Live();
     if (result && numrecords_ == INT_MAX) {
         Error(String::Join({"Error writing to '", Text(datapath_), "': the table is full"}));
         result = 0;
@@ -592,6 +665,11 @@ int XBaseTable::UpdateDeleted(int deleted) {
     }
     long offset = RecordOffset(recordnum_);
     if (!LockOrFail(data_, datapath_, FileLockWrite, offset, recordlength_)) return 0;
+    // Read under the lock, which a rebuild holds until it has set the mark.
+    if (!ReadMark()) {
+        data_->Release(offset, recordlength_);
+        return 0;
+    }
     deleted_ = deleted;
     unsigned char flag = deleted ? kDeletedFlag : kLiveFlag;
     int result = SeekTo(data_, offset) && data_->Write(&flag, 1) == 1;

@@ -79,6 +79,21 @@ class XBaseTable {
     // is read anew under the lock. ReleaseTable() ends it.
     int LockTable();
     void ReleaseTable();
+    // A rebuild (Pack) renames new files over a table's while it holds it by
+    // LockTable(); a process that opened the old ones keeps them. Once its
+    // files are in place, the rebuild marks the old data file's header:
+    // writers then refuse it, since their changes would be lost, and openers
+    // take the new files. rebuilt() tells whether the header read last had
+    // the mark.
+    int MarkRebuilt();
+    bool rebuilt() const { return rebuilt_; }
+    // Opens the files at the table's paths anew. The fields stay: a rebuild
+    // keeps them.
+    int Reopen();
+    // A read lock on the header of the files now at the table's paths, which
+    // holds off rebuilds: files that a rebuild has marked are left for the
+    // new ones first. ReleaseTable() ends it.
+    int LockCurrent();
 
     int ReadTableHeader();
     int WriteTableHeader();
@@ -123,6 +138,10 @@ class XBaseTable {
     bool BuildRecord(unsigned char* bytes);
     int FieldsLength();
     int Corrupt();
+    // Fails, with the text for it, when the header read last had the mark
+    // of a rebuild; ReadMark() reads the mark afresh first.
+    int Live();
+    int ReadMark();
     String Miscount(int held) const;
     static char* GrowMemo(char* buffer, int used, int* capacity);
     // The bytes of record when they were read ahead, else null.
@@ -136,6 +155,8 @@ class XBaseTable {
     OxinApplication* app_;
     File* data_ = nullptr;
     File* memo_ = nullptr;
+    Oxin_PathType type_ = OxinPathData;  // how Open found the files
+    int flags_ = 0;
     String datapath_;
     String memopath_;
     String error_;
@@ -148,6 +169,7 @@ class XBaseTable {
     int recordlength_ = 0;
     int recordnum_ = 0;
     int deleted_ = 0;
+    bool rebuilt_ = false;
     List<XBaseField> fields_{1};
     int firstfreeblock_ = 1;
     long lockedlength_ = 0;  // the range LockTable() holds
