@@ -340,9 +340,10 @@ int XBaseDatabaseView::Reopen() {
 
 int XBaseDatabaseView::Add() {
     Commit();
-    while (!table_->Append()) {
-        // An append that met files replaced by a pack goes to the new ones.
-        if (!table_->rebuilt()) return Fail(table_->error());
+    // An append that met files replaced by a pack goes to the new ones; a
+    // mark that stays after reopening is damage, and the append fails.
+    for (int attempt = 0; !table_->Append(); attempt++) {
+        if (!table_->rebuilt() || attempt == 8) return Fail(table_->error());
         if (!Reopen()) return 0;
     }
     for (auto& index : *indexes_) {

@@ -30,6 +30,9 @@ constexpr int kRecordLengthOffset = 10;
 // A reserved byte, zero in every live table; 1 in files that a rebuild has
 // replaced.
 constexpr int kRebuiltOffset = 12;
+// How often a table whose files carry that mark is opened anew before the
+// mark counts as damage.
+constexpr int kReopenAttempts = 8;
 
 constexpr int kDescriptorSize = 32;
 constexpr int kNameSize = 11;
@@ -553,7 +556,9 @@ int XBaseTable::Reopen() {
 }
 
 int XBaseTable::LockCurrent() {
-    for (;;) {
+    // A live table never carries the mark; files that keep showing it after
+    // a reopen are damaged, not replaced again and again.
+    for (int attempt = 0; attempt < kReopenAttempts; attempt++) {
         if (!data_) {
             Error(String("The table is not open"));
             return 0;
@@ -568,6 +573,7 @@ int XBaseTable::LockCurrent() {
         ReleaseTable();
         if (!Reopen()) return 0;
     }
+    return Live();
 }
 
 // The current record as stored: the deletion flag, then each field. Memo
