@@ -2,10 +2,14 @@
 // minimal C program and Debian's php-cgi printing the same page, each run
 // directly many times (time per request and peak memory), then each served
 // by lighttpd under load from wrk (requests per second). Prints the ratios
-// engine/other. Needs cc, php-cgi, lighttpd and wrk on the PATH for their
-// columns. Usage: bench_cgi [BUILD_DIR] (default: the directory above this
-// program's own).
+// engine/other. Then a page that finds one record by key among 100,000 and
+// prints it: the engine through its table and index against php-cgi with
+// its SQLite3 class on an indexed table of the same rows. Needs cc,
+// php-cgi (with php8.2-sqlite3 for the find), lighttpd and wrk on the PATH
+// for their columns. Usage: bench_cgi [BUILD_DIR] (default: the directory
+// above this program's own).
 #include <pwd.h>
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -16,9 +20,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "application/NullOutput.h"
+#include "tests/support/ScriptRun.h"
 
 namespace {
 
@@ -85,14 +93,17 @@ struct Measure {
     long peak_kb = -1;
 };
 
-// Runs argv in directory kRuns times with environment; wall time and the
+// Runs argv in directory kRuns times with environment, and with the entry
+// that vary gives for the run's number if there is one; wall time and the
 // largest resident size of any run.
 Measure run_many(const std::string& directory, const std::vector<std::string>& argv,
-                 const std::vector<std::string>& environment) {
+                 const std::vector<std::string>& environment,
+                 const std::function<std::string(int)>& vary = nullptr) {
     Measure measure;
     auto start = std::chrono::steady_clock::now();
     fflush(stdout);
     for (int i = 0; i < kRuns; i++) {
+        std::string varied = vary ? vary(i) : "";
         pid_t child = fork();
         if (child == 0) {
             if (chdir(directory.c_str()) != 0) _exit(127);
@@ -104,6 +115,7 @@ Measure run_many(const std::string& directory, const std::vector<std::string>& a
             args.push_back(nullptr);
             for (const std::string& e : environment)
                 env.push_back(const_cast<char*>(e.c_str()));
+            if (!varied.empty()) env.push_back(const_cast<char*>(varied.c_str()));
             env.push_back(nullptr);
             execve(args[0], args.data(), env.data());
             _exit(127);
@@ -153,6 +165,198 @@ std::vector<double> served(const Site& site, const std::vector<std::string>& pat
     return rates;
 }
 
+constexpr int kTableRows = 100000;
+
+// Fills the engine's table t.dbf, with the index t.qtx on its key, through
+// the database statements: key "K" followed by 10000000 + i, name "customer
+// number i", amount i % 9973 with i % 100 hundredths (given as text: a
+// number is cut, not rounded, to the field's decimals).
+const char kBuildTable[] = R"text(.global
+    0 "i"
+    1 "cents"
+.end
+.segment 0
+    pushc "t"
+    pushc "t.dbf"
+    pushc ""
+    pushc "key CHAR(12), name CHAR(30), amount NUMBER(10.2)"
+    dbcreate
+    pushc "t"
+    pushc "t.qtx"
+    pushc "key"
+    pushc ""
+    dbmakeindex
+again:
+    pushc "K"
+    pushg i
+    pushi 10000000
+    add
+    cat
+    popdc "t", "key"
+    pushc "customer number "
+    pushg i
+    cat
+    popdc "t", "name"
+    pushg i
+    pushi 9973
+    mod
+    pushc "."
+    cat
+    pushg i
+    pushi 100
+    mod
+    popg cents
+    cmpgi cents, 10
+    jmp_ge two_digits
+    pushc "0"
+    cat
+two_digits:
+    pushg cents
+    cat
+    popdc "t", "amount"
+    pushc "t"
+    pushc ""
+    dbadd
+    incg i, 1
+    cmpgi i, 100000
+    jmp_lt again
+    pushc "t"
+    dbclose
+.end
+)text";
+
+// The page: the record whose key the form variable id gives, or "not found".
+// (A plain name finds an open table's field before a form variable: a form
+// variable "key" would be hidden by the field.)
+const char kFindPage[] = R"text(.segment 0
+    pushc "t"
+    pushc "t.dbf"
+    pushc "t.qtx"
+    pushc ""
+    pushc ""
+    pushc ""
+    dbopen
+    pushc "t"
+    pushc ""
+    pushnc "id"
+    pushi 1
+    dbfind
+    pushdc "t", "eof"
+    jmp_ne missing
+    pushdc "t", "key"
+    out
+    pushc " "
+    out
+    pushdc "t", "name"
+    out
+    pushc " "
+    out
+    pushdc "t", "amount"
+    out
+    pushc "\n"
+    out
+    jmp done
+missing:
+    pushc "not found\n"
+    out
+done:
+    pushc "t"
+    dbclose
+.end
+)text";
+
+const char kFindPhp[] = R"text(<?php
+$db = new SQLite3(__DIR__ . '/../data/t.sqlite');
+$find = $db->prepare('SELECT key, name, amount FROM t WHERE key = ?');
+$find->bindValue(1, $_GET['id'] ?? '', SQLITE3_TEXT);
+$row = $find->execute()->fetchArray(SQLITE3_NUM);
+echo $row ? "$row[0] $row[1] $row[2]\n" : "not found\n";
+)text";
+
+// The row that a run asks for, spread over the table; its query and the line
+// that both pages print for it.
+int find_row(int run) {
+    return static_cast<int>((run * 7919L) % kTableRows);
+}
+
+std::string find_query(int run) {
+    return "QUERY_STRING=id=K" + std::to_string(10000000 + find_row(run));
+}
+
+std::string find_line(int run) {
+    int i = find_row(run);
+    char amount[16];
+    snprintf(amount, sizeof amount, "%d.%02d", i % 9973, i % 100);
+    return "K" + std::to_string(10000000 + i) + " customer number " + std::to_string(i) + " " +
+           amount + "\n";
+}
+
+// Builds both tables in the site's data directory and both pages; the time
+// of the engine's table in seconds, or -1 with the reason printed.
+double build_find_site(const std::string& build, const Site& site) {
+    std::string data = site.root + "/data";
+    TestApplication application;
+    NullOutput output;
+    application.SetOutput(&output);
+    application.files().InitializeDataDirectory(data.c_str());
+    ScriptRun run(kBuildTable, &application);
+    auto start = std::chrono::steady_clock::now();
+    if (!run.error().empty() || run.Go() != 1) {
+        printf("the engine's table could not be built %s\n", run.error().c_str());
+        return -1;
+    }
+    std::chrono::duration<double> built = std::chrono::steady_clock::now() - start;
+    application.SetOutput(nullptr);
+
+    sqlite3* db = nullptr;
+    sqlite3_stmt* insert = nullptr;
+    auto exec = [&db](const char* sql) {
+        return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+    };
+    bool ok =
+        sqlite3_open((data + "/t.sqlite").c_str(), &db) == SQLITE_OK &&
+        exec("CREATE TABLE t (key TEXT, name TEXT, amount TEXT)") &&
+        exec("CREATE INDEX t_key ON t (key)") && exec("BEGIN") &&
+        sqlite3_prepare_v2(db, "INSERT INTO t VALUES (?, ?, ?)", -1, &insert, nullptr) == SQLITE_OK;
+    for (int i = 0; i < kTableRows && ok; i++) {
+        std::string key = "K" + std::to_string(10000000 + i);
+        std::string name = "customer number " + std::to_string(i);
+        char amount[16];
+        snprintf(amount, sizeof amount, "%d.%02d", i % 9973, i % 100);
+        sqlite3_bind_text(insert, 1, key.c_str(), -1, SQLITE_TRANSIENT);
+        sqlite3_bind_text(insert, 2, name.c_str(), -1, SQLITE_TRANSIENT);
+        sqlite3_bind_text(insert, 3, amount, -1, SQLITE_TRANSIENT);
+        ok = sqlite3_step(insert) == SQLITE_DONE && sqlite3_reset(insert) == SQLITE_OK;
+    }
+    sqlite3_finalize(insert);
+    ok = ok && exec("COMMIT");
+    sqlite3_close(db);
+    if (!ok) {
+        printf("the SQLite table could not be built\n");
+        return -1;
+    }
+
+    write_file(site.root + "/find.oxs", kFindPage);
+    mkdir((site.root + "/scripts/find").c_str(), 0777);
+    system((build + "/bin/oxin-asm " + site.root + "/find.oxs " + site.root +
+            "/scripts/find/index.oxc")
+               .c_str());
+    write_file(site.cgi + "/find.php", kFindPhp);
+    if (geteuid() == 0) {
+        if (passwd* nobody = getpwnam("nobody"))
+            system(("chown -R " + std::to_string(nobody->pw_uid) + " " + data + " " + site.root +
+                    "/scripts/find")
+                       .c_str());
+    }
+    return built.count();
+}
+
+// The body of a CGI response, after its headers.
+std::string body(const std::string& response) {
+    size_t end = response.find("\r\n\r\n");
+    return end == std::string::npos ? response : response.substr(end + 4);
+}
+
 void ratio(double engine, double other) {
     if (engine > 0 && other > 0) {
         printf("  %6.2f", engine / other);
@@ -166,6 +370,11 @@ void ratio(double engine, double other) {
 int main(int argc, char** argv) {
     std::string self = argv[0];
     std::string build = argc > 1 ? argv[1] : self.substr(0, self.rfind('/')) + "/..";
+    // The engine's file manager changes directory as it resolves paths.
+    if (char* real = realpath(build.c_str(), nullptr)) {
+        build = real;
+        free(real);
+    }
     Site site(build);
     std::vector<std::string> cgi_env = {
         "GATEWAY_INTERFACE=CGI/1.1", "REQUEST_METHOD=GET", "PATH_INFO=/hello/index.oxc",
@@ -200,6 +409,49 @@ int main(int argc, char** argv) {
     ratio(rates[1], rates[0]);
     printf("   php-cgi/engine");
     ratio(rates[2], rates[0]);
+    printf("\n");
+
+    printf("\nfind one record by key among %d and print it, %d runs each\n", kTableRows, kRuns);
+    double built = build_find_site(build, site);
+    if (built < 0) return 1;
+    printf("engine's table built through the statements in %.2f s (%.1f us a row)\n", built,
+           built * 1e6 / kTableRows);
+    cgi_env[2] = "PATH_INFO=/find/index.oxc";
+    std::vector<std::string> php_env = {"GATEWAY_INTERFACE=CGI/1.1",
+                                        "REQUEST_METHOD=GET",
+                                        "SERVER_NAME=127.0.0.1",
+                                        "SERVER_PORT=80",
+                                        "REDIRECT_STATUS=200",
+                                        "SCRIPT_NAME=/cgi-bin/find.php",
+                                        "SCRIPT_FILENAME=" + site.cgi + "/find.php",
+                                        "PATH=/usr/bin:/bin"};
+    // A page is timed only if it prints the record asked for.
+    auto shell_env = [](std::vector<std::string> entries) {
+        entries.push_back(find_query(1));
+        std::string text = "env -i";
+        for (const std::string& e : entries)
+            text += " '" + e + "'";
+        return text;
+    };
+    std::string engine_page =
+        body(run_output("cd " + site.cgi + " && " + shell_env(cgi_env) + " ./oxin"));
+    std::string php_page =
+        site.php_ok ? body(run_output(shell_env(php_env) + " /usr/bin/php-cgi 2>/dev/null")) : "";
+    bool engine_right = engine_page == find_line(1);
+    bool php_right = site.php_ok && php_page == find_line(1);
+    if (!engine_right) printf("engine prints: %s(not timed)\n", engine_page.c_str());
+    if (!php_right) printf("php-cgi prints: %s(not timed)\n", php_page.c_str());
+    Measure engine_find =
+        engine_right ? run_many(site.cgi, {site.cgi + "/oxin"}, cgi_env, find_query) : Measure();
+    Measure php_find =
+        php_right ? run_many(site.cgi, {"/usr/bin/php-cgi"}, php_env, find_query) : Measure();
+    printf("%-10s %12s %12s\n", "program", "ms/request", "peak KB");
+    printf("%-10s %12.3f %12ld\n", "engine", engine_find.ms_per_request, engine_find.peak_kb);
+    printf("%-10s %12.3f %12ld\n", "php-cgi", php_find.ms_per_request, php_find.peak_kb);
+    printf("time engine/php-cgi");
+    ratio(engine_find.ms_per_request, php_find.ms_per_request);
+    printf("   peak memory engine/php-cgi");
+    ratio(static_cast<double>(engine_find.peak_kb), static_cast<double>(php_find.peak_kb));
     printf("\n");
     return 0;
 }

@@ -1,6 +1,9 @@
 // Tables and indexes against SQLite: 100,000 appends with one index, 100,000
 // random finds of a key with the record read, and a full scan. SQLite gets
-// the same rows in one transaction, with an index on the key.
+// the same rows in one transaction, with an index on the key, and 10,000 of
+// them in WAL mode with a commit after each (compared per row). The finds
+// and a scan with a filter also run as scripts, through the database
+// statements of a machine of their own.
 #include <benchmark/benchmark.h>
 #include <ftw.h>
 #include <sqlite3.h>
@@ -8,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -15,11 +19,16 @@
 #include "bench/RatioReporter.h"
 #include "database/QTXIndexFile.h"
 #include "database/XBaseTable.h"
-#include "host/StandaloneApplication.h"
+#include "tests/support/ScriptRun.h"
+#include "tests/support/StringOutput.h"
+#include "variables/AggregateIndex.h"
+#include "variables/Variable.h"
 
 namespace {
 
 constexpr int kRows = 100000;
+// Committing every row waits for the disk each time: fewer rows for that.
+constexpr int kCommittedRows = 10000;
 
 struct Row {
     std::string key, name, amount;
@@ -115,6 +124,7 @@ class EngineFiles {
 
     bool ok() const { return ok_; }
     XBaseTable& table() { return table_; }
+    StandaloneApplication& application() { return app_; }
 
   private:
     Directory directory_;
@@ -124,12 +134,14 @@ class EngineFiles {
     bool ok_;
 };
 
-// SQLite's side: the same table with an index on the key.
+// SQLite's side: the same table with an index on the key, in WAL mode if
+// asked.
 class SqliteFiles {
   public:
-    SqliteFiles() {
+    explicit SqliteFiles(bool wal = false) {
         std::string path = directory_.path_ + "/t.sqlite";
         ok_ = sqlite3_open(path.c_str(), &db_) == SQLITE_OK &&
+              (!wal || Exec("PRAGMA journal_mode=WAL")) &&
               Exec("CREATE TABLE t (key TEXT, name TEXT, amount NUMERIC)") &&
               Exec("CREATE INDEX t_key ON t (key)");
     }
@@ -139,26 +151,29 @@ class SqliteFiles {
         return sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
     }
 
-    bool AppendAll() {
+    // Inserts the first count rows; in one transaction, or each in its own.
+    bool AppendAll(bool one_transaction = true, int count = kRows) {
         sqlite3_stmt* insert = nullptr;
-        bool ok = Exec("BEGIN") && sqlite3_prepare_v2(db_, "INSERT INTO t VALUES (?, ?, ?)", -1,
-                                                      &insert, nullptr) == SQLITE_OK;
-        for (const Row& row : Rows()) {
-            if (!ok) break;
+        bool ok = (!one_transaction || Exec("BEGIN")) &&
+                  sqlite3_prepare_v2(db_, "INSERT INTO t VALUES (?, ?, ?)", -1, &insert, nullptr) ==
+                      SQLITE_OK;
+        for (int i = 0; i < count && ok; i++) {
+            const Row& row = Rows()[i];
             sqlite3_bind_text(insert, 1, row.key.c_str(), -1, SQLITE_STATIC);
             sqlite3_bind_text(insert, 2, row.name.c_str(), -1, SQLITE_STATIC);
             sqlite3_bind_text(insert, 3, row.amount.c_str(), -1, SQLITE_STATIC);
             ok = sqlite3_step(insert) == SQLITE_DONE && sqlite3_reset(insert) == SQLITE_OK;
         }
         sqlite3_finalize(insert);
-        return ok && Exec("COMMIT");
+        return ok && (!one_transaction || Exec("COMMIT"));
     }
 
-    // Reads every column of every row; returns the rows.
-    long Scan(long* bytes) {
+    // Reads every column of every row that the condition keeps; returns
+    // the rows.
+    long Scan(long* bytes, const std::string& condition = "") {
         sqlite3_stmt* select = nullptr;
-        const char* sql = "SELECT key, name, amount FROM t";
-        if (sqlite3_prepare_v2(db_, sql, -1, &select, nullptr) != SQLITE_OK) return -1;
+        std::string sql = "SELECT key, name, amount FROM t" + condition;
+        if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &select, nullptr) != SQLITE_OK) return -1;
         long rows = 0;
         while (sqlite3_step(select) == SQLITE_ROW) {
             rows++;
@@ -203,24 +218,148 @@ class SqliteFiles {
     bool ok_;
 };
 
+// The loaded files of the finds and scans, made on first use; main removes
+// them at the end.
+std::unique_ptr<EngineFiles> loaded_engine;
+std::unique_ptr<SqliteFiles> loaded_sqlite;
+
 EngineFiles& LoadedEngine() {
-    static EngineFiles* files = [] {
-        auto* made = new EngineFiles;
+    if (!loaded_engine) {
+        loaded_engine = std::make_unique<EngineFiles>();
         for (const Row& row : Rows())
-            if (!made->Append(row)) abort();
-        return made;
-    }();
-    return *files;
+            if (!loaded_engine->Append(row)) abort();
+    }
+    return *loaded_engine;
 }
 
 SqliteFiles& LoadedSqlite() {
-    static SqliteFiles* files = [] {
-        auto* made = new SqliteFiles;
-        if (!made->AppendAll()) abort();
-        return made;
-    }();
-    return *files;
+    if (!loaded_sqlite) {
+        loaded_sqlite = std::make_unique<SqliteFiles>();
+        if (!loaded_sqlite->AppendAll()) abort();
+    }
+    return *loaded_sqlite;
 }
+
+// The rows whose amount is above 9000: about one in ten.
+long RowsAbove9000() {
+    long count = 0;
+    for (const Row& row : Rows())
+        count += atof(row.amount.c_str()) > 9000;
+    return count;
+}
+
+// The same table through the statements: the scan walks the records that
+// the filter keeps, reading their fields, and prints how many it met.
+const char kFilteredScan[] = R"(.global
+    0 "matches"
+.end
+.segment 0
+    pushc "t"
+    pushc "t.dbf"
+    pushc ""
+    pushc ""
+    pushc ""
+    pushc ""
+    dbopen
+    pushc "t"
+    pushc ""
+    pushc "AMOUNT GT 9000"
+    dbfilter
+    pushc "t"
+    pushc ""
+    pushc "top"
+    dbgo
+again:
+    pushdc "t", "eof"
+    jmp_ne done
+    pushdc "t", "key"
+    pushdc "t", "name"
+    cat
+    pushdc "t", "amount"
+    cat
+    pop
+    incg matches, 1
+    pushc "t"
+    pushc ""
+    pushi 1
+    dbskip
+    jmp again
+done:
+    pushg matches
+    out
+    pushc "t"
+    dbclose
+.end
+)";
+
+// Finds each key of the array keys[1..count] through the index, reading the
+// record's fields, and prints how many records it found with the key.
+const char kFinds[] = R"(.global
+    0 "keys"
+    1 "count"
+    2 "i"
+    3 "found"
+.end
+.segment 0
+    pushc "t"
+    pushc "t.dbf"
+    pushc "t.qtx"
+    pushc ""
+    pushc ""
+    pushc ""
+    dbopen
+again:
+    incg i, 1
+    pushc "t"
+    pushc ""
+    pushg keys
+    pushg i
+    elem_readonly
+    pushi 1
+    dbfind
+    pushdc "t", "eof"
+    jmp_ne next
+    pushdc "t", "key"
+    pushg keys
+    pushg i
+    elem_readonly
+    eq
+    jmp_eq next
+    pushdc "t", "name"
+    pushdc "t", "amount"
+    cat
+    pop
+    incg found, 1
+next:
+    cmpgg i, count
+    jmp_lt again
+    pushg found
+    out
+    pushc "t"
+    dbclose
+.end
+)";
+
+// Runs listing on the loaded table; the text that it printed, or the
+// reason why it did not run.
+class EngineScript {
+  public:
+    explicit EngineScript(const char* listing) : run_(listing, &Application()) {}
+    static StandaloneApplication& Application() { return LoadedEngine().application(); }
+
+    std::string Go() {
+        if (!run_.error().empty()) return run_.error();
+        StringOutput output;
+        Application().SetOutput(&output);
+        int result = run_.Go();
+        Application().SetOutput(nullptr);
+        return result == 1 ? output.text() : "failed: " + output.text();
+    }
+    ScriptRun& run() { return run_; }
+
+  private:
+    ScriptRun run_;
+};
 
 // Making and removing the files are not part of the work timed.
 void EngineAppend(benchmark::State& state) {
@@ -239,19 +378,26 @@ void EngineAppend(benchmark::State& state) {
         state.ResumeTiming();
     }
     state.counters["rows"] = kRows;
+    state.counters["per row"] = benchmark::Counter(
+        kRows, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-void SqliteAppend(benchmark::State& state) {
+// One transaction for every row, or WAL mode and one transaction a row.
+void SqliteAppend(benchmark::State& state, bool committed) {
+    int rows = committed ? kCommittedRows : kRows;
     for (auto _ : state) {
         state.PauseTiming();
-        auto* files = new SqliteFiles;
+        auto* files = new SqliteFiles(committed);
         state.ResumeTiming();
-        if (!files->ok() || !files->AppendAll()) state.SkipWithError("insert failed");
+        if (!files->ok() || !files->AppendAll(!committed, rows))
+            state.SkipWithError("insert failed");
         state.PauseTiming();
         delete files;
         state.ResumeTiming();
     }
-    state.counters["rows"] = kRows;
+    state.counters["rows"] = rows;
+    state.counters["per row"] = benchmark::Counter(
+        rows, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 void EngineFind(benchmark::State& state) {
@@ -266,6 +412,27 @@ void EngineFind(benchmark::State& state) {
         }
     }
     benchmark::DoNotOptimize(bytes);
+}
+
+void StatementFind(benchmark::State& state) {
+    const std::vector<std::string>& probes = Probes();
+    for (auto _ : state) {
+        state.PauseTiming();
+        EngineScript script(kFinds);
+        Variable *keys = nullptr, *count = nullptr;
+        script.run().globals().Find(&keys, "keys", 4, 1);
+        script.run().globals().Find(&count, "count", 5, 1);
+        for (size_t i = 0; i < probes.size(); i++)
+            keys->Element(AggregateIndex(static_cast<int>(i) + 1), 1)
+                ->SetValue(probes[i].c_str(), static_cast<int>(probes[i].size()));
+        count->SetValue_Integer(static_cast<int>(probes.size()));
+        state.ResumeTiming();
+        std::string printed = script.Go();
+        if (printed != std::to_string(probes.size())) {
+            state.SkipWithError(("finds: " + printed).c_str());
+            break;
+        }
+    }
 }
 
 void SqliteFind(benchmark::State& state) {
@@ -300,18 +467,68 @@ void SqliteScan(benchmark::State& state) {
     benchmark::DoNotOptimize(bytes);
 }
 
+void StatementFilteredScan(benchmark::State& state) {
+    std::string expected = std::to_string(RowsAbove9000());
+    for (auto _ : state) {
+        state.PauseTiming();
+        EngineScript script(kFilteredScan);
+        state.ResumeTiming();
+        std::string printed = script.Go();
+        if (printed != expected) {
+            state.SkipWithError(("filtered scan: " + printed).c_str());
+            break;
+        }
+    }
+}
+
+void SqliteFilteredScan(benchmark::State& state) {
+    SqliteFiles& files = LoadedSqlite();
+    long expected = RowsAbove9000();
+    long bytes = 0;
+    for (auto _ : state) {
+        if (files.Scan(&bytes, " WHERE amount > 9000") != expected)
+            state.SkipWithError("rows are missing");
+    }
+    benchmark::DoNotOptimize(bytes);
+}
+
 }  // namespace
 
-BENCHMARK(EngineAppend)->Name("100000 appends/oxin")->Unit(benchmark::kMillisecond)->Iterations(3);
-BENCHMARK(SqliteAppend)
-    ->Name("100000 appends/sqlite")
+BENCHMARK(EngineAppend)
+    ->Name("appends, one index/oxin")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
+BENCHMARK_CAPTURE(SqliteAppend, one, false)
+    ->Name("appends, one index/sqlite")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
+BENCHMARK_CAPTURE(SqliteAppend, each, true)
+    ->Name("appends, one index/sqlite WAL, commit per row")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1);
+BENCHMARK(EngineFind)->Name("100000 finds/oxin")->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(StatementFind)
+    ->Name("100000 finds/oxin statements")
     ->Unit(benchmark::kMillisecond)
     ->Iterations(3);
-BENCHMARK(EngineFind)->Name("100000 finds/oxin")->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(SqliteFind)->Name("100000 finds/sqlite")->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(EngineScan)->Name("full scan/oxin")->Unit(benchmark::kMillisecond)->Iterations(5);
 BENCHMARK(SqliteScan)->Name("full scan/sqlite")->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(StatementFilteredScan)
+    ->Name("filtered scan/oxin statements")
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(5);
+BENCHMARK(SqliteFilteredScan)
+    ->Name("filtered scan/sqlite")
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(5);
 
 int main(int argc, char** argv) {
-    return RunWithRatios(argc, argv);
+    int result = RunWithRatios(argc, argv);
+    loaded_engine.reset();
+    loaded_sqlite.reset();
+    return result;
 }
