@@ -112,7 +112,7 @@ int XBaseDatabase::Close() {
     return closed;
 }
 
-bool XBaseDatabase::ParseSpecification(const char* text, int length, List<XBaseField>& fields) {
+bool XBaseDatabase::ParseFieldList(const char* text, int length, List<XBaseField>& fields) {
     bool named = false;
     for (const std::string& piece : split_list(text, length)) {
         if (piece.empty()) {
@@ -217,10 +217,10 @@ bool XBaseDatabase::ParseSpecification(const char* text, int length, List<XBaseF
 }
 
 int XBaseDatabase::Create(const StringTuple& path, const StringTuple&,
-                          const StringTuple& specification) {
+                          const StringTuple& field_list) {
     DropViews();
     List<XBaseField> fields(1);
-    if (!ParseSpecification(specification.text, specification.length, fields)) return 0;
+    if (!ParseFieldList(field_list.text, field_list.length, fields)) return 0;
     datapath_ = path.Take();
     table_ = std::make_unique<XBaseTable>(application_);
     if (!table_->Create(OxinPathData, datapath_, "", 0, fields)) return Fail(table_->error());

@@ -20,7 +20,7 @@ struct XBaseTemporaryFile {
 
 // The built-in database, "xbase3": one xBase table, its open indexes (the
 // first is primary) and one view named after the alias. Paths are under the
-// data root. Besides the statements it parses field specifications for
+// data root. Besides the statements it parses the field lists of
 // OxCREATE, builds indexes, and rebuilds the table (Pack) or the indexes
 // (Reindex) through temporary files renamed into place.
 //
@@ -41,7 +41,7 @@ class XBaseDatabase : public Database {
              const StringTuple& connection2, const StringTuple& connection3) override;
     int Close() override;
     int Create(const StringTuple& path, const StringTuple& alias,
-               const StringTuple& specification) override;
+               const StringTuple& field_list) override;
     int OpenIndexes(OxinVM* vm, const StringTuple& indexes) override;
     int SetPrimaryIndex(const StringTuple& index) override;
     int CreateIndex(OxinVM* vm, const StringTuple& file, const StringTuple& expression,
@@ -59,9 +59,9 @@ class XBaseDatabase : public Database {
     int Rollback() override { return 1; }
     int Transaction() override { return 1; }
 
-    // Parses an OxCREATE field specification into fields (of no table);
-    // false with the text in error().
-    bool ParseSpecification(const char* text, int length, List<XBaseField>& fields);
+    // Parses the field list of an OxCREATE ("name CHAR(30), n NUMBER(6.2)")
+    // into fields (of no table); false with the text in error().
+    bool ParseFieldList(const char* text, int length, List<XBaseField>& fields);
     // The flags of an index from its comma-separated words; false for an
     // empty word.
     bool ParseIndexFlags(const char* text, int length, unsigned int* flags);

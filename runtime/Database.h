@@ -41,9 +41,9 @@ class Database {
                      const StringTuple& connection1, const StringTuple& connection2,
                      const StringTuple& connection3) = 0;
     virtual int Close() = 0;
-    // Makes a new database; specification lists its fields.
+    // Makes a new database with the fields that field_list declares.
     virtual int Create(const StringTuple& path, const StringTuple& alias,
-                       const StringTuple& specification) = 0;
+                       const StringTuple& field_list) = 0;
     // Replaces the open indexes by the comma-separated list; the first is
     // primary.
     virtual int OpenIndexes(OxinVM* vm, const StringTuple& indexes) = 0;

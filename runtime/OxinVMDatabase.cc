@@ -175,7 +175,7 @@ void OxinVM::dbopen(int with_third_connection) {
 }
 
 void OxinVM::dbcreate() {
-    PoppedText specification = stack_->PopText();
+    PoppedText field_list = stack_->PopText();
     PoppedText type = stack_->PopText();
     PoppedText path = stack_->PopText_NS();
     PoppedText alias = stack_->PopText();
@@ -187,7 +187,7 @@ void OxinVM::dbcreate() {
     }
     std::unique_ptr<Database> database = Make_Database(kTagCreate, type, alias);
     if (!database) return;
-    if (!database->Create(tuple(path), tuple(alias), tuple(specification))) {
+    if (!database->Create(tuple(path), tuple(alias), tuple(field_list))) {
         EncodedRuntimeError(kTagCreate, database->error());
         return;
     }
