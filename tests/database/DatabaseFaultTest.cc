@@ -10,12 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "database/QTXIndexFile.h"
 #include "tests/database/TableFixture.h"
 #include "tests/support/ScriptRun.h"
 #include "tests/support/StringOutput.h"
-#include "tools/XBaseIndexChecker.h"
-#include "tools/XBaseIndexRebuilder.h"
 
 namespace {
 
@@ -118,20 +115,8 @@ class DatabaseFaultTest : public TableFixture {
     // The table reads whole and each index agrees with it, if need be after a
     // rebuild from the table.
     bool Consistent() {
-        XBaseTable table(&app_);
-        if (!Open(table, "t.dbf")) return false;
-        for (int record = 1; record <= table.numrecords(); record++) {
-            if (!table.Goto(record) || !Field(table, 2)->data()) return false;
-        }
-        for (const char* name : {"name.qtx", "id.qtx"}) {
-            QTXIndexFile index(&app_);
-            if (!index.Open(OxinPathData, name, 3)) return false;
-            if (XBaseIndexChecker(&index, &table).Check()) continue;
-            if (!XBaseIndexRebuilder(&index, &table).Rebuild() ||
-                !XBaseIndexChecker(&index, &table).Check())
-                return false;
-        }
-        return true;
+        bool repaired = false;
+        return TableFixture::Consistent("t.dbf", 2, {"name.qtx", "id.qtx"}, &repaired);
     }
 
     std::vector<std::string> pristine_;

@@ -11,10 +11,7 @@
 
 #include <functional>
 
-#include "database/QTXIndexFile.h"
 #include "tests/database/TableFixture.h"
-#include "tools/XBaseIndexChecker.h"
-#include "tools/XBaseIndexRebuilder.h"
 
 namespace {
 
@@ -129,20 +126,7 @@ class FaultInjectionTest : public TableFixture {
     // The table reads whole and each index agrees with it, after a rebuild
     // when *repair allows one (and then says so).
     bool Consistent(bool* repair) {
-        XBaseTable table(&app_);
-        if (!Open(table, "t.dbf")) return false;
-        for (int record = 1; record <= table.numrecords(); record++) {
-            if (!table.Goto(record) || !Field(table, 2)->data()) return false;
-        }
-        for (const char* name : {"name.qtx", "id.qtx"}) {
-            QTXIndexFile index(&app_);
-            if (!index.Open(OxinPathData, name, 3)) return false;
-            if (XBaseIndexChecker(&index, &table).Check()) continue;
-            if (!repair || !XBaseIndexRebuilder(&index, &table).Rebuild()) return false;
-            *repair = true;
-            if (!XBaseIndexChecker(&index, &table).Check()) return false;
-        }
-        return true;
+        return TableFixture::Consistent("t.dbf", 2, {"name.qtx", "id.qtx"}, repair);
     }
 
     std::vector<std::string> pristine_;

@@ -7,9 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "database/QTXIndexFile.h"
 #include "database/XBaseTable.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestApplication.h"
+#include "tools/XBaseIndexChecker.h"
+#include "tools/XBaseIndexRebuilder.h"
 
 // Little-endian words as they lie in a file.
 inline std::string U32(unsigned int value) {
@@ -81,6 +84,27 @@ class TableFixture : public ::testing::Test {
 
     void Put(const std::string& name, const std::string& bytes) const {
         std::ofstream(directory_.Path(name), std::ios::binary) << bytes;
+    }
+
+    // Whether the table reads whole, memo texts included (field memo), and
+    // each index agrees with it: after a rebuild from the table when repair
+    // is given, which then says whether one was needed.
+    bool Consistent(const std::string& name, int memo, const std::vector<std::string>& indexes,
+                    bool* repair) {
+        XBaseTable table(&app_);
+        if (!Open(table, name)) return false;
+        for (int record = 1; record <= table.numrecords(); record++) {
+            if (!table.Goto(record) || !Field(table, memo)->data()) return false;
+        }
+        for (const std::string& index_name : indexes) {
+            QTXIndexFile index(&app_);
+            if (!index.Open(OxinPathData, index_name.c_str(), 3)) return false;
+            if (XBaseIndexChecker(&index, &table).Check()) continue;
+            if (!repair || !XBaseIndexRebuilder(&index, &table).Rebuild()) return false;
+            *repair = true;
+            if (!XBaseIndexChecker(&index, &table).Check()) return false;
+        }
+        return true;
     }
 
     TempDirectory directory_;
