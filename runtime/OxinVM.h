@@ -302,8 +302,11 @@ class OxinVM {
     void Database_Result(int tag, int succeeded, const String& error);
     void with_database(int tag, int (Database::*operation)());
     void with_view(int tag, int (DatabaseView::*operation)());
-    std::unique_ptr<Database> Make_Database(int tag, const PoppedText& type,
-                                            const PoppedText& alias);
+    std::unique_ptr<Database> New_Database(int tag, const PoppedText& type,
+                                           const PoppedText& alias);
+    // Makes a database that opened (ready) the primary one; else raises its
+    // error, and it goes.
+    void Keep_Database(int tag, std::unique_ptr<Database> database, int ready);
     // The field of a view by their names, or null.
     Variable* Field(const char* view, int view_length, const char* field, int field_length);
     void dbopen(int with_third_connection);

@@ -59,6 +59,13 @@ String quoted(const char* before, const String& alias, const char* after) {
     return text;
 }
 
+String no_view_named(const String& alias, const PoppedText& name) {
+    String text = quoted("Database '", alias, "' has no view named '");
+    text.cat(name.text(), name.length());
+    text.cat("'");
+    return text;
+}
+
 bool is_xbase(const char* type, int length) {
     return length == 6 && strncasecmp(type, "xbase3", 6) == 0;
 }
@@ -101,10 +108,7 @@ int OxinVM::GetDatabaseView(int tag, Database** database, DatabaseView** view) {
     }
     *view = (*database)->View(name.text(), name.length());
     if (*view) return 1;
-    String text = quoted("Database '", alias, "' has no view named '");
-    text.cat(name.text(), name.length());
-    text.cat("'");
-    EncodedRuntimeError(tag, text);
+    EncodedRuntimeError(tag, no_view_named(alias, name));
     return 0;
 }
 
@@ -128,10 +132,16 @@ void OxinVM::with_view(int tag, int (DatabaseView::*operation)()) {
         Database_Result(tag, (view->*operation)(), view->error());
 }
 
-// The database kind that a type operand names: the built-in one for "xbase3"
-// or for no type at all, else a library's.
-std::unique_ptr<Database> OxinVM::Make_Database(int tag, const PoppedText& type,
-                                                const PoppedText& alias) {
+// A new database under alias, of the kind that a type operand names: the
+// built-in one for "xbase3" or for no type at all, else a library's. Null
+// after the statement's error, also when the alias is taken.
+std::unique_ptr<Database> OxinVM::New_Database(int tag, const PoppedText& type,
+                                               const PoppedText& alias) {
+    if (databases_->Find(alias.text(), alias.length())) {
+        EncodedRuntimeError(tag, quoted("A database with the name '",
+                                        String(alias.text(), alias.length()), "' is already open"));
+        return nullptr;
+    }
     String name(type.text() ? type.text() : "", type.length());
     if (name.length() == 0) {
         Variable* setting = nullptr;
@@ -157,20 +167,20 @@ void OxinVM::dbopen(int with_third_connection) {
     PoppedText path = stack_->PopText_NS();
     PoppedText alias = stack_->PopText();
     if (fatal_) return;
-    if (databases_->Find(alias.text(), alias.length())) {
-        EncodedRuntimeError(kTagOpen, quoted("A database with the name '",
-                                             String(alias.text(), alias.length()), "' is already open"));
-        return;
-    }
-    std::unique_ptr<Database> database = Make_Database(kTagOpen, type, alias);
+    std::unique_ptr<Database> database = New_Database(kTagOpen, type, alias);
     if (!database) return;
-    if (!database->Open(tuple(path), tuple(alias), tuple(connection1), tuple(connection2),
-                        tuple(connection3)) ||
-        (indexes.length() > 0 && !database->OpenIndexes(this, tuple(indexes)))) {
-        EncodedRuntimeError(kTagOpen, database->error());
+    int opened = database->Open(tuple(path), tuple(alias), tuple(connection1),
+                                tuple(connection2), tuple(connection3)) &&
+                 (indexes.length() == 0 || database->OpenIndexes(this, tuple(indexes)));
+    Keep_Database(kTagOpen, std::move(database), opened);
+}
+
+void OxinVM::Keep_Database(int tag, std::unique_ptr<Database> database, int ready) {
+    if (!ready) {
+        EncodedRuntimeError(tag, database->error());
         return;
     }
-    ClearErrorVariable(kTagOpen);
+    ClearErrorVariable(tag);
     databases_->Add(std::move(database));
 }
 
@@ -180,19 +190,10 @@ void OxinVM::dbcreate() {
     PoppedText path = stack_->PopText_NS();
     PoppedText alias = stack_->PopText();
     if (fatal_) return;
-    if (databases_->Find(alias.text(), alias.length())) {
-        EncodedRuntimeError(kTagCreate, quoted("A database with the name '",
-                                               String(alias.text(), alias.length()), "' is already open"));
-        return;
-    }
-    std::unique_ptr<Database> database = Make_Database(kTagCreate, type, alias);
+    std::unique_ptr<Database> database = New_Database(kTagCreate, type, alias);
     if (!database) return;
-    if (!database->Create(tuple(path), tuple(alias), tuple(field_list))) {
-        EncodedRuntimeError(kTagCreate, database->error());
-        return;
-    }
-    ClearErrorVariable(kTagCreate);
-    databases_->Add(std::move(database));
+    int created = database->Create(tuple(path), tuple(alias), tuple(field_list));
+    Keep_Database(kTagCreate, std::move(database), created);
 }
 
 void OxinVM::dbclose() {
@@ -255,10 +256,7 @@ void OxinVM::dbprimary() {
     if (name.length() > 0) {
         DatabaseView* view = database->View(name.text(), name.length());
         if (!view) {
-            String text = quoted("Database '", alias_text, "' has no view named '");
-            text.cat(name.text(), name.length());
-            text.cat("'");
-            EncodedRuntimeError(kTagPrimary, text);
+            EncodedRuntimeError(kTagPrimary, no_view_named(alias_text, name));
             return;
         }
         database->SetPrimaryView(view);
