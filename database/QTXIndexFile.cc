@@ -255,14 +255,14 @@ int QTXIndexFile::ReadPage(QTXIndexPage* page) {
     if (cache_.Fetch(page->pagenum(), page->bytes(), pagesize())) return 1;
     long offset = static_cast<long>(page->pagenum()) * pagesize();
     if (file_->Seek(offset) != offset || !page->ReadPage(file_)) return ReadFailed();
-    cache_.Store(page->pagenum(), page->bytes(), pagesize());
+    cache_.Store(page->pagenum(), page->bytes(), pagesize(), page->childpage(0) == 0);
     return 1;
 }
 
 int QTXIndexFile::WritePage(QTXIndexPage* page) {
     long offset = static_cast<long>(page->pagenum()) * page->pagesize();
     if (file_->Seek(offset) != offset || !page->WritePage(file_)) return WriteFailed();
-    cache_.Store(page->pagenum(), page->bytes(), page->pagesize());
+    cache_.Store(page->pagenum(), page->bytes(), page->pagesize(), page->childpage(0) == 0);
     return 1;
 }
 

@@ -25,13 +25,21 @@ void QTXIndexPageCache::Clear() {
 bool QTXIndexPageCache::Fetch(unsigned int pagenum, unsigned char* bytes, int size) const {
     if (!valid_) return false;
     auto held = pages_.find(pagenum);
-    if (held == pages_.end() || static_cast<int>(held->second.size()) != size) return false;
-    memcpy(bytes, held->second.data(), size);
+    if (held == pages_.end() || static_cast<int>(held->second.bytes.size()) != size) return false;
+    memcpy(bytes, held->second.bytes.data(), size);
     return true;
 }
 
-void QTXIndexPageCache::Store(unsigned int pagenum, const unsigned char* bytes, int size) {
+void QTXIndexPageCache::Store(unsigned int pagenum, const unsigned char* bytes, int size,
+                              bool leaf) {
     if (!valid_) return;
-    if (pages_.size() >= kMaximumPages && !pages_.count(pagenum)) pages_.clear();
-    pages_[pagenum].assign(bytes, bytes + size);
+    if (pages_.size() >= kMaximumPages && !pages_.count(pagenum)) MakeRoom();
+    Copy& copy = pages_[pagenum];
+    copy.bytes.assign(bytes, bytes + size);
+    copy.leaf = leaf;
+}
+
+void QTXIndexPageCache::MakeRoom() {
+    std::erase_if(pages_, [](const auto& held) { return held.second.leaf; });
+    if (pages_.size() >= kMaximumPages) pages_.clear();
 }

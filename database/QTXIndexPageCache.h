@@ -20,12 +20,20 @@ class QTXIndexPageCache {
     void Clear();
     // Copies page pagenum (size bytes) into bytes; false when not held.
     bool Fetch(unsigned int pagenum, unsigned char* bytes, int size) const;
-    void Store(unsigned int pagenum, const unsigned char* bytes, int size);
+    // Keeps a copy of page pagenum. When the cache is full the leaves go
+    // first: a search passes through every upper page but only one leaf.
+    void Store(unsigned int pagenum, const unsigned char* bytes, int size, bool leaf);
 
   private:
-    static constexpr size_t kMaximumPages = 256;
+    static constexpr size_t kMaximumPages = 4096;
 
-    std::unordered_map<unsigned int, std::vector<unsigned char>> pages_;
+    struct Copy {
+        std::vector<unsigned char> bytes;
+        bool leaf;
+    };
+    void MakeRoom();
+
+    std::unordered_map<unsigned int, Copy> pages_;
     unsigned int counter_ = 0;
     unsigned long opening_ = 0;
     bool valid_ = false;

@@ -85,6 +85,7 @@ int XBaseTable::Close() {
     delete data_;
     delete memo_;
     data_ = memo_ = nullptr;
+    held_known_ = 0;
     datapath_.assign("", 0);
     memopath_.assign("", 0);
     return 1;
@@ -104,6 +105,7 @@ int XBaseTable::Open(Oxin_PathType type, const char* path, int length, int flags
     flags_ = flags;
     FileManager* files = app_->filemanager();
     data_ = files->Open(type, datapath_.c_str(), flags);
+    held_known_ = 0;
     if (!data_) {
         Error(String::Join({"Error opening '", Text(datapath_), "': ", Text(files->error())}));
         return 0;
@@ -187,6 +189,7 @@ int XBaseTable::Create(std::unique_ptr<File> data, const String& datapath,
     }
     recordlength_ = FieldsLength();
     data_ = data.release();
+    held_known_ = 0;
     if (version_ == kVersionMemo) memo_ = memo.release();
     if (!data_) {
         Error(String::Join({"Internal error opening '", Text(datapath_), "'"}));
@@ -302,6 +305,19 @@ int XBaseTable::RecordsHeld() {
     }
     long held = size > headerlength_ ? (size - headerlength_) / recordlength_ : 0;
     return held > INT_MAX ? INT_MAX : static_cast<int>(held);
+}
+
+int XBaseTable::CheckRecordsHeld() {
+    if (held_opening_ == data_->openings() && numrecords_ <= held_known_) return 1;
+    int held = RecordsHeld();
+    if (held < 0) return 0;
+    if (held < numrecords_) {
+        Error(String::Join({"Error writing to '", Text(datapath_), "': ", Miscount(held).c_str()}));
+        return 0;
+    }
+    held_known_ = held;
+    held_opening_ = data_->openings();
+    return 1;
 }
 
 int XBaseTable::Corrupt() {
@@ -550,6 +566,7 @@ int XBaseTable::Reopen() {
     delete data_;
     delete memo_;
     data_ = data.release();
+    held_known_ = 0;
     memo_ = memo.release();
     recordnum_ = 0;
     return ReadTableHeader();
@@ -631,17 +648,9 @@ int XBaseTable::Append() {
         Error(String::Join({"Error writing to '", Text(datapath_), "': the table is full"}));
         result = 0;
     }
-    if (result) {
-        // A header that counts more records than the file holds would put the
-        // new record far beyond the end of the file.
-        int held = RecordsHeld();
-        if (held < 0) result = 0;
-        if (held >= 0 && held < numrecords_) {
-            Error(String::Join(
-                {"Error writing to '", Text(datapath_), "': ", Miscount(held).c_str()}));
-            result = 0;
-        }
-    }
+    // A header that counts more records than the file holds would put the
+    // new record far beyond the end of the file.
+    if (result) result = CheckRecordsHeld();
     if (result) {
         deleted_ = 0;
         std::vector<unsigned char> bytes(recordlength_ + 1);
@@ -656,6 +665,7 @@ int XBaseTable::Append() {
     }
     if (result) {
         numrecords_++;
+        held_known_ = numrecords_;
         result = WriteTableHeader();
         recordnum_ = numrecords_;
     }

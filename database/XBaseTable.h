@@ -143,6 +143,9 @@ class XBaseTable {
     int Live();
     int ReadMark();
     String Miscount(int held) const;
+    // Whether the file holds the numrecords() records that its header
+    // counts; fails with the text for it when not.
+    int CheckRecordsHeld();
     static char* GrowMemo(char* buffer, int used, int* capacity);
     // The bytes of record when they were read ahead, else null.
     const unsigned char* Ahead(int record) const;
@@ -173,6 +176,10 @@ class XBaseTable {
     List<XBaseField> fields_{1};
     int firstfreeblock_ = 1;
     long lockedlength_ = 0;  // the range LockTable() holds
+    // Records this process last saw the file hold (through data_'s opening
+    // held_opening_): a header counting no more needs no look at the length.
+    int held_known_ = 0;
+    unsigned long held_opening_ = 0;
     bool read_ahead_ = false;
     std::vector<unsigned char> ahead_;  // records ahead_first_ on, ahead_count_ of them
     int ahead_first_ = 0;
