@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -75,9 +76,40 @@ bool keyword_value(const char* text, int length, double* value) {
     return true;
 }
 
+// A decimal of at most 15 digits after blanks and a sign, as field values
+// are: its digits as an integer and the power of ten are both exact doubles,
+// so one division gives the correctly rounded value, strtod's own.
+bool plain_decimal(const char* text, int length, double* value) {
+    static constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
+                                         1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    const char* end = text + length;
+    while (text < end && (*text == ' ' || (*text >= '\t' && *text <= '\r'))) text++;
+    bool negative = text < end && *text == '-';
+    if (text < end && (*text == '-' || *text == '+')) text++;
+    uint64_t digits = 0;
+    int count = 0, places = -1;
+    for (; text < end; text++) {
+        if (*text == '.' && places < 0) {
+            places = 0;
+        } else if (*text >= '0' && *text <= '9' && count < 15) {
+            digits = digits * 10 + (*text - '0');
+            count++;
+            if (places >= 0) places++;
+        } else {
+            return false;
+        }
+    }
+    if (count == 0) return false;
+    double magnitude = static_cast<double>(digits) / kPowers[places < 0 ? 0 : places];
+    *value = negative ? -magnitude : magnitude;
+    return true;
+}
+
 // strtod over the whole of a NUL-terminated text, with the hexadecimal
 // integer fallback.
 double parse_number(const char* text, int length, int* error) {
+    double plain;
+    if (plain_decimal(text, length, &plain)) return plain;
     char* end;
     errno = 0;
     double value = strtod(text, &end);

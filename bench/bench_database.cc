@@ -455,6 +455,7 @@ void EngineScan(benchmark::State& state) {
     EngineFiles& files = LoadedEngine();
     long bytes = 0;
     for (auto _ : state) {
+        XBaseReadingAhead walk(&files.table());
         for (int record = 1; record <= files.table().numrecords(); record++) {
             if (!files.Read(record, &bytes)) {
                 state.SkipWithError("a record could not be read");

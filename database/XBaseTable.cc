@@ -437,16 +437,18 @@ int XBaseTable::Goto(int record) {
             return 0;
         }
     }
-    const unsigned char* ahead = Ahead(record);
+    unsigned char* ahead = Ahead(record);
     if (!ahead && read_ahead_ && record == recordnum_ + 1) {
         if (!ReadAhead(record)) return ReadFailed(data_, datapath_);
         ahead = Ahead(record);
     }
-    std::vector<unsigned char> bytes(recordlength_);
-    if (ahead) {
-        memcpy(bytes.data(), ahead, recordlength_);
-    } else if (!SeekTo(data_, RecordOffset(record)) ||
-               !data_->ReadExactly(bytes.data(), recordlength_)) {
+    unsigned char* bytes = ahead;
+    if (!bytes) {
+        record_.resize(recordlength_);
+        bytes = record_.data();
+    }
+    if (!ahead && (!SeekTo(data_, RecordOffset(record)) ||
+                   !data_->ReadExactly(record_.data(), recordlength_))) {
         int held = RecordsHeld();
         if (held >= 0 && held < record) {
             Error(String::Join({"Error reading from '", Text(datapath_), "': record ",
@@ -459,39 +461,45 @@ int XBaseTable::Goto(int record) {
     deleted_ = bytes[0] == kDeletedFlag;
     int offset = 1;
     for (XBaseField* field = fields_.First(); field; field = fields_.Next()) {
-        field->Read(&bytes[offset]);
+        field->Read(bytes + offset);
         offset += field->length();
     }
     recordnum_ = record;
     return 1;
 }
 
-void XBaseTable::SetReadAhead(bool on) {
-    read_ahead_ = on;
-    DropAhead();
-}
-
-const unsigned char* XBaseTable::Ahead(int record) const {
+unsigned char* XBaseTable::Ahead(int record) {
     if (record < ahead_first_ || record >= ahead_first_ + ahead_count_) return nullptr;
     return ahead_.data() + static_cast<size_t>(record - ahead_first_) * recordlength_;
 }
 
+// A walk often ends after a few records: the first read of a walk is small,
+// and each further one doubles.
+constexpr int kFirstAheadBytes = 2048;
+constexpr int kMostAheadBytes = 65536;
+
 bool XBaseTable::ReadAhead(int record) {
-    constexpr int kAheadBytes = 32768;
     DropAhead();
-    int held = RecordsHeld();
-    if (held < 0) return false;
-    int count = std::min({kAheadBytes / std::max(recordlength_, 1), numrecords_ - record + 1,
-                          held - record + 1});
+    int length = std::max(recordlength_, 1);
+    int count = std::min(ahead_bytes_ / length, numrecords_ - record + 1);
+    ahead_bytes_ = std::min(ahead_bytes_ * 2, kMostAheadBytes);
     // Nothing to read ahead: the record itself is read, or found missing, alone.
     if (count < 2) return true;
-    ahead_.resize(static_cast<size_t>(count) * recordlength_);
-    if (!SeekTo(data_, RecordOffset(record)) ||
-        !data_->ReadExactly(ahead_.data(), count * recordlength_))
-        return false;
+    ahead_.resize(static_cast<size_t>(count) * length);
+    if (!SeekTo(data_, RecordOffset(record))) return false;
+    int got = data_->Read(ahead_.data(), count * length);
+    if (got < 0) return false;
+    // A file shorter than its header says ends the records read ahead; the
+    // record read alone tells what is missing.
     ahead_first_ = record;
-    ahead_count_ = count;
+    ahead_count_ = got / length;
     return true;
+}
+
+void XBaseTable::SetReadAhead(bool on) {
+    read_ahead_ = on;
+    ahead_bytes_ = kFirstAheadBytes;
+    DropAhead();
 }
 
 // Reads the header under its lock, keeping another process's record count,

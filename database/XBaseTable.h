@@ -148,7 +148,7 @@ class XBaseTable {
     int CheckRecordsHeld();
     static char* GrowMemo(char* buffer, int used, int* capacity);
     // The bytes of record when they were read ahead, else null.
-    const unsigned char* Ahead(int record) const;
+    unsigned char* Ahead(int record);
     // Reads record and as many following ones as the file holds and the
     // read-ahead room takes; false on a failed read.
     bool ReadAhead(int record);
@@ -180,7 +180,9 @@ class XBaseTable {
     // held_opening_): a header counting no more needs no look at the length.
     int held_known_ = 0;
     unsigned long held_opening_ = 0;
+    std::vector<unsigned char> record_;  // the record read last, when not read ahead
     bool read_ahead_ = false;
+    int ahead_bytes_ = 0;  // the room of the next read ahead
     std::vector<unsigned char> ahead_;  // records ahead_first_ on, ahead_count_ of them
     int ahead_first_ = 0;
     int ahead_count_ = 0;

@@ -197,6 +197,21 @@ TEST(StodTest, RandomValuesMatchStrtod) {
         snprintf(text, sizeof text, i % 2 ? "%.17g" : "%.6e", value);
         ASSERT_EQ(parse_double(text), Number(strtod(text, nullptr), 0)) << text;
     }
+    // Plain decimals as numeric fields hold them, signs and zeros included,
+    // bit for bit.
+    for (int i = 0; i < Scaled(100000, 10); i++) {
+        std::string decimal(random() % 3, ' ');
+        decimal += "+- "[random() % 3];
+        if (decimal.back() == ' ') decimal.pop_back();
+        int digits = 1 + random() % 18, point = random() % (digits + 2) - 1;
+        for (int d = 0; d < digits; d++) {
+            if (d == point) decimal += '.';
+            decimal += static_cast<char>('0' + (random() % 4 ? random() % 10 : 0));
+        }
+        if (point == digits) decimal += '.';
+        double expected = strtod(decimal.c_str(), nullptr), got = parse_double(decimal).first;
+        ASSERT_EQ(memcmp(&expected, &got, sizeof got), 0) << decimal;
+    }
 }
 
 // A byte's form: its entry in escapes, itself when kept, else hex behind prefix.

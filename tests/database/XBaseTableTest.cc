@@ -263,6 +263,19 @@ TEST_F(XBaseTableTest, HeaderCountingMissingRecordsIsNotTrusted) {
                  "Error reading from 't.dbf': record 31 is not in the file (its header counts "
                  "200000 records, the file holds 30)");
     EXPECT_EQ(table.recordnum(), 30);
+    {
+        // A walk reading ahead stops at the same place with the same text.
+        XBaseReadingAhead walk(&table);
+        ASSERT_TRUE(table.Goto(1));
+        for (int i = 2; i <= 30; i++) {
+            ASSERT_TRUE(table.Goto(i)) << i;
+            ASSERT_STREQ(table.fields().First()->data(), std::to_string(i).c_str());
+        }
+        EXPECT_FALSE(table.Goto(31));
+        EXPECT_STREQ(table.error().c_str(),
+                     "Error reading from 't.dbf': record 31 is not in the file (its header "
+                     "counts 200000 records, the file holds 30)");
+    }
     EXPECT_FALSE(table.Goto(200001));
     EXPECT_STREQ(table.error().c_str(), "Invalid record number");
     EXPECT_FALSE(table.Append());
