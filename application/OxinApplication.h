@@ -8,6 +8,7 @@
 class Config;
 class ExternalLibraryManager;
 class FileManager;
+class NetworkManager;
 class Output;
 class UFCrypt;
 
@@ -22,6 +23,8 @@ class OxinApplication : public TextConversion {
     OxinApplication& operator=(const OxinApplication&) = delete;
 
     virtual FileManager* filemanager() = 0;
+    // Makes the outgoing connections; null where the host has none.
+    virtual NetworkManager* networkmanager() { return nullptr; }
     // The shared libraries of the process.
     virtual ExternalLibraryManager* librarymanager() = 0;
     virtual Config* config() = 0;
