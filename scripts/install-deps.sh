@@ -14,7 +14,7 @@ python3:/usr/bin/python3 curl:/usr/bin/curl lighttpd:/usr/sbin/lighttpd
 apache2:/usr/sbin/apache2 python3-dbf:/usr/lib/python3/dist-packages/dbf/__init__.py
 python3-dbfread:/usr/lib/python3/dist-packages/dbfread/__init__.py
 gdal-bin:/usr/bin/ogrinfo libsqlite3-dev:/usr/include/sqlite3.h
-nginx:/usr/sbin/nginx openssl:/usr/bin/openssl libssl3:/usr/lib/x86_64-linux-gnu/libssl.so.3
+nginx:/usr/sbin/nginx openssl:/usr/bin/openssl libssl-dev:/usr/lib/x86_64-linux-gnu/libssl.so
 debian-reference-en:/usr/share/debian-reference/index.en.html
 libxml2-utils:/usr/bin/xmllint"
 if [ "${1:-}" = "fuzz" ]; then
