@@ -1,6 +1,5 @@
 #include "statements/CallScanner.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "statements/CallBuffer.h"
@@ -28,30 +27,71 @@ Variable* Variable_Of(VariableHash* variables, const char* name, int length) {
     return variable;
 }
 
-constexpr char kAttribute[] = "callobjectattribute";
-constexpr char kValue[] = "callobjectvalue";
+struct Name {
+    const char* text;
+    int length;
+};
+// By CallScanner::Published.
+constexpr Name kNames[] = {
+    {"callvalue", 9},          {"callobjecttype", 14},      {"callobjectelement", 17},
+    {"callobjectnumattributes", 23}, {"callobjectattribute", 19}, {"callobjectvalue", 15},
+};
+
+// name with the decimal n behind it, into out; its length.
+int Numbered(char* out, const char* name, int length, int n) {
+    memcpy(out, name, length);
+    char digits[12];
+    int count = 0;
+    do {
+        digits[count++] = static_cast<char>('0' + n % 10);
+        n /= 10;
+    } while (n > 0);
+    for (int i = 0; i < count; i++) out[length + i] = digits[count - 1 - i];
+    return length + count;
+}
 
 }  // namespace
 
 CallScanner::CallScanner(CallBuffer* buffer, VariableHash* variables)
     : buffer_(buffer), variables_(variables) {}
 
-void CallScanner::Set(const char* name, const char* value, int length) {
-    if (length < 0) length = value ? static_cast<int>(strlen(value)) : 0;
-    variables_->SetVariable(name, static_cast<int>(strlen(name)), value ? value : "", length);
+Variable* CallScanner::Slot(int* slot, const char* name, int length) {
+    if (*slot >= 0) {
+        if (Variable* variable = variables_->Index(*slot, 0)) return variable;
+    }
+    Variable* variable = Variable_Of(variables_, name, length);
+    *slot = variables_->Seek(-1, name, length);
+    return variable;
+}
+
+void CallScanner::Set(Published which, const char* value, int length) {
+    if (Variable* variable = Slot(&slots_[which], kNames[which].text, kNames[which].length))
+        variable->SetValue(value ? value : "", value ? length : 0);
+}
+
+void CallScanner::Set_Counted(Published array, int n, const char* value, int length) {
+    std::vector<int>& slots = numbered_slots_[array == kValueArray];
+    if (static_cast<int>(slots.size()) <= n) slots.resize(n + 1, -1);
+    char numbered[64];
+    int numbered_length = Numbered(numbered, kNames[array].text, kNames[array].length, n);
+    if (Variable* variable = Slot(&slots[n], numbered, numbered_length))
+        variable->SetValue(value ? value : "", value ? length : 0);
+    Variable* whole = Slot(&slots_[array], kNames[array].text, kNames[array].length);
+    Variable* element = whole ? whole->Element(AggregateIndex(n), 1) : nullptr;
+    if (element) element->SetValue(value ? value : "", value ? length : 0);
 }
 
 void CallScanner::Set_Counted_Variable(VariableHash* variables, const char* name, int length,
                                        int n, const char* value, int value_length) {
     char numbered[128];
-    int numbered_length = snprintf(numbered, sizeof numbered, "%.*s%d", length, name, n);
-    variables->SetVariable(numbered, numbered_length, value, value_length);
+    if (length > 100) return;
+    variables->SetVariable(numbered, Numbered(numbered, name, length, n), value, value_length);
     Variable* array = Variable_Of(variables, name, length);
     Variable* element = array ? array->Element(AggregateIndex(n), 1) : nullptr;
     if (element) element->SetValue(value, value_length);
 }
 
-void CallScanner::Reset_Variables() { Set("callvalue", ""); }
+void CallScanner::Reset_Variables() { Set(kCallValue, ""); }
 
 int CallScanner::Fail(const char* text) {
     error_ = text;
@@ -83,10 +123,10 @@ int CallScanner::Find_Next_Element() {
     if (result != kObject) return result;
     if (text.length() == 0) return Read_Tag();
     ClearAttributeVariables();
-    Set("callobjecttype", "text");
-    Set("callvalue", text);
-    Set("callobjectnumattributes", "0");
-    Set("callobjectelement", "");
+    Set(kObjectType, "text");
+    Set(kCallValue, text);
+    Set(kObjectNumAttributes, "0");
+    Set(kObjectElement, "");
     return kObject;
 }
 
@@ -121,7 +161,7 @@ int CallScanner::Read_Tag() {
         Back(raw);
         done = GetNameValuePairs(raw);
     } else {
-        Set("callobjectnumattributes", "0");
+        Set(kObjectNumAttributes, "0");
         Special kind = Kind_Of(name);
         if (c == '>') {
             done = true;
@@ -130,9 +170,9 @@ int CallScanner::Read_Tag() {
             done = EatHTMLCommentEntity(raw, kind);
         }
     }
-    Set("callobjecttype", "tag");
-    Set("callvalue", raw);
-    Set("callobjectelement", name);
+    Set(kObjectType, "tag");
+    Set(kCallValue, raw);
+    Set(kObjectElement, name);
     return done ? kObject : kError;
 }
 
@@ -191,11 +231,11 @@ bool CallScanner::EatHTMLCommentEntity(String& raw, Special kind) {
 
 void CallScanner::ClearAttributeVariables() {
     for (int n = 1; n <= attribute_count_; n++) {
-        Set_Counted_Variable(variables_, kAttribute, sizeof kAttribute - 1, n, "", 0);
-        Set_Counted_Variable(variables_, kValue, sizeof kValue - 1, n, "", 0);
+        Set_Counted(kAttributeArray, n, "", 0);
+        Set_Counted(kValueArray, n, "", 0);
     }
-    Set(kAttribute, "");
-    Set(kValue, "");
+    Set(kAttributeArray, "");
+    Set(kValueArray, "");
     attribute_count_ = 0;
 }
 
@@ -205,12 +245,11 @@ bool CallScanner::GetNameValuePairs(String& raw) {
     int result;
     while ((result = GetNextNameValuePair(raw, name, value)) == 1) {
         attribute_count_++;
-        Set_Counted_Variable(variables_, kAttribute, sizeof kAttribute - 1, attribute_count_,
-                             name.text(), name.length());
-        Set_Counted_Variable(variables_, kValue, sizeof kValue - 1, attribute_count_,
-                             value.text(), value.length());
+        Set_Counted(kAttributeArray, attribute_count_, name.text(), name.length());
+        Set_Counted(kValueArray, attribute_count_, value.text(), value.length());
     }
-    if (Variable* count = Variable_Of(variables_, "callobjectnumattributes", 23))
+    int* slot = &slots_[kObjectNumAttributes];
+    if (Variable* count = Slot(slot, kNames[kObjectNumAttributes].text, 23))
         count->SetValue_Integer(attribute_count_);
     return result != kError;
 }

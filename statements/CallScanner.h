@@ -1,8 +1,12 @@
 #pragma once
 
+#include <cstring>
+#include <vector>
+
 #include "base/StringClass.h"
 
 class CallBuffer;
+class Variable;
 class VariableHash;
 
 // The tolerant tag tokenizer of OxCALL. It walks the characters of a
@@ -60,8 +64,20 @@ class CallScanner {
     int Slash(String& raw, bool push_back);
     bool EatHTMLCommentEntity(String& raw, Special kind);
     void ClearAttributeVariables();
-    void Set(const char* name, const char* value, int length = -1);
-    void Set(const char* name, const String& value) { Set(name, value.text(), value.length()); }
+    // The variables that every object writes, by their place in slots_.
+    enum Published {
+        kCallValue, kObjectType, kObjectElement, kObjectNumAttributes, kAttributeArray,
+        kValueArray, kPublished
+    };
+    // The variable of name, found by its entry number once the name was
+    // looked up (entries keep their numbers), else by name and made.
+    Variable* Slot(int* slot, const char* name, int length);
+    void Set(Published which, const char* value, int length);
+    void Set(Published which, const char* value) { Set(which, value, static_cast<int>(strlen(value))); }
+    void Set(Published which, const String& value) { Set(which, value.text(), value.length()); }
+    // Sets callobjectattributeN or callobjectvalueN and element n of its
+    // array (array kAttributeArray or kValueArray).
+    void Set_Counted(Published array, int n, const char* value, int length);
     int Fail(const char* text);
 
     static Special Kind_Of(const String& name);
@@ -72,4 +88,7 @@ class CallScanner {
     bool first_ = true;
     int attribute_count_ = 0;
     String error_;
+    int slots_[kPublished] = {-1, -1, -1, -1, -1, -1};
+    // Entry numbers of the numbered attribute and value variables, by n.
+    std::vector<int> numbered_slots_[2];
 };
