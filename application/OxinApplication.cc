@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "application/Config.h"
+#include "application/OpenSSLLibrary.h"
 #include "application/Output.h"
 #include "base/UFCrypt.h"
 
@@ -83,6 +84,7 @@ void OxinApplication::SetCharacterSet(const char* text, int length) {
 }
 
 bool OxinApplication::SSL_Available(String* error) {
-    if (error) *error = String("TLS is not available");
-    return false;
+    OpenSSLLibrary* library = openssl();
+    if (library && library->context()) return true;
+    return SSL_Initialize(error);
 }

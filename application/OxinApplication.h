@@ -9,6 +9,7 @@ class Config;
 class ExternalLibraryManager;
 class FileManager;
 class NetworkManager;
+class OpenSSLLibrary;
 class Output;
 class UFCrypt;
 
@@ -86,9 +87,19 @@ class OxinApplication : public TextConversion {
     virtual void SetDefaultDatabase(const char* text, int length);
     virtual void SetCharacterSet(const char* text, int length);
     virtual bool CharacterSetIsUTF8() { return charset_is_utf8_; }
-    // Whether TLS can be loaded, with the reason in *error when not; no TLS
-    // library is loaded by this application.
+    // Whether TLS can be used: at once when the client context exists,
+    // otherwise as SSL_Initialize answers. The reason goes to *error (when
+    // given) when not.
     virtual bool SSL_Available(String* error);
+    // Loads OpenSSL and builds the client context; a later call resumes a
+    // load that failed. False with the reason in *error (when given).
+    virtual bool SSL_Initialize(String* error) = 0;
+    // The address of an OpenSSL function by name, loading OpenSSL first;
+    // null when it can't be had. The road of extensions to OpenSSL.
+    virtual void* SSL_GetFunction(const char* name) = 0;
+    // The OpenSSL functions and context, through which the network code
+    // calls; valid once SSL_Available said yes.
+    virtual OpenSSLLibrary* openssl() = 0;
     // The name the process shows; empty here.
     virtual const char* process_name() { return ""; }
 

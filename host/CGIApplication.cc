@@ -14,6 +14,7 @@
 #include <ctime>
 
 #include "application/CGIOutput.h"
+#include "application/OpenSSLLibrary.h"
 #include "base/SessionID.h"
 #include "database/XBaseDatabase.h"
 #include "extensions/ExternalCallManager.h"
@@ -52,6 +53,8 @@ void strip_backslashes(char* text) {
 
 CGIApplication::CGIApplication(int argc, char** argv)
     : files_(this),
+      openssl_(std::make_unique<OpenSSLLibrary>()),
+      network_(this),
       argc_(argc),
       argv_(argv),
       process_id_(getpid()),
@@ -87,6 +90,14 @@ CGIApplication::~CGIApplication() {
 
 Config* CGIApplication::config() {
     return config_.get();
+}
+
+bool CGIApplication::SSL_Initialize(String* error) {
+    return openssl_->Initialize(config_.get(), error);
+}
+
+void* CGIApplication::SSL_GetFunction(const char* name) {
+    return SSL_Available(nullptr) ? openssl_->GetFunction(name) : nullptr;
 }
 
 const char* CGIApplication::lasterror() {

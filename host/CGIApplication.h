@@ -9,6 +9,7 @@
 #include "application/OxinApplication.h"
 #include "extensions/UNIXExternalLibraryManager.h"
 #include "files/UNIXFileManager.h"
+#include "network/UNIXNetworkManager.h"
 
 class CGIOutput;
 class Dictionary;
@@ -18,6 +19,7 @@ class File;
 class FunctionManager;
 class LocalizedDictionary;
 class LocalizedLanguages;
+class OpenSSLLibrary;
 class OxinVM;
 class SegmentManager;
 class TaggedFile;
@@ -38,8 +40,12 @@ class CGIApplication : public OxinApplication {
     int Go();
 
     FileManager* filemanager() override { return &files_; }
+    NetworkManager* networkmanager() override { return &network_; }
     ExternalLibraryManager* librarymanager() override { return &libraries_; }
     Config* config() override;
+    bool SSL_Initialize(String* error) override;
+    void* SSL_GetFunction(const char* name) override;
+    OpenSSLLibrary* openssl() override { return openssl_.get(); }
     const char* lasterror() override;
     int processid() override { return process_id_; }
     int threadid() override { return thread_id_; }
@@ -94,6 +100,9 @@ class CGIApplication : public OxinApplication {
 
     UNIXFileManager files_;
     UNIXExternalLibraryManager libraries_;
+    // OpenSSL goes after everything that holds a connection.
+    std::unique_ptr<OpenSSLLibrary> openssl_;
+    UNIXNetworkManager network_;
     int argc_;
     char** argv_;
     // Private copies of the arguments, backslashes removed from 1 on, and

@@ -7,7 +7,10 @@
 #include "database/XBaseDatabase.h"
 #include "statements/Statements.h"
 
-StandaloneApplication::StandaloneApplication() : files_(this) {
+StandaloneApplication::StandaloneApplication()
+    : files_(this),
+      openssl_(std::make_unique<OpenSSLLibrary>()),
+      network_(std::make_unique<UNIXNetworkManager>(this)) {
     Register_Statements();
     XBaseDatabase::Register();
 }
@@ -35,4 +38,12 @@ const char* StandaloneApplication::lockhostname() {
 
 void StandaloneApplication::Sleep(int milliseconds) {
     usleep(milliseconds * 1000);
+}
+
+bool StandaloneApplication::SSL_Initialize(String* error) {
+    return openssl_->Initialize(&config_, error);
+}
+
+void* StandaloneApplication::SSL_GetFunction(const char* name) {
+    return SSL_Available(nullptr) ? openssl_->GetFunction(name) : nullptr;
 }

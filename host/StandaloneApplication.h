@@ -1,9 +1,13 @@
 #pragma once
 
+#include <memory>
+
 #include "application/Config.h"
+#include "application/OpenSSLLibrary.h"
 #include "application/OxinApplication.h"
 #include "extensions/UNIXExternalLibraryManager.h"
 #include "files/UNIXFileManager.h"
+#include "network/UNIXNetworkManager.h"
 
 // The application of programs that run outside a web request, such as the
 // engine's tools and its tests: a real file manager and configuration with
@@ -14,6 +18,7 @@ class StandaloneApplication : public OxinApplication {
     StandaloneApplication();
 
     FileManager* filemanager() override { return &files_; }
+    NetworkManager* networkmanager() override { return network_.get(); }
     ExternalLibraryManager* librarymanager() override { return &libraries_; }
     UNIXFileManager& files() { return files_; }
     Config* config() override { return &config_; }
@@ -23,9 +28,15 @@ class StandaloneApplication : public OxinApplication {
     const char* lockhostname() override;
     int lockexpiration() override { return config_.value_integer(kConfigLockExpiration); }
     void Sleep(int milliseconds) override;
+    bool SSL_Initialize(String* error) override;
+    void* SSL_GetFunction(const char* name) override;
+    OpenSSLLibrary* openssl() override { return openssl_.get(); }
 
   private:
     Config config_;
     UNIXFileManager files_;
     UNIXExternalLibraryManager libraries_;
+    // OpenSSL outlives the connections that the network manager made.
+    std::unique_ptr<OpenSSLLibrary> openssl_;
+    std::unique_ptr<UNIXNetworkManager> network_;
 };

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <ctime>
 #include <string>
 
@@ -47,6 +48,9 @@ TEST(DynamicSystemVariablesTest, ClockSettingsAndConfigurationAreLive) {
     charset.SetValue_Integer(8859);
     EXPECT_FALSE(application.CharacterSetIsUTF8());
     EXPECT_STREQ(application.charset().c_str(), "8859");
+    char* missing = new char[20];
+    memcpy(missing, "/nonexistent/libssl", 20);
+    application.config()->SetValue(kConfigSslOpenssl, missing, 19, 1);
     SSLAvailableVariable ssl(&application);
     EXPECT_EQ(Text(&ssl), "0");
     ConfigurationAggregateVariable config(&application);
