@@ -228,6 +228,13 @@ class OxinVM {
     }
 #endif
 
+    // For the handlers of statement instructions: the operands of the
+    // instruction being run, and a jump relative to its end (a target
+    // outside the segment is a fatal error).
+    int32_t operand1() const { return dword1_; }
+    int32_t operand2() const { return dword2_; }
+    void Jump(int32_t displacement) { jump(displacement); }
+
     // The position: the segment to run, the next instruction's offset.
     int segment = 0;
     int ip = 0;

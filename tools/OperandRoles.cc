@@ -40,7 +40,13 @@ OperandRole Operand_Role(uint16_t number, int which) {
         case Op_jmp_ge:
         case Op_jmp_ne:
         case Op_async:
+        case Op_op_http:
+        case Op_op_http8:
+        case Op_op_http_loop:
+        case Op_op_http_stop:
             return RoleJump;
+        case Op_op_http_counted:
+            return which == 0 ? RoleJump : RoleValue;
         case Op_call:
             return RoleFunction;
         default:

@@ -4,26 +4,10 @@
 #include <string>
 
 #include "network/NetworkManager.h"
-#include "tests/support/MemoryConnection.h"
+#include "tests/support/MemoryNetworkManager.h"
 #include "tests/support/TestText.h"
 
 namespace {
-
-// A manager whose connections go to memory; it keeps the host and port of
-// the last one and what was written to it.
-class MemoryNetworkManager : public NetworkManager {
-  public:
-    MemoryNetworkManager() : NetworkManager(nullptr) {}
-    NetworkConnection* Connect(const char* host, int port, int) override {
-        host_ = host;
-        port_ = port;
-        last_ = new MemoryConnection("");
-        return last_;
-    }
-    std::string host_;
-    int port_ = 0;
-    MemoryConnection* last_ = nullptr;
-};
 
 std::string Part(const char* text, int length) {
     return text ? std::string(text, length) : "(null)";
@@ -93,6 +77,7 @@ TEST(NetworkManagerURLTest, OpensURLsWithOneRequestHead) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.url);
         MemoryNetworkManager manager;
+        for (const char* host : {"example.org", "h", "::1"}) manager.Serve(host, "");
         std::unique_ptr<NetworkConnection> connection(manager.OpenURL(
             row.method, row.url, row.content, "text/plain", -1, nullptr, nullptr, nullptr,
             nullptr, row.headers, -1, row.version, 5));

@@ -22,6 +22,7 @@ class MemoryConnection : public NetworkConnection {
     x509_st* Server_Certificate() override { return nullptr; }
 
     int Read(char* buffer, int length, int) override {
+        Answer();
         if (Failing()) return -1;
         size_t count = std::min<size_t>({static_cast<size_t>(length), static_cast<size_t>(piece_),
                                          incoming_.size() - position_});
@@ -32,6 +33,7 @@ class MemoryConnection : public NetworkConnection {
         return static_cast<int>(count);
     }
     int ReadLine(String& out, int, int) override {
+        Answer();
         if (Failing()) return -1;
         size_t end = incoming_.find('\n', position_);
         end = end == std::string::npos ? incoming_.size() : end + 1;
@@ -52,7 +54,16 @@ class MemoryConnection : public NetworkConnection {
     const std::string& written() const { return written_; }
     size_t position() const { return position_; }
 
+    // Makes the response, at the first read, a plain-text echo of the
+    // request written before.
+    void Echo() { echo_ = true; }
+
   private:
+    void Answer() {
+        if (!echo_) return;
+        echo_ = false;
+        incoming_ = "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\n" + written_;
+    }
     bool Failing() {
         if (fail_at_ < 0 || position_ < static_cast<size_t>(fail_at_)) return false;
         Error("Connection reset by peer");
@@ -64,4 +75,5 @@ class MemoryConnection : public NetworkConnection {
     long fail_at_;
     size_t position_ = 0;
     std::string written_;
+    bool echo_ = false;
 };

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "network/NetworkManager.h"
+#include "tests/support/MemoryConnection.h"
+
+// A manager whose connections go to memory: a host given a response gets
+// it; the host "echo" answers with the request it was sent; any other host
+// does not answer. It keeps the host and port of the last connection and the
+// connection itself (owned by the caller).
+class MemoryNetworkManager : public NetworkManager {
+  public:
+    MemoryNetworkManager() : NetworkManager(nullptr) {}
+
+    void Serve(const std::string& host, const std::string& response, int piece = 1 << 20) {
+        responses_[host] = {response, piece};
+    }
+
+    NetworkConnection* Connect(const char* host, int port, int) override {
+        host_ = host;
+        port_ = port;
+        if (host_ == "echo") {
+            last_ = new MemoryConnection("");
+            last_->Echo();
+            return last_;
+        }
+        auto found = responses_.find(host_);
+        if (found == responses_.end()) {
+            Error("Connection refused");
+            return nullptr;
+        }
+        last_ = new MemoryConnection(found->second.first, found->second.second);
+        return last_;
+    }
+
+    std::string host_;
+    int port_ = 0;
+    MemoryConnection* last_ = nullptr;
+
+  private:
+    std::map<std::string, std::pair<std::string, int>> responses_;
+};
