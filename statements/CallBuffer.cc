@@ -1,5 +1,7 @@
 #include "statements/CallBuffer.h"
 
+#include <algorithm>
+
 #include "network/HTTPResponseStream.h"
 
 CallBuffer::CallBuffer(HTTPResponseStream* stream, int size)
@@ -40,4 +42,20 @@ bool CallBuffer::GetNextChar(int* c) {
 
 void CallBuffer::UnGetChar() {
     if (last_ != kEnd) pushed_back_.cat(static_cast<char>(last_));
+}
+
+void CallBuffer::TakeRun(String& text, const Stops& stops) {
+    if (pushed_back_.length() > 0) return;
+    const char* start = buffer_.get() + position_;
+    const char* end = buffer_.get() + count_;
+    const char* at = start;
+    while (at < end && !stops[static_cast<unsigned char>(*at)] && *at != static_cast<char>(kEnd))
+        at++;
+    int length = static_cast<int>(at - start);
+    if (length == 0) return;
+    // Room doubles, so that a text over many fills grows in few steps.
+    if (text.length() + length + 1 > text.capacity())
+        text.reserve(std::max(text.capacity() * 2, text.length() + length + 1));
+    text.cat(start, length);
+    position_ += length;
 }

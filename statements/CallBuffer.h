@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -23,6 +24,13 @@ class CallBuffer {
     virtual bool GetNextChar(int* c);
     // Makes the last character read the next one to be read again.
     virtual void UnGetChar();
+    // Bytes that end a run of TakeRun; the end-of-data byte always does.
+    using Stops = std::array<bool, 256>;
+    // Appends to text the characters that the buffer holds up to the next
+    // stop or the end of the fill, as GetNextChar would give them one by
+    // one, and leaves the stop for GetNextChar. Does nothing while
+    // characters are pushed back.
+    void TakeRun(String& text, const Stops& stops);
     // Reads the next fill from the stream; false on its failure.
     virtual bool FillBuffer();
     virtual void Error(const String& text) { error_ = text; }

@@ -27,6 +27,19 @@ Variable* Variable_Of(VariableHash* variables, const char* name, int length) {
     return variable;
 }
 
+// Stop sets of the runs that the buffer hands over whole: they end where
+// the character loops below would look at a character.
+CallBuffer::Stops Stops_Of(const char* stops) {
+    CallBuffer::Stops set{};
+    for (const char* c = stops; *c; c++) set[static_cast<unsigned char>(*c)] = true;
+    return set;
+}
+const CallBuffer::Stops kTextStops = Stops_Of("<");
+const CallBuffer::Stops kElementStops = Stops_Of(" \t\r\n>");
+const CallBuffer::Stops kAttributeStops = Stops_Of(" \t\r\n>=");
+const CallBuffer::Stops kQuotationStops = Stops_Of("\"");
+const CallBuffer::Stops kApostropheStops = Stops_Of("'");
+
 struct Name {
     const char* text;
     int length;
@@ -107,6 +120,12 @@ bool CallScanner::Next(int* c, String& raw) {
     return true;
 }
 
+void CallScanner::TakeRun(String& raw, String& into, const CallBuffer::Stops& stops) {
+    int before = into.length();
+    buffer_->TakeRun(into, stops);
+    if (into.length() > before) raw.cat(into.text() + before, into.length() - before);
+}
+
 void CallScanner::Back(String& raw) {
     buffer_->UnGetChar();
     raw.chop(1);
@@ -132,6 +151,7 @@ int CallScanner::Find_Next_Element() {
 
 int CallScanner::GetText(String& text) {
     for (;;) {
+        buffer_->TakeRun(text, kTextStops);
         int c;
         if (!buffer_->GetNextChar(&c)) return Fail(buffer_->error().c_str());
         if (c == kEndOfData) break;
@@ -151,6 +171,7 @@ int CallScanner::Read_Tag() {
     if (c == kEndOfData) return kEnd;
     if (!EatWhitespace(raw)) return kError;
     for (;;) {
+        TakeRun(raw, name, kElementStops);
         if (!Next(&c, raw)) return kError;
         if (c == kEndOfData) return Fail("Unexpected EOF in tag");
         if (Is_Whitespace(c) || c == '>') break;
@@ -278,6 +299,7 @@ int CallScanner::GetNextNameValuePair(String& raw, String& name, String& value) 
     if (c == '>') return 0;
     while (c != kEndOfData && c != '>' && c != '=' && !Is_Whitespace(c)) {
         Append(name, c);
+        TakeRun(raw, name, kAttributeStops);
         if (!Next(&c, raw)) return kError;
     }
     if (Is_Whitespace(c) && (!EatWhitespace(raw) || !Next(&c, raw))) return kError;
@@ -297,6 +319,7 @@ bool CallScanner::Read_Value(String& raw, String& value) {
     if (!EatWhitespace(raw)) return false;
     int quote = 0;
     for (;;) {
+        if (quote) TakeRun(raw, value, quote == '"' ? kQuotationStops : kApostropheStops);
         int c;
         if (!Next(&c, raw)) return false;
         if (c == kEndOfData) {

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "base/StringClass.h"
+#include "statements/CallBuffer.h"
 
-class CallBuffer;
 class Variable;
 class VariableHash;
 
@@ -81,6 +81,8 @@ class CallScanner {
     int Fail(const char* text);
 
     static Special Kind_Of(const String& name);
+    // Hands the buffer's run up to a stop to into and raw at once.
+    void TakeRun(String& raw, String& into, const CallBuffer::Stops& stops);
     static bool Is_Whitespace(int c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
     CallBuffer* buffer_;
