@@ -307,6 +307,16 @@ class LighttpdTests(ServerTests, unittest.TestCase):
         page = body.partition(b"<html>")[2].partition(b"</body>")[0]
         self.assertIn(b"one: &lt;b&gt;.txt, 3 bytes, COMPLETE", page)
 
+    def test_links_example_lists_a_page_s_links_escaped(self):
+        Path(self.site.root, "docroot", "links.html").write_text(
+            "<p><a href=\"/one\">1</a> <a href='\"><script>x</script>'>2</a></p>")
+        _, _, body = self.get("/cgi-bin/oxin/links/index.oxc?page=/links.html")
+        page = body.decode()
+        self.assertIn("<li><code>/one</code></li>\n"
+                      "<li><code>&quot;&gt;&lt;script&gt;x&lt;/script&gt;</code></li>\n", page)
+        self.assertNotIn("<script>", page)
+        self.assertTrue(page.endswith("</body>\n</html>\n"), page)
+
     def guestbook(self, query="", **form):
         """The guestbook page, which must be a whole document."""
         options = [o for item in form.items() for o in ("--data-urlencode", "%s=%s" % item)]
