@@ -57,6 +57,8 @@ class Call : public Feature {
     int body_mode() const { return body_mode_; }
     const String& http_method() const { return http_method_; }
     const String& content_type() const { return content_type_; }
+    // Whether the statement's traffic goes to the log.
+    bool logging() const { return logging_; }
 
   private:
     // Chooses the body mode, wire method and default content type.
