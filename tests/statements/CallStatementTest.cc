@@ -41,14 +41,14 @@ class CallApplication : public TestApplication {
     MemoryNetworkManager manager_;
 };
 
-// The output of listing name with its places filled, run on a fresh
+// The output of the listing with its places filled, run on a fresh
 // application with up.txt in its data directory; line breaks are shown as
 // "|" and multipart boundaries as B. An echoed request's Content-Length
 // must count its body (taken whole from the objects that it was cut into)
 // and is then shown as N.
-std::string Output_Of(const std::string& name, const Places& places, bool real = false,
+std::string Output_Of(std::string listing, const Places& places, bool real = false,
                       int result = 1) {
-    std::string listing = read_file(kScripts + name + ".oxs");
+    if (listing[0] != '.') listing = read_file(kScripts + listing + ".oxs");
     for (const auto& [from, to] : places)
         listing.replace(listing.find(from), from.size(), to);
     TempDirectory data;
@@ -92,36 +92,24 @@ std::string Fetched(const Fetch& row, bool real = false) {
 }
 
 TEST(CallStatementTest, SendsEachMethodAndReportsFailures) {
+    const std::string kSent = "Content-Length: N|Connection: close||";
     Fetch rows[] = {
-        {"http://echo/q", "get", "a, b", "", "", "",
-         "[GET /q?a=x+y&b=%26%3D HTTP/1.1|Host: echo|Connection: close||]()"},
-        {"http://echo/q?z=1", "Get", "a", "", "", "",
-         "[GET /q?z=1?a=x+y HTTP/1.1|Host: echo|Connection: close||]()"},
-        {"http://echo:8080", "post", "a,b", "", "", "",
-         "[POST / HTTP/1.1|Host: echo:8080|Content-Type: application/x-www-form-urlencoded|"
-         "Content-Length: N|Connection: close||a=x+y&b=%26%3D]()"},
-        {"http://echo/x", "xml", "a,b", "", "", "",
-         "[POST /x HTTP/1.1|Host: echo|Content-Type: text/xml|Content-Length: N|Connection: "
-         "close||x y&=]()"},
-        {"http://echo/x", "put", "b", "", "text/csv", "",
-         "[PUT /x HTTP/1.1|Host: echo|Content-Type: text/csv|Content-Length: N|Connection: "
-         "close||&=]()"},
-        {"http://echo/x", "fetch", "a", "", "", "X-One: 1\\r\\nX-Two: 2\\r\\n",
-         "[GET /x?a=x+y HTTP/1.1|Host: echo|X-One: 1|X-Two: 2|Connection: close||]()"},
-        {"http://echo/h", "head", "a", "", "", "",
-         "[HEAD /h HTTP/1.1|Host: echo|Connection: close||]()"},
-        {"http://echo/up", "send", "a", " f ", "text/xml", "",
-         "[POST /up HTTP/1.1|Host: echo|Content-Type: multipart/form-data; boundary=B|"
-         "Content-Length: N|Connection: close||--B|Content-Disposition: form-data; "
-         "name=\"a\"||x y|--B|Content-Disposition: form-data; name=\"f\"; "
-         "filename=\"up.txt\"|Content-Type: unknown||line ][<one>][||--B--|]()"},
+        // clang-format off
+        {"http://echo/q", "get", "a, b", "", "", "", "[GET /q?a=x+y&b=%26%3D HTTP/1.1|Host: echo|Connection: close||]()"},
+        {"http://echo/q?z=1", "Get", "a", "", "", "", "[GET /q?z=1?a=x+y HTTP/1.1|Host: echo|Connection: close||]()"},
+        {"http://echo:8080", "post", "a,b", "", "", "", "[POST / HTTP/1.1|Host: echo:8080|Content-Type: application/x-www-form-urlencoded|" + kSent + "a=x+y&b=%26%3D]()"},
+        {"http://echo/x", "xml", "a,b", "", "", "", "[POST /x HTTP/1.1|Host: echo|Content-Type: text/xml|" + kSent + "x y&=]()"},
+        {"http://echo/x", "put", "b", "", "text/csv", "", "[PUT /x HTTP/1.1|Host: echo|Content-Type: text/csv|" + kSent + "&=]()"},
+        {"http://echo/x", "fetch", "a", "", "", "X-One: 1\\r\\nX-Two: 2\\r\\n", "[GET /x?a=x+y HTTP/1.1|Host: echo|X-One: 1|X-Two: 2|Connection: close||]()"},
+        {"http://echo/h", "head", "a", "", "", "", "[HEAD /h HTTP/1.1|Host: echo|Connection: close||]()"},
+        {"http://echo/up", "send", "a", " f ", "text/xml", "", "[POST /up HTTP/1.1|Host: echo|Content-Type: multipart/form-data; boundary=B|" + kSent +
+         "--B|Content-Disposition: form-data; name=\"a\"||x y|--B|Content-Disposition: form-data; name=\"f\"; filename=\"up.txt\"|Content-Type: unknown||line ][<one>][||--B--|]()"},
         {"nope", "get", "", "", "", "", "(Unable to open URL 'nope': Malformed URL)"},
         {"http://page/", "get", "", "nothing", "", "", "(Empty filename)"},
-        {"http://page/", "get", "", "a", "", "",
-         "(Unable to open 'x y': No such file or directory)"},
+        {"http://page/", "get", "", "a", "", "", "(Unable to open 'x y': No such file or directory)"},
         {"http://empty/", "get", "", "", "", "", "[]()"},
-        {"http://broken/", "get", "", "", "", "",
-         "[t](Found &amp;quot; &amp;quot; in tag following /)"},
+        {"http://broken/", "get", "", "", "", "", "[t](Found &amp;quot; &amp;quot; in tag following /)"},
+        // clang-format on
     };
     for (const Fetch& row : rows)
         EXPECT_EQ(Fetched(row), row.output) << row.url << " " << row.method;
@@ -139,12 +127,8 @@ TEST(CallStatementTest, CountsOtherThanFiveAndEightToElevenAreFatal) {
         for (int i = 0; i < count; i++)
             listing += "    pushc \"\"\n";
         listing += "    op_http_counted done, " + std::to_string(count) + "\ndone:\n.end\n";
-        TestApplication application;
-        StringOutput output;
-        application.SetOutput(&output);
-        EXPECT_EQ(ScriptRun(listing, &application).Go(), 0);
-        EXPECT_NE(output.text().find("Invalid number of parameters to HTTPN"), std::string::npos);
-        application.SetOutput(nullptr);
+        EXPECT_NE(Output_Of(listing, {}, false, 0).find("Invalid number of parameters to HTTPN"),
+                  std::string::npos);
     }
 }
 
@@ -169,12 +153,10 @@ TEST(CallStatementTest, RealServers) {
                                << " is missing: install the Debian package debian-reference-en";
     std::filesystem::copy_file(kPage, nginx.Path("page.html"));
     ASSERT_EQ(access("/usr/bin/python3", X_OK), 0) << "install the Debian package python3";
-    std::unique_ptr<FILE, int (*)(FILE*)> python(
-        popen(("exec /usr/bin/python3 " OXIN_SOURCE_DIR "/tests/statements/call_backend.py " +
-               std::to_string(backend) + " " + std::to_string(silent) + " " + kPage)
-                  .c_str(),
-              "w"),
-        pclose);
+    std::string backend_command =
+        "exec /usr/bin/python3 " OXIN_SOURCE_DIR "/tests/statements/call_backend.py " +
+        std::to_string(backend) + " " + std::to_string(silent) + " " + kPage;
+    std::unique_ptr<FILE, int (*)(FILE*)> python(popen(backend_command.c_str(), "w"), pclose);
     for (int tries = 0; tries < 200 && !AcceptsConnections("127.0.0.1", silent); tries++)
         usleep(50000);
 
@@ -208,17 +190,15 @@ TEST(CallStatementTest, RealServers) {
             << base;
 
     time_t start = time(nullptr);
-    std::string closed = std::to_string(FreeLoopbackPort());
-    std::string quiet = "http://127.0.0.1:" + std::to_string(silent) + "/";
-    std::string refused = "http://127.0.0.1:" + closed + "/";
-    Fetch failures[] = {
-        {quiet.c_str(), "get", "", "", "", "", "(Read Timeout)"},
-        {refused.c_str(), "get", "", "", "", "",
-         "(Unable to open URL '" + refused + "': Error connecting to 127.0.0.1 on port " + closed +
-             ": Connection refused)"},
-    };
-    for (const Fetch& row : failures)
-        EXPECT_EQ(Fetched(row, true), row.output);
+    std::string closed = std::to_string(FreeLoopbackPort()),
+                url = "http://127.0.0.1:" + closed + "/";
+    EXPECT_EQ(
+        Fetched({("http://127.0.0.1:" + std::to_string(silent)).c_str(), "get", "", "", "", "", ""},
+                true),
+        "(Read Timeout)");
+    EXPECT_EQ(Fetched({url.c_str(), "get", "", "", "", "", ""}, true),
+              "(Unable to open URL '" + url + "': Error connecting to 127.0.0.1 on port " + closed +
+                  ": Connection refused)");
     EXPECT_LE(time(nullptr) - start, 5);
 }
 
