@@ -82,9 +82,10 @@ TEST(Connection, PlainTLSAndFailures) {
         << "openssl (Debian package openssl) failed: " << read_file(dir.Path("make.log"));
     // port: plain; then TLS with the certificate named: +1 server (localhost)
     // and, by name, wrong (wrong.example); +2 expired; +3 self; +4 unknown;
-    // +5 server, asking for a client certificate. +6: silent; +7: closed.
-    int port = FreeLoopbackPort(), silent, silent_fd = LoopbackSocket(&silent, true);
-    int closed = FreeLoopbackPort();
+    // +5 server, asking for a client certificate; +6 silent; +7 closed.
+    int port = FreeLoopbackPort(8), silent = port + 6, closed = port + 7;
+    int silent_fd = LoopbackSocket("127.0.0.1", silent, false);
+    ASSERT_EQ(listen(silent_fd, 8), 0);  // and never accepts: it answers nothing
     auto server = [&](int offset, const std::string& name, const std::string& extra = "") {
         return "server { listen 127.0.0.1:" + std::to_string(port + offset) + " ssl; " + extra +
                " ssl_certificate " + dir.Path(name + ".pem") + "; ssl_certificate_key " +
@@ -150,6 +151,7 @@ TEST(Connection, PlainTLSAndFailures) {
         {.server = 7, .address = "no-such-host.invalid", .expected = "Error looking up 'no-such-host.invalid': "},
         // clang-format on
     };
+    alarm(60);  // a hang ends the test program instead
     for (const Row& row : rows) {
         SCOPED_TRACE(&row - rows);
         TestApplication application;
@@ -164,8 +166,8 @@ TEST(Connection, PlainTLSAndFailures) {
         }
         NetworkManager* manager = application.networkmanager();
         auto start = std::chrono::steady_clock::now();
-        int to = row.server == 6 ? silent : row.server == 7 ? closed : port + row.server;
-        std::unique_ptr<NetworkConnection> connection(manager->Connect(row.address, to, 5));
+        std::unique_ptr<NetworkConnection> connection(
+            manager->Connect(row.address, port + row.server, 5));
         std::string answer =
             !connection ||
                     (row.host && !manager->SSL_Connect(connection.get(), row.host, row.file,
@@ -179,6 +181,7 @@ TEST(Connection, PlainTLSAndFailures) {
         EXPECT_LT(seconds, 3.0);
         EXPECT_GE(seconds, row.server == 6 ? 0.9 : 0);  // the timeout waited for
     }
+    alarm(0);
     TestApplication application;
     RefusedService service(&application, closed);
     EXPECT_FALSE(service.Connect());

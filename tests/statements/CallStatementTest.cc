@@ -144,7 +144,7 @@ TEST(CallStatementTest, TheConfiguredTimeoutBoundsTheScripts) {
 // Over real connections: nginx serving a page and a large file from disk;
 // the python3 backend sending the same page chunked, and a silent port.
 TEST(CallStatementTest, RealServers) {
-    int port = FreeLoopbackPort(), backend = FreeLoopbackPort(), silent = FreeLoopbackPort();
+    int port = FreeLoopbackPort(3), backend = port + 1, silent = port + 2;
     std::string p = std::to_string(port);
     NginxServer nginx("server { listen 127.0.0.1:" + p + "; listen [::1]:" + p + "; root $DIR; }");
     ASSERT_TRUE(nginx.running());

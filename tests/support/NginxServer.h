@@ -1,51 +1,57 @@
 #pragma once
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <random>
 #include <regex>
 #include <string>
 
 #include "tests/support/TempDirectory.h"
 
-// A socket bound to a free port of 127.0.0.1, given in *port; with
-// listening, it listens (and, never accepting, answers nothing).
-inline int LoopbackSocket(int* port, bool listening) {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), size), 0);
-    EXPECT_EQ(listening ? listen(fd, 8) : 0, 0);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    *port = ntohs(address.sin_port);
-    return fd;
-}
-
-// A port of the loopback interface that nobody listens on right now.
-inline int FreeLoopbackPort() {
-    int port, fd = LoopbackSocket(&port, false);
-    close(fd);
-    return port;
-}
-
-// Whether something accepts connections on host (a numeric address) and port.
-inline bool AcceptsConnections(const std::string& host, int port) {
+// A socket bound to host (a numeric address) and port, or with connecting
+// connected to them; -1 when that fails.
+inline int LoopbackSocket(const std::string& host, int port, bool connecting) {
     addrinfo hints = {}, *found = nullptr;
     hints.ai_flags = AI_NUMERICHOST;
     hints.ai_socktype = SOCK_STREAM;
-    if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return false;
+    if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return -1;
     int fd = socket(found->ai_family, SOCK_STREAM, 0);
-    bool accepted = connect(fd, found->ai_addr, found->ai_addrlen) == 0;
-    close(fd);
+    if ((connecting ? connect : bind)(fd, found->ai_addr, found->ai_addrlen) != 0) {
+        close(fd);
+        fd = -1;
+    }
     freeaddrinfo(found);
-    return accepted;
+    return fd;
+}
+
+// Whether something accepts connections on host and port.
+inline bool AcceptsConnections(const std::string& host, int port) {
+    int fd = LoopbackSocket(host, port, true);
+    if (fd >= 0) close(fd);
+    return fd >= 0;
+}
+
+// A port from which count ports are free on 127.0.0.1 and [::1] right now,
+// below the range that the kernel gives outgoing connections.
+inline int FreeLoopbackPort(int count = 1) {
+    static std::mt19937 random(std::random_device{}());
+    for (;;) {
+        int port = 20000 + random() % 12000, free = 0;
+        for (const char* host : {"127.0.0.1", "::1"}) {
+            for (int i = 0, fd; i < count && (fd = LoopbackSocket(host, port + i, false)) >= 0;
+                 i++) {
+                close(fd);
+                free++;
+            }
+        }
+        if (free == 2 * count) return port;
+    }
 }
 
 // An nginx of the test's own, its configuration, pid file, logs and
@@ -69,6 +75,7 @@ class NginxServer {
         }
         std::string prefix = directory_.path() + "/", log = Path("error.log");
         if ((pid_ = fork()) == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGTERM);  // ends with the test, however that ends
             execl(kNginx, kNginx, "-p", prefix.c_str(), "-e", log.c_str(), "-c", "nginx.conf",
                   static_cast<char*>(nullptr));
             _exit(127);
