@@ -145,7 +145,9 @@ int POP3::SendCommand(const char* text, int length) {
 int POP3::ReadResponses() {
     String line;
     for (;;) {
-        if (connection_->ReadLine(line, timeout_, kLineBlock) < 0) {
+        // A stream that ends gives no more lines: never wait for one.
+        if (connection_->ReadLine(line, timeout_, kLineBlock) <= 0) {
+            if (connection_->error().length() == 0) return Error(kInvalidResponse, -1);
             Feature::Error(connection_->error());
             return kFailed;
         }
