@@ -1,5 +1,5 @@
-"""SMTP servers on loopback for the mail tests, on consecutive ports from
-the one given: each offers other AUTH methods and writes every message it
+"""SMTP servers on loopback for the mail tests, on the six ports given by
+a comma-separated list: each offers other AUTH methods and writes every message it
 takes, with how its sender authenticated, as one JSON line to
 received.jsonl of the directory given, and the last message as it came to
 last.eml. The proofs of CRAM-MD5 and DIGEST-MD5 are checked here with hmac
@@ -11,7 +11,8 @@ from aiosmtpd.controller import Controller
 from aiosmtpd.smtp import AuthResult
 
 USER, PASSWORD = b"mailer", b"s3cret pass"
-directory, first, certificate, key = sys.argv[1], int(sys.argv[2]), sys.argv[3], sys.argv[4]
+directory, certificate, key = sys.argv[1], sys.argv[3], sys.argv[4]
+ports = [int(port) for port in sys.argv[2].split(",")]
 aiosmtpd.smtp.SMTP.line_length_limit = 1 << 20
 lock = threading.Lock()
 
@@ -81,7 +82,7 @@ servers = [(ALL, True, False), (ALL[:3], True, False), (ALL[:2], True, False),
 controllers = []
 for offset, (offered, starttls, implicit) in enumerate(servers):
     controller = Controller(
-        Handler(), hostname="127.0.0.1", port=first + offset, server_hostname="mail.oxin.test",
+        Handler(), hostname="127.0.0.1", port=ports[offset], server_hostname="mail.oxin.test",
         ssl_context=tls if implicit else None, tls_context=tls if starttls else None,
         auth_require_tls=False, authenticator=authenticator,
         auth_exclude_mechanism=[m for m in ALL if m not in offered])

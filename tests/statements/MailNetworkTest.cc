@@ -84,7 +84,7 @@ bool WaitFor(const std::string& host, int port) {
 
 class Mail : public ::testing::Test {
   protected:
-    // Ports of the SMTP servers, from smtp_port_: all four methods; no
+    // The SMTP servers, by their place in smtp_ports_: all four methods; no
     // DIGEST-MD5; PLAIN and LOGIN; LOGIN; TLS from the first byte; no AUTH
     // and no STARTTLS.
     enum Server { kAll = 0, kCram, kPlain, kLogin, kTLS, kBare };
@@ -95,9 +95,13 @@ class Mail : public ::testing::Test {
         std::ofstream(directory_->Path("make.sh")) << kMakeCertificates;
         std::string command = "cd " + directory_->path() + " && sh make.sh >make.log 2>&1";
         made_ = system(command.c_str()) == 0;
-        smtp_port_ = FreeLoopbackPort();
+        std::string ports;
+        for (int& port : smtp_ports_) {
+            port = FreeLoopbackPort();
+            ports += (ports.empty() ? "" : ",") + std::to_string(port);
+        }
         smtp_ = new Child({"/usr/bin/python3", OXIN_SOURCE_DIR "/tests/network/mail_server.py",
-                           directory_->path(), std::to_string(smtp_port_),
+                           directory_->path(), ports,
                            directory_->Path("server.pem"), directory_->Path("server.key")});
         silent_port_ = FreeLoopbackPort();
         silent_ = new Child({"/usr/bin/python3", "-c",
@@ -115,7 +119,7 @@ class Mail : public ::testing::Test {
     void SetUp() override {
         ASSERT_TRUE(made_) << "openssl failed (Debian package openssl)";
         ASSERT_EQ(access("/usr/bin/python3", X_OK), 0) << "install the Debian package python3";
-        ASSERT_TRUE(WaitFor("127.0.0.1", smtp_port_ + kBare))
+        ASSERT_TRUE(WaitFor("127.0.0.1", smtp_ports_[kBare]))
             << "the SMTP servers did not start: install the Debian package python3-aiosmtpd";
         ASSERT_TRUE(WaitFor(pop_host_, 110))
             << "dovecot did not start (Debian package dovecot-pop3d): "
@@ -193,7 +197,7 @@ class Mail : public ::testing::Test {
     static TempDirectory* directory_;
     static Child *smtp_, *silent_, *dovecot_;
     static bool made_;
-    static int smtp_port_, silent_port_;
+    static int smtp_ports_[6], silent_port_;
     static std::string pop_host_;
     TestApplication application_;
 };
@@ -203,7 +207,7 @@ Child* Mail::smtp_ = nullptr;
 Child* Mail::silent_ = nullptr;
 Child* Mail::dovecot_ = nullptr;
 bool Mail::made_ = false;
-int Mail::smtp_port_ = 0;
+int Mail::smtp_ports_[6] = {};
 int Mail::silent_port_ = 0;
 std::string Mail::pop_host_;
 
@@ -232,7 +236,7 @@ TEST_F(Mail, EachServerGetsTheMethodItPrefers) {
         {kTLS, "tls", kUser, "\"DIGEST-MD5\"", "true", "true"},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(Send(smtp_port_ + row.server, row.flags, row.user, *row.user ? kPassword : ""), "")
+        EXPECT_EQ(Send(smtp_ports_[row.server], row.flags, row.user, *row.user ? kPassword : ""), "")
             << row.server << row.flags;
     }
     std::vector<std::string> received = Received();
@@ -247,7 +251,7 @@ TEST_F(Mail, EachServerGetsTheMethodItPrefers) {
 TEST_F(Mail, TheMessageArrivesWithEnvelopeHeadersAndBody) {
     std::string long_line(3000, 'x');
     std::string body = "\\nTäglich 8-bit\\r\\n.\\n.leading dot\\n" + long_line + "\\rend\\n";
-    ASSERT_EQ(Send(smtp_port_ + kAll, "", "", "", body, "one@oxin.test, two@oxin.test",
+    ASSERT_EQ(Send(smtp_ports_[kAll], "", "", "", body, "one@oxin.test, two@oxin.test",
                    "three@oxin.test"),
               "");
     std::vector<std::string> received = Received();
@@ -279,18 +283,18 @@ TEST_F(Mail, FailuresReachTheScript) {
         const char* to;
         std::string error;
     } rows[] = {
-        {kAll, "", kUser, "wrong", "a@oxin.test", "5.7.8 Authentication credentials invalid"},
-        {kAll, "", "", "", "reject@oxin.test", "5.1.1 No such user here"},
-        {kAll, "ssl", "", "", "a@oxin.test", "Unsupported flag &quot;ssl&quot;"},
-        {kAll, "tls starttls", "", "", "a@oxin.test",
+        {smtp_ports_[kAll], "", kUser, "wrong", "a@oxin.test", "5.7.8 Authentication credentials invalid"},
+        {smtp_ports_[kAll], "", "", "", "reject@oxin.test", "5.1.1 No such user here"},
+        {smtp_ports_[kAll], "ssl", "", "", "a@oxin.test", "Unsupported flag &quot;ssl&quot;"},
+        {smtp_ports_[kAll], "tls starttls", "", "", "a@oxin.test",
          "Only one of the &quot;tls&quot; or &quot;starttls&quot; flags may be specified"},
-        {kBare, "starttls", "", "", "a@oxin.test", "Server does not support STARTTLS"},
-        {kBare, "", kUser, "", "a@oxin.test",
+        {smtp_ports_[kBare], "starttls", "", "", "a@oxin.test", "Server does not support STARTTLS"},
+        {smtp_ports_[kBare], "", kUser, "", "a@oxin.test",
          "No supported authentication methods are allowed by the server"},
-        {silent_port_ - smtp_port_, "", "", "", "a@oxin.test", "Read Timeout"},
+        {silent_port_, "", "", "", "a@oxin.test", "Read Timeout"},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(Send(smtp_port_ + row.port, row.flags, row.user, row.password, "x", row.to),
+        EXPECT_EQ(Send(row.port, row.flags, row.user, row.password, "x", row.to),
                   row.error);
     }
     int refused = FreeLoopbackPort();
@@ -303,7 +307,7 @@ TEST_F(Mail, FailuresReachTheScript) {
 TEST_F(Mail, MailboxIsWalkedAndDeletedAtQuit) {
     // A message of the engine's, as the SMTP server stored it.
     std::string long_line(2000, 'y');
-    ASSERT_EQ(Send(smtp_port_ + kAll, "", "", "", "Ein Grüß\\n..zwei 0 drei\\n" + long_line), "");
+    ASSERT_EQ(Send(smtp_ports_[kAll], "", "", "", "Ein Grüß\\n..zwei 0 drei\\n" + long_line), "");
     std::string sent = read_file(directory_->Path("last.eml"));
     Deliver("1.a", "From: a@oxin.test\r\nSubject: Delete me\r\nDate: today\r\n\r\nbye\r\n");
     Deliver("2.b", "From: b@oxin.test\r\nReply-To: r@oxin.test\r\nReceived: first\r\n"
