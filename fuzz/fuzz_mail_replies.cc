@@ -55,8 +55,7 @@ void POP3Conversation(World& world) {
     if (pop.Connect("mail") != POP3::kDone || pop.Login(String("u"), String("p")) != POP3::kDone ||
         pop.GetStat() != POP3::kDone || pop.BuildMessageList() != POP3::kDone)
         return;
-    for (int result = pop.GetFirstMessage(); result == POP3::kMore;
-         result = pop.GetNextMessage()) {
+    for (int result = pop.GetFirstMessage(); result == POP3::kMore; result = pop.GetNextMessage()) {
         pop.DeleteMessage();
     }
 }

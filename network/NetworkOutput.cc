@@ -2,8 +2,7 @@
 
 #include "network/NetworkConnection.h"
 
-NetworkOutput::NetworkOutput(Output* parent, NetworkConnection* connection, int size,
-                             int timeout)
+NetworkOutput::NetworkOutput(Output* parent, NetworkConnection* connection, int size, int timeout)
     : BufferedOutput(size), parent_(parent), timeout_(timeout), connection_(connection) {}
 
 NetworkOutput::~NetworkOutput() {

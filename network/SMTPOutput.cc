@@ -7,7 +7,8 @@ SMTPOutput::SMTPOutput(Output* parent, NetworkConnection* connection, int size, 
 
 int SMTPOutput::WriteLineBytes(const char* text, int length) {
     int count = 0;
-    while (count < length && text[count] != '\r' && text[count] != '\n') count++;
+    while (count < length && text[count] != '\r' && text[count] != '\n')
+        count++;
     ended_line_ = 0;
     Put(text, count);
     return count;

@@ -18,9 +18,7 @@ class SMTPOutput : public NetworkOutput {
 
   private:
     // Where the byte stream stands; see Write.
-    enum State {
-        kStart = 0, kStartCR, kStartLF, kStartEnded, kInLine, kCR, kLF, kLineEnded, kDot
-    };
+    enum State { kStart = 0, kStartCR, kStartLF, kStartEnded, kInLine, kCR, kLF, kLineEnded, kDot };
 
     // Writes the run of ordinary line bytes at text, up to the next CR or
     // LF; the count taken.

@@ -47,9 +47,11 @@ void AddDirective(String& out, const char* name, const String& value, bool quote
 
 SMTPService::SMTPService(OxinApplication* application, String host, int port, int timeout,
                          unsigned flags, String username, String password)
-    : NetworkService(application, const_cast<char*>(host.c_str()), host.length(), 0, nullptr,
-                     port, timeout),
-      flags_(flags), username_(std::move(username)), password_(std::move(password)) {}
+    : NetworkService(application, const_cast<char*>(host.c_str()), host.length(), 0, nullptr, port,
+                     timeout),
+      flags_(flags),
+      username_(std::move(username)),
+      password_(std::move(password)) {}
 
 SMTPService::~SMTPService() {
     if (connection_) Disconnect();
@@ -128,8 +130,8 @@ bool SMTPService::SMTP_Connect(bool) {
     NetworkManager* manager = application_->networkmanager();
     if (manager) connection_.reset(manager->Connect(host_.c_str(), port_, timeout_));
     if (!connection_) {
-        Error(String::Join({"Error connecting to '", host_.c_str(), "': ",
-                            manager ? manager->error().c_str() : "No network"}));
+        Error(String::Join({"Error connecting to '", host_.c_str(),
+                            "': ", manager ? manager->error().c_str() : "No network"}));
         return false;
     }
     // Conversations are written to the log once the engine has one; until
@@ -166,9 +168,11 @@ bool SMTPService::ESMTP_Handshake(unsigned* capabilities) {
         if (strncmp(text.c_str(), "AUTH ", 5) != 0) continue;
         const char* p = text.c_str() + 4;
         while (*p) {
-            while (*p == ' ') p++;
+            while (*p == ' ')
+                p++;
             const char* end = p;
-            while (*end && *end != ' ') end++;
+            while (*end && *end != ' ')
+                end++;
             String word(p, static_cast<int>(end - p));
             const char* w = word.c_str();
             if (strcmp(w, "LOGIN") == 0) *capabilities |= kAuthLogin;
@@ -218,10 +222,9 @@ bool SMTPService::AUTH_CRAM_MD5() {
     String challenge = text.Base64_Decode();
     unsigned char digest[16];
     char hex[33] = {};
-    MD5Encoder().HMAC(reinterpret_cast<const unsigned char*>(challenge.c_str()),
-                      challenge.length(),
-                      reinterpret_cast<const unsigned char*>(password_.c_str()),
-                      password_.length(), digest);
+    MD5Encoder().HMAC(reinterpret_cast<const unsigned char*>(challenge.c_str()), challenge.length(),
+                      reinterpret_cast<const unsigned char*>(password_.c_str()), password_.length(),
+                      digest);
     MD5Encoder::Make_Printable(digest, hex);
     String answer(username_.c_str(), username_.length());
     answer.cat(' ');
@@ -272,23 +275,29 @@ bool SMTPService::Parse_Digest_Challenge(const String& challenge, String* realm,
     const char* p = challenge.c_str();
     const char* end = p + strlen(p);
     while (p < end) {
-        while (p < end && IsBlank(*p)) p++;
+        while (p < end && IsBlank(*p))
+            p++;
         const char* name = p;
-        while (p < end && *p != '=' && *p != ',') p++;
+        while (p < end && *p != '=' && *p != ',')
+            p++;
         const char* name_end = p;
-        while (name_end > name && IsBlank(name_end[-1])) name_end--;
+        while (name_end > name && IsBlank(name_end[-1]))
+            name_end--;
         String key(name, static_cast<int>(name_end - name));
         key.lowcase();
         if (p < end && *p == '=') p++;
-        while (p < end && IsBlank(*p)) p++;
+        while (p < end && IsBlank(*p))
+            p++;
         const char* value = p;
         const char* value_end;
         if (p < end && *p == '"') {
             value = ++p;
-            while (p < end && *p != '"') p++;
+            while (p < end && *p != '"')
+                p++;
             value_end = p;
         } else {
-            while (p < end && *p != ',' && !IsBlank(*p)) p++;
+            while (p < end && *p != ',' && !IsBlank(*p))
+                p++;
             value_end = p;
         }
         String text(value, static_cast<int>(value_end - value));
@@ -309,14 +318,16 @@ bool SMTPService::Parse_Digest_Challenge(const String& challenge, String* realm,
             *charset = text;
         } else if (strcmp(k, "algorithm") == 0) {
             if (has_algorithm)
-                return Fail("Server returned multiple algorithm values in challenge during "
-                            "DIGEST-MD5 authentication");
+                return Fail(
+                    "Server returned multiple algorithm values in challenge during "
+                    "DIGEST-MD5 authentication");
             has_algorithm = true;
             if (strcasecmp(text.c_str(), "md5-sess") != 0)
                 return Fail(
                     "Server returned an unrecognized algorithm during DIGEST-MD5 authentication");
         }
-        while (p < end && *p != ',') p++;
+        while (p < end && *p != ',')
+            p++;
         if (p < end) p++;
     }
     if (!has_nonce) return Fail("Unable to determine nonce during DIGEST-MD5 authentication");
@@ -340,7 +351,8 @@ void SMTPService::Generate_Digest_Nonce(int bits, String& out) {
     bool random = application_->SSL_Available(nullptr) && application_->openssl()->RAND_bytes &&
                   application_->openssl()->RAND_bytes(bytes.get(), count) == 1;
     if (!random) {
-        for (int i = 0; i < count; i++) bytes[i] = static_cast<unsigned char>(rand());
+        for (int i = 0; i < count; i++)
+            bytes[i] = static_cast<unsigned char>(rand());
     }
     out = String(reinterpret_cast<const char*>(bytes.get()), count).Base64_Encode();
 }
@@ -370,8 +382,8 @@ void SMTPService::Generate_Digest_Response_Auth_A2(const String& uri, char* hex)
 void SMTPService::Generate_Digest_Response_Value(const char* a1, const String& nonce,
                                                  const char* nc, const String& cnonce,
                                                  const char* a2, char* hex) {
-    String value = String::Join(
-        {a1, ":", nonce.c_str(), ":", nc, ":", cnonce.c_str(), ":auth:", a2});
+    String value =
+        String::Join({a1, ":", nonce.c_str(), ":", nc, ":", cnonce.c_str(), ":auth:", a2});
     memcpy(hex, MD5Hex(value).c_str(), 33);
 }
 
@@ -407,8 +419,8 @@ bool SMTPService::SendHeader(const String& to, const String& from, const String&
                              const String& subject) {
     int date_length = 0;
     std::unique_ptr<char[]> date(application_->currentdate(&date_length));
-    String head = String::Join({"Date: ", date.get(), "\r\nFrom: ", from.c_str(), "\r\nTo: ",
-                                to.c_str(), "\r\n"});
+    String head = String::Join(
+        {"Date: ", date.get(), "\r\nFrom: ", from.c_str(), "\r\nTo: ", to.c_str(), "\r\n"});
     if (cc.length() > 0) head.cat(String::Join({"CC: ", cc.c_str(), "\r\n"}).c_str());
     head.cat("X-Mailer: Oxin v");
     head.cat(kMailerVersion);

@@ -21,8 +21,8 @@ class SMTPService : public NetworkService {
     static constexpr unsigned kAuthCramMD5 = 0x400;
     static constexpr unsigned kAuthDigestMD5 = 0x800;
 
-    SMTPService(OxinApplication* application, String host, int port, int timeout,
-                unsigned flags, String username, String password);
+    SMTPService(OxinApplication* application, String host, int port, int timeout, unsigned flags,
+                String username, String password);
     // Says QUIT when connected.
     ~SMTPService() override;
 
@@ -69,9 +69,8 @@ class SMTPService : public NetworkService {
                                              const String& cnonce, char* hex);
     virtual void Generate_Digest_Response_A2(const String& uri, char* hex);
     virtual void Generate_Digest_Response_Auth_A2(const String& uri, char* hex);
-    virtual void Generate_Digest_Response_Value(const char* a1, const String& nonce,
-                                                const char* nc, const String& cnonce,
-                                                const char* a2, char* hex);
+    virtual void Generate_Digest_Response_Value(const char* a1, const String& nonce, const char* nc,
+                                                const String& cnonce, const char* a2, char* hex);
     // Reads the lines of one reply and judges the last: 220, 221, 250, 251
     // and 354 succeed.
     bool Read_Status() override;

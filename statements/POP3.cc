@@ -173,10 +173,12 @@ int POP3::TakeStatus(const char* line, int length) {
     int starts[3], ends[3];
     int found = 0;
     for (int at = 0; at < length && found < 3;) {
-        while (at < length && line[at] == ' ') at++;
+        while (at < length && line[at] == ' ')
+            at++;
         if (at == length) break;
         starts[found] = at;
-        while (at < length && line[at] != ' ') at++;
+        while (at < length && line[at] != ' ')
+            at++;
         ends[found++] = at;
     }
     if (found < 3) return Error(kInvalidResponse, -1);

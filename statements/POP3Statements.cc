@@ -36,8 +36,8 @@ void pop3(OxinVM* vm) {
     PoppedText host_text = vm->stack()->PopText_NS();
     if (vm->fatal()) return;
     String host = Text(host_text);
-    auto pop = std::make_unique<POP3>(vm->oxinapplication(), vm, vm->systemvar_hash(),
-                                      Text(directory));
+    auto pop =
+        std::make_unique<POP3>(vm->oxinapplication(), vm, vm->systemvar_hash(), Text(directory));
     String error;
     int result = POP3::kFailed;
     if (pop->Connect(host.c_str()) != POP3::kDone)

@@ -34,9 +34,11 @@ bool SMTP::ParseFlags(const String& text, unsigned* flags) {
     *flags = 0;
     const char* p = text.c_str();
     while (*p) {
-        while (*p && IsSeparator(*p)) p++;
+        while (*p && IsSeparator(*p))
+            p++;
         const char* end = p;
-        while (*end && !IsSeparator(*end)) end++;
+        while (*end && !IsSeparator(*end))
+            end++;
         int length = static_cast<int>(end - p);
         if (length == 0) break;
         if (length == 3 && strncasecmp(p, "tls", 3) == 0) {
@@ -72,9 +74,9 @@ bool SMTP::Connect() {
         Error(service_->error());
         return false;
     }
-    output_ = std::make_unique<SMTPOutput>(application_->output(), service_->Connection(),
-                                           Configured(application_, kConfigBufszSmtp, 8192),
-                                           timeout);
+    output_ =
+        std::make_unique<SMTPOutput>(application_->output(), service_->Connection(),
+                                     Configured(application_, kConfigBufszSmtp, 8192), timeout);
     previous_output_ = application_->SetOutput(output_.get());
     output_set_ = true;
     return true;

@@ -19,7 +19,8 @@ String Taken(PoppedText& popped) {
 }
 
 void op_smtp_operands(OxinVM* vm, int count) {
-    for (; count > kMostOperands; count--) vm->stack()->Pop();
+    for (; count > kMostOperands; count--)
+        vm->stack()->Pop();
     PoppedText popped[kMostOperands + 1];
     int port = 25;
     for (int position = count; position >= 1; position--) {
@@ -57,9 +58,13 @@ void op_smtp_operands(OxinVM* vm, int count) {
 
 }  // namespace
 
-void op_smtp(OxinVM* vm) { op_smtp_operands(vm, 5); }
+void op_smtp(OxinVM* vm) {
+    op_smtp_operands(vm, 5);
+}
 
-void op_smtp_counted(OxinVM* vm) { op_smtp_operands(vm, vm->operand2()); }
+void op_smtp_counted(OxinVM* vm) {
+    op_smtp_operands(vm, vm->operand2());
+}
 
 void op_smtp_end(OxinVM* vm) {
     Feature* feature = vm->Lookup_Feature(Feature::kSMTP);

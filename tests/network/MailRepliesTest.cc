@@ -1,11 +1,10 @@
-// The mail protocols against scripted server replies in memory: the DATA
-// output's line endings and dots, DIGEST-MD5 challenges that must be
-// refused, and POP3 replies that the loop must refuse or treat as empty.
+// The mail protocols against scripted server replies in memory: DIGEST-MD5
+// challenges that must be refused, and POP3 replies that the loop must
+// refuse or treat as empty.
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "network/SMTPOutput.h"
 #include "network/SMTPService.h"
 #include "statements/POP3.h"
 #include "tests/support/MemoryNetworkManager.h"
@@ -20,33 +19,6 @@ class MemoryApplication : public StandaloneApplication {
     MemoryNetworkManager network;
 };
 
-TEST(MailReplies, DataSectionEndsLinesAndDoublesLoneDots) {
-    struct Row {
-        std::string body, wire;
-    } rows[] = {
-        {"", ".\r\n"},
-        {"a\n.\nb", "a\r\n..\r\nb\r\n.\r\n"},
-        {"a\r\n", "a\r\n.\r\n"},
-        {"\r\nfirst\rsecond\n\rthird\r\n\r\n", "first\r\nsecond\r\nthird\r\n\r\n.\r\n"},
-        {"\n\nx", "\r\nx\r\n.\r\n"},
-        {".lead\n.", ".lead\r\n..\r\n.\r\n"},
-        {"8-bit \xc3\xa4\xff", "8-bit \xc3\xa4\xff\r\n.\r\n"},
-    };
-    for (const Row& row : rows) {
-        for (size_t piece : {size_t(1), size_t(3), row.body.size() + 1}) {
-            MemoryConnection connection("");
-            {
-                SMTPOutput output(nullptr, &connection, 4, 1);
-                for (size_t at = 0; at < row.body.size(); at += piece)
-                    output.Write(row.body.data() + at,
-                                 static_cast<int>(std::min(piece, row.body.size() - at)));
-                output.FlushAndTerminate();
-            }
-            EXPECT_EQ(connection.written(), row.wire) << row.body << " in pieces of " << piece;
-        }
-    }
-}
-
 TEST(MailReplies, DigestChallengesAreChecked) {
     struct Row {
         std::string challenge, error;
@@ -54,8 +26,9 @@ TEST(MailReplies, DigestChallengesAreChecked) {
         {"realm=\"r\",qop=\"auth\"", "Unable to determine nonce during DIGEST-MD5 authentication"},
         {"nonce=\"a\",nonce=\"b\"",
          "Server returned multiple nonce values during DIGEST-MD5 authentication"},
-        {"nonce=\"a\",algorithm=md5", "Server returned an unrecognized algorithm during "
-                                      "DIGEST-MD5 authentication"},
+        {"nonce=\"a\",algorithm=md5",
+         "Server returned an unrecognized algorithm during "
+         "DIGEST-MD5 authentication"},
         {"nonce=\"a\",algorithm=MD5-SESS,algorithm=md5-sess",
          "Server returned multiple algorithm values in challenge during DIGEST-MD5 "
          "authentication"},
@@ -72,10 +45,10 @@ TEST(MailReplies, DigestChallengesAreChecked) {
         String proof(row.error.find("mismatch") != std::string::npos
                          ? "rspauth=00000000000000000000000000000000"
                          : "rspauth=short");
-        application.network.Serve(
-            "mail", "220 hi\r\n250-mail\r\n250 AUTH PLAIN DIGEST-MD5\r\n334 " +
-                        std::string(challenge.Base64_Encode().c_str()) + "\r\n334 " +
-                        proof.Base64_Encode().c_str() + "\r\n221 bye\r\n");
+        application.network.Serve("mail",
+                                  "220 hi\r\n250-mail\r\n250 AUTH PLAIN DIGEST-MD5\r\n334 " +
+                                      std::string(challenge.Base64_Encode().c_str()) + "\r\n334 " +
+                                      proof.Base64_Encode().c_str() + "\r\n221 bye\r\n");
         SMTPService service(&application, String("mail"), 25, 1, 0, String("u"), String("p"));
         EXPECT_FALSE(service.SMTP_Connect(false));
         EXPECT_EQ(service.error().c_str(), row.error) << row.challenge;
@@ -94,8 +67,8 @@ TEST(MailReplies, POP3RepliesAreChecked) {
          "More messages than expected returned from server"},
         {"+OK\r\n+OK\r\n+OK\r\n-ERR\r\n", POP3::kFailed, "Invalid response from server"},
         {"+OK\r\n+OK\r\n-ERR [AUTH] no\r\n", POP3::kFailed, "[AUTH] no"},
-        {"+OK\r\n+OK\r\n+OK\r\n+OK 1 5\r\n+OK\r\n1 5\r\n.\r\n+OK\r\nSubject: x\r\n",
-         POP3::kFailed, "Invalid response from server"},
+        {"+OK\r\n+OK\r\n+OK\r\n+OK 1 5\r\n+OK\r\n1 5\r\n.\r\n+OK\r\nSubject: x\r\n", POP3::kFailed,
+         "Invalid response from server"},
     };
     TempDirectory directory;
     for (const Row& row : rows) {
