@@ -1,40 +1,58 @@
+// OxCALL: the methods and failures as rows of one listing over a network in
+// memory; then over real connections: nginx serving files on 127.0.0.1 and
+// [::1], and a python3 backend sending a page chunked and a silent port.
 #include <gtest/gtest.h>
+#include <stdio.h>
+#include <sys/resource.h>
 
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <string>
 
 #include "statements/Call.h"
 #include "tests/support/MemoryNetworkManager.h"
+#include "tests/support/NginxServer.h"
 #include "tests/support/ScriptFiles.h"
-#include "tests/support/TempDirectory.h"
 
 namespace {
 
 const std::string kScripts = OXIN_SOURCE_DIR "/tests/statements/scripts-call/";
+const std::string kPage = "/usr/share/debian-reference/apa.en.html";
+using Places = std::vector<std::pair<std::string, std::string>>;
 
-// An application whose network is in memory: "echo" sends the request
-// back, "empty" has an empty body, "broken" a tag that does not parse.
+// An application whose network is in memory unless real: "echo" sends the
+// request back, "empty" has an empty body, "broken" a tag that does not
+// parse.
 class CallApplication : public TestApplication {
   public:
-    CallApplication() {
-        manager_.Serve("page", "HTTP/1.0 200 OK\r\n\r\n<p class=\"a b\" id=c>Hi<br/></p>", 3);
+    explicit CallApplication(bool real) : real_(real) {
+        manager_.Serve("page",
+                       "HTTP/1.0 200 OK\r\nServer: m\r\n\r\n<p class=\"a b\" id=c>Hi<br/></p>", 3);
         manager_.Serve("empty", "HTTP/1.0 204 No Content\r\n\r\n");
         manager_.Serve("broken", "HTTP/1.0 200 OK\r\n\r\nt<a / >");
     }
-    NetworkManager* networkmanager() override { return &manager_; }
+    NetworkManager* networkmanager() override {
+        return real_ ? TestApplication::networkmanager() : &manager_;
+    }
 
   private:
+    bool real_;
     MemoryNetworkManager manager_;
 };
 
-// The output of listing on a fresh application with up.txt in its data
-// directory, line breaks shown as "|" and multipart boundaries as B. An
-// echoed request's Content-Length must count its body (taken whole from
-// the objects that it was cut into) and is then shown as N.
-std::string Output_Of(std::string listing, int result = 1) {
+// The output of the listing with its places filled, run on a fresh
+// application with up.txt in its data directory; line breaks are shown as
+// "|" and multipart boundaries as B. An echoed request's Content-Length
+// must count its body (taken whole from the objects that it was cut into)
+// and is then shown as N.
+std::string Output_Of(std::string listing, const Places& places, bool real = false,
+                      int result = 1) {
+    if (listing[0] != '.') listing = read_file(kScripts + listing + ".oxs");
+    for (const auto& [from, to] : places)
+        listing.replace(listing.find(from), from.size(), to);
     TempDirectory data;
-    CallApplication application;
+    CallApplication application(real);
     EXPECT_TRUE(application.files().InitializeDataDirectory(data.path().c_str()));
     std::ofstream(data.Path("up.txt")) << "line <one>\n";
     StringOutput output;
@@ -56,79 +74,61 @@ std::string Output_Of(std::string listing, int result = 1) {
     return std::regex_replace(text, std::regex(run.path()), "$FILE");
 }
 
+struct Fetch {
+    const char *url, *method, *fields, *files, *type, *headers;
+    std::string output;
+};
+
+std::string Fetched(const Fetch& row, bool real = false) {
+    return Output_Of("fetch",
+                     {{"$URL", row.url},
+                      {"$METHOD", row.method},
+                      {"$FIELDS", row.fields},
+                      {"$FILES", row.files},
+                      {"$TYPE", row.type},
+                      {"$HEADERS", row.headers},
+                      {"$TIMEOUT", real ? "1" : "0"}},
+                     real);
+}
+
 TEST(CallStatementTest, SendsEachMethodAndReportsFailures) {
-    struct Row {
-        const char *url, *method, *fields, *files, *type, *headers;
-        std::string output;
-    } rows[] = {
-        {"http://echo/q", "get", "a, b", "", "", "",
-         "[GET /q?a=x+y&b=%26%3D HTTP/1.1|Host: echo|Connection: close||]()"},
-        {"http://echo/q?z=1", "Get", "a", "", "", "",
-         "[GET /q?z=1?a=x+y HTTP/1.1|Host: echo|Connection: close||]()"},
-        {"http://echo:8080", "post", "a,b", "", "", "",
-         "[POST / HTTP/1.1|Host: echo:8080|Content-Type: application/x-www-form-urlencoded|"
-         "Content-Length: N|Connection: close||a=x+y&b=%26%3D]()"},
-        {"http://echo/x", "xml", "a,b", "", "", "",
-         "[POST /x HTTP/1.1|Host: echo|Content-Type: text/xml|Content-Length: N|Connection: "
-         "close||x y&=]()"},
-        {"http://echo/x", "put", "b", "", "text/csv", "",
-         "[PUT /x HTTP/1.1|Host: echo|Content-Type: text/csv|Content-Length: N|Connection: "
-         "close||&=]()"},
-        {"http://echo/x", "fetch", "a", "", "", "X-One: 1\\r\\nX-Two: 2\\r\\n",
-         "[GET /x?a=x+y HTTP/1.1|Host: echo|X-One: 1|X-Two: 2|Connection: close||]()"},
-        {"http://echo/h", "head", "a", "", "", "",
-         "[HEAD /h HTTP/1.1|Host: echo|Connection: close||]()"},
-        {"http://echo/up", "send", "a", " f ", "text/xml", "",
-         "[POST /up HTTP/1.1|Host: echo|Content-Type: multipart/form-data; boundary=B|"
-         "Content-Length: N|Connection: close||--B|Content-Disposition: form-data; "
-         "name=\"a\"||x y|--B|Content-Disposition: form-data; name=\"f\"; "
-         "filename=\"up.txt\"|Content-Type: unknown||line ][<one>][||--B--|]()"},
+    const std::string kSent = "Content-Length: N|Connection: close||";
+    Fetch rows[] = {
+        // clang-format off
+        {"http://echo/q", "get", "a, b", "", "", "", "[GET /q?a=x+y&b=%26%3D HTTP/1.1|Host: echo|Connection: close||]()"},
+        {"http://echo/q?z=1", "Get", "a", "", "", "", "[GET /q?z=1?a=x+y HTTP/1.1|Host: echo|Connection: close||]()"},
+        {"http://echo:8080", "post", "a,b", "", "", "", "[POST / HTTP/1.1|Host: echo:8080|Content-Type: application/x-www-form-urlencoded|" + kSent + "a=x+y&b=%26%3D]()"},
+        {"http://echo/x", "xml", "a,b", "", "", "", "[POST /x HTTP/1.1|Host: echo|Content-Type: text/xml|" + kSent + "x y&=]()"},
+        {"http://echo/x", "put", "b", "", "text/csv", "", "[PUT /x HTTP/1.1|Host: echo|Content-Type: text/csv|" + kSent + "&=]()"},
+        {"http://echo/x", "fetch", "a", "", "", "X-One: 1\\r\\nX-Two: 2\\r\\n", "[GET /x?a=x+y HTTP/1.1|Host: echo|X-One: 1|X-Two: 2|Connection: close||]()"},
+        {"http://echo/h", "head", "a", "", "", "", "[HEAD /h HTTP/1.1|Host: echo|Connection: close||]()"},
+        {"http://echo/up", "send", "a", " f ", "text/xml", "", "[POST /up HTTP/1.1|Host: echo|Content-Type: multipart/form-data; boundary=B|" + kSent +
+         "--B|Content-Disposition: form-data; name=\"a\"||x y|--B|Content-Disposition: form-data; name=\"f\"; filename=\"up.txt\"|Content-Type: unknown||line ][<one>][||--B--|]()"},
         {"nope", "get", "", "", "", "", "(Unable to open URL 'nope': Malformed URL)"},
-        {"ftp://page/", "get", "", "", "", "",
-         "(Unable to open URL 'ftp://page/': Unsupported protocol 'ftp')"},
-        {"http://silent/", "get", "", "", "", "",
-         "(Unable to open URL 'http://silent/': Connection refused)"},
         {"http://page/", "get", "", "nothing", "", "", "(Empty filename)"},
-        {"http://page/", "get", "", "a", "", "",
-         "(Unable to open 'x y': No such file or directory)"},
+        {"http://page/", "get", "", "a", "", "", "(Unable to open 'x y': No such file or directory)"},
         {"http://empty/", "get", "", "", "", "", "[]()"},
-        {"http://broken/", "get", "", "", "", "",
-         "[t](Found &amp;quot; &amp;quot; in tag following /)"},
+        {"http://broken/", "get", "", "", "", "", "[t](Found &amp;quot; &amp;quot; in tag following /)"},
+        // clang-format on
     };
-    std::string listing = read_file(OXIN_SOURCE_DIR "/tests/statements/scripts-fetch/fetch.oxs");
-    for (const Row& row : rows) {
-        std::string filled = listing;
-        for (auto [from, to] : {std::pair{"$URL", row.url}, {"$METHOD", row.method},
-                                {"$FIELDS", row.fields}, {"$FILES", row.files},
-                                {"$TYPE", row.type}, {"$HEADERS", row.headers}})
-            filled.replace(filled.find(from), strlen(from), to);
-        EXPECT_EQ(Output_Of(filled), row.output) << row.url << " " << row.method;
-    }
+    for (const Fetch& row : rows)
+        EXPECT_EQ(Fetched(row), row.output) << row.url << " " << row.method;
 }
 
-// Each listing in scripts-call/ prints what its .out file says.
-class CallScriptTest : public ::testing::TestWithParam<std::string> {};
-
-TEST_P(CallScriptTest, PrintsWhatItsOutFileSays) {
-    std::string listing = read_file(kScripts + GetParam() + ".oxs");
-    size_t at = listing.find("; result: ");
-    int result = at == std::string::npos ? 1 : std::stoi(listing.substr(at + 10));
-    std::string expected = std::regex_replace(read_file(kScripts + GetParam() + ".out"),
-                                              std::regex("\n"), "|");
-    EXPECT_EQ(Output_Of(listing, result), expected);
+TEST(CallStatementTest, StopEndsTheLoop) {
+    EXPECT_EQ(Output_Of("stop", {}, false, 0),
+              "<p class=\"a b\" id=c>Hi2Server: mFatal error in $FILE @ [00000000:00000076]: "
+              "Invalid instruction|");
 }
-
-INSTANTIATE_TEST_SUITE_P(Scripts, CallScriptTest, ::testing::ValuesIn(listing_names(kScripts)),
-                         [](const auto& info) { return test_name(info.param); });
 
 TEST(CallStatementTest, CountsOtherThanFiveAndEightToElevenAreFatal) {
     for (int count : {0, 4, 6, 7, 12}) {
         std::string listing = ".segment 0\n";
-        for (int i = 0; i < count; i++) listing += "    pushc \"\"\n";
+        for (int i = 0; i < count; i++)
+            listing += "    pushc \"\"\n";
         listing += "    op_http_counted done, " + std::to_string(count) + "\ndone:\n.end\n";
-        EXPECT_NE(Output_Of(listing, 0).find("Invalid number of parameters to HTTPN"),
-                  std::string::npos)
-            << count;
+        EXPECT_NE(Output_Of(listing, {}, false, 0).find("Invalid number of parameters to HTTPN"),
+                  std::string::npos);
     }
 }
 
@@ -139,6 +139,67 @@ TEST(CallStatementTest, TheConfiguredTimeoutBoundsTheScripts) {
     for (const Row& row : rows)
         EXPECT_EQ(Call::Effective_Timeout(row.requested, row.configured), row.effective)
             << row.requested << " " << row.configured;
+}
+
+// Over real connections: nginx serving a page and a large file from disk;
+// the python3 backend sending the same page chunked, and a silent port.
+TEST(CallStatementTest, RealServers) {
+    int port = FreeLoopbackPort(3), backend = port + 1, silent = port + 2;
+    std::string p = std::to_string(port);
+    NginxServer nginx("server { listen 127.0.0.1:" + p + "; listen [::1]:" + p + "; root $DIR; }");
+    ASSERT_TRUE(nginx.running());
+    std::string page = read_file(kPage);
+    ASSERT_FALSE(page.empty()) << kPage
+                               << " is missing: install the Debian package debian-reference-en";
+    std::filesystem::copy_file(kPage, nginx.Path("page.html"));
+    ASSERT_EQ(access("/usr/bin/python3", X_OK), 0) << "install the Debian package python3";
+    std::string backend_command =
+        "exec /usr/bin/python3 " OXIN_SOURCE_DIR "/tests/statements/call_backend.py " +
+        std::to_string(backend) + " " + std::to_string(silent) + " " + kPage;
+    std::unique_ptr<FILE, int (*)(FILE*)> python(popen(backend_command.c_str(), "w"), pclose);
+    for (int tries = 0; tries < 200 && !AcceptsConnections("127.0.0.1", silent); tries++)
+        usleep(50000);
+
+    constexpr int kLines = 40000;  // about 40 MB, streamed, not held
+    std::ofstream big(nginx.Path("big.html"));
+    for (int i = 0; i < kLines; i++)
+        big << "<a href=x>" << std::string(1000, 'x') << "\n";
+    big.close();
+    rusage before, after;
+    getrusage(RUSAGE_SELF, &before);
+    std::string links;
+    for (int i = 0; i < kLines; i++)
+        links += "x|";
+    EXPECT_EQ(Output_Of("links", {{"$URL", "http://127.0.0.1:" + p + "/big.html"}}, true),
+              links + "HTTP/1.1 200 OK");
+    getrusage(RUSAGE_SELF, &after);
+#if !defined(__SANITIZE_ADDRESS__)
+    // AddressSanitizer keeps freed memory in quarantine: the peak says nothing there.
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 8 * 1024) << "kilobytes more at the peak";
+#endif
+
+    links = "";
+    std::regex link("<a [^>]*href=\"([^\"]*)\"");
+    for (std::sregex_iterator it(page.begin(), page.end(), link), end; it != end; ++it)
+        links += (*it)[1].str() + "|";
+    ASSERT_GT(links.size(), 100u);
+    for (std::string base :
+         {"127.0.0.1:" + p, "[::1]:" + p, "127.0.0.1:" + std::to_string(backend)})
+        EXPECT_EQ(Output_Of("links", {{"$URL", "http://" + base + "/page.html"}}, true),
+                  links + "HTTP/1.1 200 OK")
+            << base;
+
+    time_t start = time(nullptr);
+    std::string closed = std::to_string(FreeLoopbackPort()),
+                url = "http://127.0.0.1:" + closed + "/";
+    EXPECT_EQ(
+        Fetched({("http://127.0.0.1:" + std::to_string(silent)).c_str(), "get", "", "", "", "", ""},
+                true),
+        "(Read Timeout)");
+    EXPECT_EQ(Fetched({url.c_str(), "get", "", "", "", "", ""}, true),
+              "(Unable to open URL '" + url + "': Error connecting to 127.0.0.1 on port " + closed +
+                  ": Connection refused)");
+    EXPECT_LE(time(nullptr) - start, 5);
 }
 
 }  // namespace

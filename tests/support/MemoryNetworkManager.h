@@ -8,7 +8,7 @@
 
 // A manager whose connections go to memory: a host given a response gets
 // it; the host "echo" answers with the request it was sent; any other host
-// does not answer. It keeps the host and port of the last connection and the
+// refuses. It keeps the host and port of the last connection and the
 // connection itself (owned by the caller).
 class MemoryNetworkManager : public NetworkManager {
   public:
@@ -17,21 +17,16 @@ class MemoryNetworkManager : public NetworkManager {
     void Serve(const std::string& host, const std::string& response, int piece = 1 << 20) {
         responses_[host] = {response, piece};
     }
-
     NetworkConnection* Connect(const char* host, int port, int) override {
         host_ = host;
         port_ = port;
-        if (host_ == "echo") {
-            last_ = new MemoryConnection("");
-            last_->Echo();
-            return last_;
-        }
         auto found = responses_.find(host_);
-        if (found == responses_.end()) {
+        if (found == responses_.end() && host_ != "echo") {
             Error("Connection refused");
             return nullptr;
         }
-        last_ = new MemoryConnection(found->second.first, found->second.second);
+        last_ = host_ == "echo" ? new MemoryConnection("", 1 << 20, -1, true)
+                                : new MemoryConnection(found->second.first, found->second.second);
         return last_;
     }
 
