@@ -15,7 +15,8 @@
 #include <tuple>
 #include <vector>
 
-#include "tests/network/NetworkFixture.h"
+#include "tests/support/NginxServer.h"
+#include "tests/support/TestApplication.h"
 #include "tests/support/NginxServer.h"
 #include "tests/support/ScriptFiles.h"
 #include "tests/support/StringOutput.h"
@@ -124,7 +125,7 @@ class Mail : public ::testing::Test {
         ASSERT_TRUE(WaitFor(pop_host_, 110))
             << "dovecot did not start (Debian package dovecot-pop3d): "
             << read_file(directory_->Path("dovecot.log"));
-        SetConfig(application_, kConfigFileCa, directory_->Path("ca.pem"));
+        application_.SetConfig(kConfigFileCa, directory_->Path("ca.pem"));
         application_.config()->SetValue_Integer(kConfigTimeoutMail, 2);
         std::filesystem::create_directories(directory_->Path("data"));
         ASSERT_TRUE(application_.files().InitializeDataDirectory(directory_->Path("data").c_str()));
