@@ -1,7 +1,9 @@
 #include "application/OxinApplication.h"
 
 #include <strings.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 
@@ -9,6 +11,33 @@
 #include "application/OpenSSLLibrary.h"
 #include "application/Output.h"
 #include "base/UFCrypt.h"
+
+OxinApplication::OxinApplication() {
+    gethostname(hostname_, sizeof hostname_ - 1);
+}
+
+char* OxinApplication::currentdate(int* length) {
+    tzset();
+    time_t now = time(nullptr);
+    tm local;
+    localtime_r(&now, &local);
+    char text[64];
+    size_t used = strftime(text, sizeof text, "%a, %d %b %Y %H:%M:%S ", &local);
+    // Whole hours only, the minutes dropped, as the date has always been.
+    long west = timezone - (local.tm_isdst > 0 ? 3600 : 0);
+    long zone = west / 3600 * 100;
+    snprintf(text + used, sizeof text - used, west >= 0 ? "-%04ld" : "+%04ld",
+             zone >= 0 ? zone : -zone);
+    *length = static_cast<int>(strlen(text));
+    char* copy = new char[*length + 1];
+    memcpy(copy, text, *length + 1);
+    return copy;
+}
+
+const char* OxinApplication::GetUserID() {
+    if (!userid_[0]) snprintf(userid_, sizeof userid_, "%u", static_cast<unsigned>(geteuid()));
+    return userid_;
+}
 
 OxinApplication::~OxinApplication() {
     delete crypt_;

@@ -18,7 +18,7 @@ class UFCrypt;
 // its one concrete form; tests provide their own.
 class OxinApplication : public TextConversion {
   public:
-    OxinApplication() = default;
+    OxinApplication();
     virtual ~OxinApplication();
     OxinApplication(const OxinApplication&) = delete;
     OxinApplication& operator=(const OxinApplication&) = delete;
@@ -38,6 +38,13 @@ class OxinApplication : public TextConversion {
     virtual void Cancelled() { cancelled_flag = 1; }
     virtual int processid() = 0;
     virtual int threadid() = 0;
+    // The system's host name, as mail greets its server with.
+    virtual const char* hostname() const { return hostname_; }
+    // Local time as "%a, %d %b %Y %H:%M:%S +HH00" in a new string (new[]),
+    // the zone in whole hours.
+    virtual char* currentdate(int* length);
+    // The effective user id in decimal, made once.
+    virtual const char* GetUserID();
     // The host name written into lock files: lock_hostname, else the
     // system's host name (then stored as lock_hostname).
     virtual const char* lockhostname() = 0;
@@ -125,4 +132,6 @@ class OxinApplication : public TextConversion {
     bool charset_is_utf8_ = true;
     Output* output_ = nullptr;
     UFCrypt* crypt_ = nullptr;
+    char hostname_[256] = {};
+    char userid_[24] = {};
 };

@@ -190,22 +190,6 @@ char* CGIApplication::MakeSessionID(int* length) {
                              length);
 }
 
-char* CGIApplication::currentdate(int* length) {
-    tzset();
-    time_t now = time(nullptr);
-    tm local;
-    localtime_r(&now, &local);
-    char text[64];
-    size_t used = strftime(text, sizeof text, "%a, %d %b %Y %H:%M:%S ", &local);
-    // Whole hours only, the minutes dropped, as the date has always been.
-    long west = timezone - (local.tm_isdst > 0 ? 3600 : 0);
-    long zone = west / 3600 * 100;
-    snprintf(text + used, sizeof text - used, west >= 0 ? "-%04ld" : "+%04ld",
-             zone >= 0 ? zone : -zone);
-    *length = static_cast<int>(strlen(text));
-    return copy_of(text).release();
-}
-
 bool CGIApplication::LoadConfiguration() {
     String path(working_directory_);
     path.cat("/liboxinconfig.so");

@@ -62,9 +62,7 @@ class CGIApplication : public OxinApplication {
     virtual void ConfigurationError(const String& text);
     // The session id of the caller id cookie: 32 hexadecimal digits.
     char* MakeSessionID(int* length);
-    // Local time as "%a, %d %b %Y %H:%M:%S +HH00".
-    char* currentdate(int* length);
-    const char* hostname() const { return hostname_; }
+    const char* hostname() const override { return hostname_; }
     const char* basename() const { return basename_; }
     OxinVM* current_vm() const { return current_vm_; }
 

@@ -4,6 +4,8 @@
 #include "runtime/StatementTable.h"
 #include "statements/CallStatements.h"
 #include "statements/DoStatements.h"
+#include "statements/POP3Statements.h"
+#include "statements/SMTPStatements.h"
 
 void Register_Statements() {
     StatementTable::Register(Op_op_do_file, op_do_file);
@@ -13,4 +15,11 @@ void Register_Statements() {
     StatementTable::Register(Op_op_http_counted, op_http_counted);
     StatementTable::Register(Op_op_http_loop, op_http_loop);
     StatementTable::Register(Op_op_http_stop, op_http_stop);
+    StatementTable::Register(Op_op_smtp, op_smtp);
+    StatementTable::Register(Op_op_smtp_counted, op_smtp_counted);
+    StatementTable::Register(Op_op_smtp_end, op_smtp_end);
+    StatementTable::Register(Op_pop3, pop3);
+    StatementTable::Register(Op_pop3loop, pop3loop);
+    StatementTable::Register(Op_pop3delete, pop3delete);
+    StatementTable::Register(Op_pop3stop, pop3stop);
 }

@@ -44,8 +44,13 @@ OperandRole Operand_Role(uint16_t number, int which) {
         case Op_op_http8:
         case Op_op_http_loop:
         case Op_op_http_stop:
+        case Op_op_smtp:
+        case Op_pop3:
+        case Op_pop3loop:
+        case Op_pop3stop:
             return RoleJump;
         case Op_op_http_counted:
+        case Op_op_smtp_counted:
             return which == 0 ? RoleJump : RoleValue;
         case Op_call:
             return RoleFunction;

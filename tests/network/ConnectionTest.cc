@@ -39,12 +39,6 @@ std::string read_file(const std::string& path) {
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-void SetConfig(TestApplication& application, int id, const std::string& value) {
-    char* copy = new char[value.size() + 1];
-    memcpy(copy, value.c_str(), value.size() + 1);
-    application.config()->SetValue(id, copy, static_cast<int>(value.size()), 1);
-}
-
 // Sends a GET for / and reads the answer by hand, lines in blocks of 3
 // bytes: the body of a 200 response, else the status line or the error.
 std::string GetRoot(NetworkConnection* connection, const char* host, int timeout) {
@@ -156,13 +150,13 @@ TEST(Connection, PlainTLSAndFailures) {
         SCOPED_TRACE(&row - rows);
         TestApplication application;
         ASSERT_TRUE(application.files().InitializeDataDirectory(dir.path().c_str()));
-        SetConfig(application, kConfigFileCa, dir.Path("ca.pem"));
+        application.SetConfig(kConfigFileCa, dir.Path("ca.pem"));
         application.config()->SetValue_Integer(kConfigFlagsSecurity, row.flags);
         application.config()->SetValue_Integer(kConfigSslSni, row.sni);
         application.config()->SetValue_Integer(kConfigTimeoutGlobal, 1);
         if (row.library) {
-            SetConfig(application, kConfigSslOpenssl, std::string(row.library) + "libssl.so");
-            SetConfig(application, kConfigSslCrypto, std::string(row.library) + "libcrypto.so");
+            application.SetConfig(kConfigSslOpenssl, std::string(row.library) + "libssl.so");
+            application.SetConfig(kConfigSslCrypto, std::string(row.library) + "libcrypto.so");
         }
         NetworkManager* manager = application.networkmanager();
         auto start = std::chrono::steady_clock::now();
