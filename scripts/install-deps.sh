@@ -16,7 +16,9 @@ python3-dbfread:/usr/lib/python3/dist-packages/dbfread/__init__.py
 gdal-bin:/usr/bin/ogrinfo libsqlite3-dev:/usr/include/sqlite3.h
 nginx:/usr/sbin/nginx openssl:/usr/bin/openssl libssl-dev:/usr/lib/x86_64-linux-gnu/libssl.so
 debian-reference-en:/usr/share/debian-reference/index.en.html
-libxml2-utils:/usr/bin/xmllint"
+libxml2-utils:/usr/bin/xmllint
+python3-aiosmtpd:/usr/lib/python3/dist-packages/aiosmtpd/__init__.py
+dovecot-pop3d:/usr/lib/dovecot/pop3"
 if [ "${1:-}" = "fuzz" ]; then
   packages="$packages clang:/usr/bin/clang
 libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a"
