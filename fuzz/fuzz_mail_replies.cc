@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <string>
 
+#include "fuzz/FuzzDirectory.h"
 #include "network/SMTPOutput.h"
 #include "network/SMTPService.h"
 #include "statements/POP3.h"
@@ -64,6 +65,9 @@ void POP3Conversation(World& world) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2 || size > 1 << 16) return 0;
+    // The file manager moves the working directory; libFuzzer's paths are
+    // relative to the one it started in.
+    FuzzDirectory::Session session;
     static World* world = new World();
     std::string replies(reinterpret_cast<const char*>(data + 2), size - 2);
     world->application.network.Serve("mail", replies, data[1] % 32 + 1);

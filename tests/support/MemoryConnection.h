@@ -33,10 +33,14 @@ class MemoryConnection : public NetworkConnection {
     }
     int ReadLine(String& out, int, int) override {
         if (!Ready()) return -1;
-        size_t end =
-            std::min({incoming_.find('\n', position_), incoming_.size() - 1, fail_at_ - 1});
-        out.assign(incoming_.data() + position_, static_cast<int>(end + 1 - position_));
-        position_ = end + 1;
+        // Up to the line feed, the break or the end; empty once at the end.
+        size_t limit = std::min(incoming_.size(), fail_at_);
+        size_t feed = incoming_.find('\n', position_);
+        size_t end = position_ >= limit ? position_
+                     : feed == std::string::npos ? limit
+                                                 : std::min(feed + 1, limit);
+        out.assign(incoming_.data() + position_, static_cast<int>(end - position_));
+        position_ = end;
         return out.length();
     }
     int Write(const char* buffer, int length, int) override {
