@@ -18,13 +18,15 @@ NetworkService::NetworkService(OxinApplication* application, char* host, int len
 NetworkService::~NetworkService() = default;
 
 bool NetworkService::Connect() {
+    return Open_Connection() && Read_Status();
+}
+
+bool NetworkService::Open_Connection() {
     connection_.reset();
     NetworkManager* manager = application_->networkmanager();
     if (manager) connection_.reset(manager->Connect(host_.c_str(), port_, timeout_));
-    if (!connection_) {
-        Error(String::Join({"Error connecting to '", host_.c_str(),
-                            "': ", manager ? manager->error().c_str() : "No network"}));
-        return false;
-    }
-    return Read_Status();
+    if (connection_) return true;
+    Error(String::Join({"Error connecting to '", host_.c_str(),
+                        "': ", manager ? manager->error().c_str() : "No network"}));
+    return false;
 }

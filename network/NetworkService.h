@@ -32,6 +32,9 @@ class NetworkService {
     virtual void Error(const String& text) { error_ = text; }
 
   protected:
+    // Drops any old connection and connects to the host, reading nothing.
+    bool Open_Connection();
+
     OxinApplication* application_;
     std::unique_ptr<NetworkConnection> connection_;
     String host_;

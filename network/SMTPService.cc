@@ -126,14 +126,7 @@ bool SMTPService::Start_TLS() {
 }
 
 bool SMTPService::SMTP_Connect(bool) {
-    connection_.reset();
-    NetworkManager* manager = application_->networkmanager();
-    if (manager) connection_.reset(manager->Connect(host_.c_str(), port_, timeout_));
-    if (!connection_) {
-        Error(String::Join({"Error connecting to '", host_.c_str(),
-                            "': ", manager ? manager->error().c_str() : "No network"}));
-        return false;
-    }
+    if (!Open_Connection()) return false;
     // Conversations are written to the log once the engine has one; until
     // then the log flag changes nothing.
     if ((flags_ & kTLS) && !Start_TLS()) return false;
