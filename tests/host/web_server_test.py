@@ -32,17 +32,29 @@ def free_port():
         return s.getsockname()[1]
 
 
+def listening(host, port):
+    try:
+        with socket.create_connection((host, port), timeout=0.2):
+            return True
+    except OSError:
+        return False
+
+
+# The contact example's mail servers: SMTP on a free port, POP3 on port
+# 110 of a loopback address where nothing listens yet.
+SMTP_PORT = free_port()
+POP_HOST = next(f"127.0.0.{n}" for n in range(2 + os.getpid() % 200, 254)
+                if not listening(f"127.0.0.{n}", 110))
+
+
 def wait_for_port(port, process, seconds=10):
     deadline = time.time() + seconds
-    while time.time() < deadline:
+    while not listening("127.0.0.1", port):
         if process.poll() is not None:
             raise RuntimeError("the web server ended at once")
-        try:
-            with socket.create_connection(("127.0.0.1", port), timeout=0.2):
-                return
-        except OSError:
-            time.sleep(0.05)
-    raise RuntimeError("the web server did not start")
+        if time.time() > deadline:
+            raise RuntimeError("the web server did not start")
+        time.sleep(0.05)
 
 
 class Site:
@@ -58,12 +70,16 @@ timeout_post = 2
 max_post_vars = 20
 max_unknown_content_length = 1000
 library builtin {build}/lib/liboxinhtml.so
+system contact_to = owner@oxin.test
+system contact_smtp_host = 127.0.0.1
+system contact_smtp_port = {smtp_port}
+system contact_pop_host = {pop_host}
 """
 
     def __init__(self):
         self.root = tempfile.mkdtemp(prefix="oxin-site-")
         os.chmod(self.root, 0o755)
-        for name in ("scripts", "data", "temp", "docroot/cgi-bin", "logs", "lib"):
+        for name in ("scripts", "data/mailbox", "temp", "docroot/cgi-bin", "logs", "lib"):
             os.makedirs(os.path.join(self.root, name), exist_ok=True)
         os.chmod(os.path.join(self.root, "logs"), 0o777)  # the servers write as nobody
         self.engine = os.path.join(self.root, "docroot/cgi-bin/oxin")
@@ -71,7 +87,8 @@ library builtin {build}/lib/liboxinhtml.so
         self.library = os.path.join(self.root, "lib/liboxinconfig.so")
         shutil.copy(os.path.join(BUILD, "lib/liboxinconfig.so"), self.library)
         self.config = os.path.join(self.root, "oxin.conf")
-        Path(self.config).write_text(self.CONFIG.format(root=self.root, build=BUILD))
+        Path(self.config).write_text(self.CONFIG.format(root=self.root, build=BUILD, smtp_port=SMTP_PORT,
+                                                     pop_host=POP_HOST))
         examples = os.path.join(SOURCE, "examples")
         scripts = os.path.join(SOURCE, "tests/host/scripts")
         targets = [(os.path.join(examples, d, "index.oxs"), f"{d}/index.oxc")
@@ -316,6 +333,53 @@ class LighttpdTests(ServerTests, unittest.TestCase):
                       "<li><code>&quot;&gt;&lt;script&gt;x&lt;/script&gt;</code></li>\n", page)
         self.assertNotIn("<script>", page)
         self.assertTrue(page.endswith("</body>\n</html>\n"), page)
+
+    def contact(self, query="", **form):
+        options = [o for item in form.items() for o in ("--data-urlencode", "%s=%s" % item)]
+        _, _, body = self.get("/cgi-bin/oxin/contact/index.oxc" + query, *options)
+        page = body.decode()
+        self.assertTrue(page.endswith("</body>\n</html>\n"), page)
+        self.assertNotIn("<b>", page)
+        return page
+
+    def test_contact_example_mails_checked_values_and_reads_them_back(self):
+        from aiosmtpd.controller import Controller
+        from aiosmtpd.handlers import Mailbox
+        mail = os.path.join(self.site.root, "mail")
+        os.makedirs(os.path.join(mail, "run"))
+        smtp = Controller(Mailbox(os.path.join(mail, "maildir")), hostname="127.0.0.1",
+                          port=SMTP_PORT)
+        smtp.start()
+        self.addCleanup(smtp.stop)
+        self.assertIn("Please give an e-mail address",
+                      self.contact(name="Eve", email="eve@x.test\nBcc: all@x.test", message="x"))
+        self.assertIn("Thank you, &lt;b&gt;Ann&lt;/b&gt;.",
+                      self.contact(name="<b>Ann</b>", email="ann@x.test", message="Hi <b>"))
+        sent = [Path(mail, "maildir/new", n).read_text() for n in os.listdir(f"{mail}/maildir/new")]
+        self.assertEqual(len(sent), 1)
+        self.assertIn("\nSubject: Message from the contact form\nReply-To: ann@x.test\n", sent[0])
+        self.assertTrue(sent[0].endswith("\n\n<b>Ann</b> <ann@x.test> wrote:\n\nHi <b>\n"))
+        # Dovecot, as nobody, reads the mailbox by POP3 (port 110 needs root).
+        Path(mail, "passwd").write_text("owner:{PLAIN}pw1\n")
+        Path(mail, "dovecot.conf").write_text(
+            f"protocols = pop3\nlisten = {POP_HOST}\nbase_dir = {mail}/run\nstate_dir = "
+            f"{mail}/run\nlog_path = {mail}/dovecot.log\nssl = no\n"
+            "disable_plaintext_auth = no\nauth_failure_delay = 0\n"
+            f"passdb {{\n driver = passwd-file\n args = scheme=PLAIN {mail}/passwd\n}}\n"
+            "userdb {\n driver = static\n args = uid=nobody gid=nogroup "
+            f"home={mail} mail=maildir:{mail}/maildir\n}}\n"
+            "service pop3-login {\n chroot =\n}\nservice anvil {\n chroot =\n}\n")
+        subprocess.run(["chown", "-R", "nobody:nogroup", mail], check=True)
+        dovecot = subprocess.Popen(["/usr/sbin/dovecot", "-F", "-c", f"{mail}/dovecot.conf"])
+        self.addCleanup(lambda: (dovecot.terminate(), dovecot.wait()))
+        deadline = time.time() + 10
+        while not listening(POP_HOST, 110) and time.time() < deadline:
+            time.sleep(0.05)
+        page = self.contact("?page=mailbox", user="owner", password="pw1")
+        self.assertIn("<tr><td>Message from the contact form</td><td>ann@x.test</td>", page)
+        self.assertIn("<p>Messages: 1.</p>", page)
+        self.assertIn("Error logging into &#39;",
+                      self.contact("?page=mailbox", user="<b>", password="wrong"))
 
     def guestbook(self, query="", **form):
         """The guestbook page, which must be a whole document."""

@@ -3,9 +3,7 @@
 // authority's certificate; Dovecot's POP3 server on port 110 of a loopback
 // address of its own, over a maildir that the test fills.
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -17,7 +15,6 @@
 
 #include "tests/support/NginxServer.h"
 #include "tests/support/TestApplication.h"
-#include "tests/support/NginxServer.h"
 #include "tests/support/ScriptFiles.h"
 #include "tests/support/StringOutput.h"
 #include "tests/support/TempDirectory.h"
@@ -43,37 +40,10 @@ void Replace(std::string& text, const std::string& from, const std::string& to) 
         text.replace(at, from.size(), to);
 }
 
-// A program of the test's, stopped when the object goes.
-class Child {
-  public:
-    explicit Child(std::vector<std::string> arguments) {
-        int input[2];
-        if (pipe(input) != 0) return;
-        pid_ = fork();
-        if (pid_ == 0) {
-            dup2(input[0], 0);
-            close(input[1]);
-            std::vector<char*> argv;
-            for (auto& argument : arguments)
-                argv.push_back(argument.data());
-            argv.push_back(nullptr);
-            execv(argv[0], argv.data());
-            _exit(127);
-        }
-        close(input[0]);
-        stdin_ = input[1];
-    }
-    ~Child() {
-        if (pid_ > 0 && kill(pid_, SIGTERM) == 0) waitpid(pid_, nullptr, 0);
-        close(stdin_);
-    }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
-  private:
-    pid_t pid_ = 0;
-    int stdin_ = -1;
-};
+// A server of the test's that runs until its standard input closes.
+FILE* StartServer(const std::string& command) {
+    return popen(command.c_str(), "w");
+}
 
 bool WaitFor(const std::string& host, int port) {
     for (int tries = 0; tries < 200; tries++) {
@@ -101,20 +71,20 @@ class Mail : public ::testing::Test {
             port = FreeLoopbackPort();
             ports += (ports.empty() ? "" : ",") + std::to_string(port);
         }
-        smtp_ = new Child({"/usr/bin/python3", OXIN_SOURCE_DIR "/tests/network/mail_server.py",
-                           directory_->path(), ports, directory_->Path("server.pem"),
-                           directory_->Path("server.key")});
+        smtp_ = StartServer("/usr/bin/python3 " OXIN_SOURCE_DIR "/tests/network/mail_server.py " +
+                            directory_->path() + " " + ports + " " +
+                            directory_->Path("server.pem") + " " + directory_->Path("server.key"));
+        // Takes connections into its backlog and never answers.
         silent_port_ = FreeLoopbackPort();
-        silent_ = new Child({"/usr/bin/python3", "-c",
-                             "import socket,sys\ns=socket.socket()\ns.bind(('127.0.0.1'," +
-                                 std::to_string(silent_port_) +
-                                 "))\ns.listen()\nc=s.accept()\nsys.stdin.read()"});
+        silent_ = StartServer("/usr/bin/python3 -c \"import socket,sys\ns=socket.socket()\n"
+                              "s.bind(('127.0.0.1'," +
+                              std::to_string(silent_port_) + "))\ns.listen()\nsys.stdin.read()\"");
         StartDovecot();
     }
     static void TearDownTestSuite() {
-        delete dovecot_;
-        delete silent_;
-        delete smtp_;
+        Dovecot("stop");
+        pclose(silent_);
+        pclose(smtp_);
         delete directory_;
     }
     void SetUp() override {
@@ -153,7 +123,11 @@ class Mail : public ::testing::Test {
             << "/home mail=maildir:" << d << "/maildir\n}\n"
             << "service pop3-login {\n chroot =\n inet_listener pop3 {\n  port = 110\n }\n}\n"
             << "service anvil {\n chroot =\n}\n";
-        dovecot_ = new Child({"/usr/sbin/dovecot", "-F", "-c", d + "/dovecot.conf"});
+        Dovecot("");
+    }
+    static void Dovecot(const std::string& command) {
+        std::string line = "/usr/sbin/dovecot -c " + directory_->Path("dovecot.conf") + " " + command;
+        if (system(line.c_str()) != 0) ADD_FAILURE() << line;
     }
 
     // Puts message into the mailbox, owned by the user dovecot reads as.
@@ -202,7 +176,7 @@ class Mail : public ::testing::Test {
     }
 
     static TempDirectory* directory_;
-    static Child *smtp_, *silent_, *dovecot_;
+    static FILE *smtp_, *silent_;
     static bool made_;
     static int smtp_ports_[6], silent_port_;
     static std::string pop_host_;
@@ -210,9 +184,8 @@ class Mail : public ::testing::Test {
 };
 
 TempDirectory* Mail::directory_ = nullptr;
-Child* Mail::smtp_ = nullptr;
-Child* Mail::silent_ = nullptr;
-Child* Mail::dovecot_ = nullptr;
+FILE* Mail::smtp_ = nullptr;
+FILE* Mail::silent_ = nullptr;
 bool Mail::made_ = false;
 int Mail::smtp_ports_[6] = {};
 int Mail::silent_port_ = 0;
