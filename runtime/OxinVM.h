@@ -193,6 +193,8 @@ class OxinVM {
     CommerceLibraryManager* commerce() const { return commerce_; }
     LocalizedDictionary* pieces() const { return pieces_; }
     LocalizedLanguages* LF() const { return languages_; }
+    // The parameters bound for the next localized message.
+    VariableHash* localization_parameters() const { return localization_parameters_; }
     OxinApplication* oxinapplication() const { return application_; }
     Dictionary* dictionary() const { return dictionary_; }
     FunctionManager* functions() const { return functions_; }

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "application/OxinApplication.h"
 #include "files/Dictionary.h"
 #include "files/TaggedFile.h"
 
@@ -78,6 +79,27 @@ LocalizedIndex* LocalizedLanguages::Index(int n) {
     return entry->value;
 }
 
+int LocalizedLanguages::Language_Named(const String& name) {
+    return Get_Language_Entry(name.c_str(), name.length());
+}
+
+LocalizedIndex_Entry* LocalizedLanguages::Get_Entry(int token) {
+    if (!application_) return nullptr;
+    if (language_stamp_ != application_->languagecount()) {
+        language_ = Language_Named(application_->language());
+        language_stamp_ = application_->languagecount();
+    }
+    LocalizedIndex_Entry* entry = language_ != -1 ? Get_Entry(language_, token) : nullptr;
+    if (entry) return entry;
+    // Stamped with the language's count, as the engine always has: a later
+    // call may look the default up again, which changes no result.
+    if (default_stamp_ != application_->defaultlanguagecount()) {
+        default_language_ = Language_Named(application_->defaultlanguage());
+        default_stamp_ = application_->languagecount();
+    }
+    return default_language_ != -1 ? Get_Entry(default_language_, token) : nullptr;
+}
+
 LocalizedIndex_Entry* LocalizedLanguages::Get_Entry(int language, int token) {
     LocalizedIndex* index = Index(language);
     return index ? index->Get_Entry(token) : nullptr;
@@ -110,6 +132,7 @@ bool LocalizedLanguages::Read(TaggedFile* file) {
     }
     DeleteIndexes();
     table_ = std::move(table);
+    language_stamp_ = default_stamp_ = kNoStamp;
     file_ = file;
     return true;
 }

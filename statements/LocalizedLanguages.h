@@ -49,6 +49,11 @@ class LocalizedLanguages {
     // -1 for an id that the dictionary does not know.
     int Add_Entry(int language);
 
+    // The entry of token (a dictionary id, matched by its text) for the
+    // request: from the application's language when that language has it,
+    // else from its default language; null when neither has it. Language
+    // names are not split: "de-CH" does not find "de".
+    LocalizedIndex_Entry* Get_Entry(int token);
     // The entry of token (a dictionary id, matched by its text) in the index
     // of the language with entry number language, or null.
     LocalizedIndex_Entry* Get_Entry(int language, int token);
@@ -88,10 +93,19 @@ class LocalizedLanguages {
   private:
     bool Fail(const String& text);
     void DeleteIndexes();
+    int Language_Named(const String& name);
+
+    // The stamps mark when the cached entry numbers were looked up, by the
+    // application's count of changes to its language.
+    static constexpr int kNoStamp = -2147483647 - 1;
 
     OxinApplication* application_;
     Dictionary* dictionary_;
     TaggedFile* file_;
     LocalizedTable<LocalizedIndex*> table_;
+    int language_ = -1;
+    int language_stamp_ = kNoStamp;
+    int default_language_ = -1;
+    int default_stamp_ = kNoStamp;
     String error_;
 };

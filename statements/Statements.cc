@@ -4,6 +4,7 @@
 #include "runtime/StatementTable.h"
 #include "statements/CallStatements.h"
 #include "statements/DoStatements.h"
+#include "statements/LocalizedStatements.h"
 #include "statements/POP3Statements.h"
 #include "statements/SMTPStatements.h"
 
@@ -22,4 +23,7 @@ void Register_Statements() {
     StatementTable::Register(Op_pop3loop, pop3loop);
     StatementTable::Register(Op_pop3delete, pop3delete);
     StatementTable::Register(Op_pop3stop, pop3stop);
+    StatementTable::Register(Op_poplvnc, poplvnc);
+    StatementTable::Register(Op_localize, localize);
+    StatementTable::Register(Op_localizev, localizev);
 }

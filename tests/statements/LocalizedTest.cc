@@ -2,6 +2,7 @@
 // sections; and a whole compiled file written by every section owner and
 // loaded back in the order of a script load.
 
+#include <fstream>
 #include <map>
 #include <random>
 #include <string>
@@ -15,6 +16,8 @@
 #include "statements/LocalizedIndex.h"
 #include "statements/LocalizedLanguages.h"
 #include "tests/support/CompiledFileFixture.h"
+#include "tests/support/ScriptRun.h"
+#include "tests/support/StringOutput.h"
 #include "tests/support/TestText.h"
 #include "variables/VariableHash.h"
 
@@ -305,3 +308,30 @@ TEST_F(LocalizedTest, WholeFileFromEveryWriterLoadsInScriptOrder) {
 }
 
 }  // namespace
+
+// The messages of a script as it prints them, by the request's language
+// and the default one.
+TEST(LocalizedMessages, LanguageThenDefaultWithTheirParameters) {
+    struct Row {
+        const char *language, *fallback, *output;
+    } rows[] = {
+        {"en", "en", "Hello, Ann!|Hello, !|English only|[]|[Hello, Bob!]"},
+        {"de", "en", "Hallo AnnAnn|Hallo |English only|<>|[Hallo BobBob]"},
+        {"fr", "De", "Hallo AnnAnn|Hallo ||<>|[Hallo BobBob]"},
+        {"de-CH", "fr", "||||[]"},
+    };
+    std::ifstream in(OXIN_SOURCE_DIR "/tests/statements/scripts-localized/messages.oxs");
+    std::string listing((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    for (const Row& row : rows) {
+        StandaloneApplication application;
+        StringOutput output;
+        application.SetOutput(&output);
+        application.SetLanguage(row.language, -1);
+        application.SetDefaultLanguage(row.fallback, -1);
+        ScriptRun run(listing, &application);
+        ASSERT_EQ(run.error(), "");
+        EXPECT_EQ(run.Go(), 1);
+        EXPECT_EQ(output.text(), row.output) << row.language;
+        application.SetOutput(nullptr);
+    }
+}
