@@ -29,6 +29,10 @@ for source in examples/*/index.oxs; do
   mkdir -p "$site/scripts/$name"
   build/bin/oxin-asm "$source" "$site/scripts/$name/index.oxc"
 done
+# Files that an example reads from the data directory (the shop's prices).
+for file in examples/*/data/*; do
+  cp "$file" "$site/data/"
+done
 cp build/bin/oxin build/lib/liboxinconfig.so "$site/cgi-bin/"
 cp build/lib/liboxinhtml.so "$site/lib/"
 cat > "$site/cgi-bin/oxin.conf" <<CONF

@@ -100,6 +100,10 @@ system contact_pop_host = {pop_host}
             target = os.path.join(self.root, "scripts", target)
             os.makedirs(os.path.dirname(target), exist_ok=True)
             subprocess.run([os.path.join(BUILD, "bin/oxin-asm"), source, target], check=True)
+        for name in sorted(os.listdir(examples)):
+            data = os.path.join(examples, name, "data")
+            for file in os.listdir(data) if os.path.isdir(data) else []:
+                shutil.copy(os.path.join(data, file), os.path.join(self.root, "data"))
         header = b"Oxin\x0b\x00\x01\x00" + b"\x00" * 16 + (32).to_bytes(4, "little")
         for name, length in (("cut", 5), ("corrupt", 0)):
             Path(self.root, f"scripts/{name}.oxc").write_bytes(
