@@ -385,6 +385,40 @@ class LighttpdTests(ServerTests, unittest.TestCase):
         self.assertIn("Error logging into &#39;",
                       self.contact("?page=mailbox", user="<b>", password="wrong"))
 
+    def shop(self, query="", language="en", **form):
+        options = ["-H", f"Accept-Language: {language}"]
+        options += [o for item in form.items() for o in ("--data-urlencode", "%s=%s" % item)]
+        _, _, body = self.get("/cgi-bin/oxin/shop/index.oxc" + query, *options)
+        page = body.decode()
+        self.assertRegex(page, r'^<!DOCTYPE html>\n<html lang="[^"<]*">\n(?s:.*)</body>\n</html>\n$')
+        self.assertNotIn("<gereift>", page)
+        self.assertNotIn("<b>", page)
+        return page
+
+    def test_shop_example_in_two_languages_imports_prices_and_exports_orders(self):
+        german = self.shop(language="de-DE,de;q=0.9")
+        self.assertIn("<h1>Unsere Preise</h1>", german)
+        self.assertIn("<tr><td>C3</td><td>Käse &lt;gereift&gt;</td><td>12.00</td></tr>", german)
+        self.assertIn('<input type="hidden" name="lang" value="de">', german)
+        # The lang field wins over the browser; a language the file lacks
+        # gets the default one.
+        for query, language in (("?lang=en", "de"), ("?lang=fr", "de"), ("", "fr-FR")):
+            english = self.shop(query, language)
+            self.assertIn("<h1>Our prices</h1>", english)
+            self.assertIn("<td>Cheese &quot;Old Amsterdam&quot;</td>", english)
+        customer = 'Eve <b>\\ & "co"\r\nline 2'
+        for problem, form in (("Bitte bestellen Sie 1 bis 99", dict(item="A1", quantity="1.5")),
+                              ("Bitte wählen Sie einen Artikel", dict(item="Z9", quantity="1")),
+                              ("Ohne Tabulatoren", dict(item="A1", quantity="1", customer="a\tb"))):
+            page = self.shop(lang="de", **{"customer": "Eve", **form})
+            self.assertIn(problem.lower(), page.lower())
+        self.assertFalse(os.path.exists(os.path.join(self.site.root, "data/orders.txt")))
+        page = self.shop(lang="de", item="C3", quantity="2", customer=customer)
+        self.assertIn("Danke, Eve &lt;b&gt;\\ &amp; &quot;co&quot;\r\nline 2. Sie haben 2 x "
+                      "Käse &lt;gereift&gt; für 24.00 bestellt.", page)
+        self.assertEqual(Path(self.site.root, "data/orders.txt").read_bytes(),
+                         'C3\t2\tEve <b>\\\\ & "co"\\r\\nline 2\t24.00\n'.encode())
+
     def guestbook(self, query="", **form):
         """The guestbook page, which must be a whole document."""
         options = [o for item in form.items() for o in ("--data-urlencode", "%s=%s" % item)]
