@@ -3,7 +3,9 @@
 #include "runtime/Instructions.h"
 #include "runtime/StatementTable.h"
 #include "statements/CallStatements.h"
+#include "statements/CaptureStatements.h"
 #include "statements/DoStatements.h"
+#include "statements/LockfileStatements.h"
 #include "statements/POP3Statements.h"
 #include "statements/SMTPStatements.h"
 
@@ -22,4 +24,9 @@ void Register_Statements() {
     StatementTable::Register(Op_pop3loop, pop3loop);
     StatementTable::Register(Op_pop3delete, pop3delete);
     StatementTable::Register(Op_pop3stop, pop3stop);
+    StatementTable::Register(Op_capture, capture);
+    StatementTable::Register(Op_capture_end, capture_end);
+    StatementTable::Register(Op_hide, hide);
+    StatementTable::Register(Op_lockfile, lockfile);
+    StatementTable::Register(Op_lockfile_end, lockfile_end);
 }
