@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <memory>
 
-#include "application/OxinApplication.h"
 #include "application/Output.h"
+#include "application/OxinApplication.h"
 #include "runtime/OxinVM.h"
 #include "runtime/OxinVM_Stack.h"
 #include "statements/Capture.h"
@@ -17,8 +17,8 @@ namespace {
 // Writes text entity-encoded.
 void WriteEncoded(Output* output, const char* text, int length) {
     int encoded_length = 0, size = 0;
-    std::unique_ptr<char[]> encoded(
-        TextConversion::EncodeEntities(text ? text : "", text ? length : 0, &encoded_length, &size));
+    std::unique_ptr<char[]> encoded(TextConversion::EncodeEntities(
+        text ? text : "", text ? length : 0, &encoded_length, &size));
     output->Write(encoded.get(), encoded_length);
 }
 

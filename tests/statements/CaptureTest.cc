@@ -1,8 +1,10 @@
-// OxCAPTURE, OxHIDE and OxLOCKFILE: the listings of scripts-capture/ run
-// over a fresh data directory, which must hold no lock file afterwards;
-// and the headers and error text that reach a capture from outside the
-// script.
+// OxCAPTURE, OxHIDE and OxLOCKFILE: the listings of scripts-capture/ over a
+// fresh data directory, which holds no lock file afterwards; and a run that
+// ends inside a capture inside a lock, as a library or the heartbeat then
+// meets them.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <utime.h>
 
 #include <filesystem>
 #include <string>
@@ -21,7 +23,6 @@ TEST_P(CaptureScriptTest, PrintsWhatItsOutFileSaysAndLeavesNoLock) {
     TestApplication application;
     ASSERT_TRUE(application.files().InitializeDataDirectory(data.path().c_str()));
     ExpectListingOutput(kScripts + GetParam(), &application);
-    EXPECT_EQ(application.output(), nullptr);
     for (const auto& entry : std::filesystem::directory_iterator(data.path()))
         ADD_FAILURE() << "left behind: " << entry.path();
 }
@@ -40,16 +41,20 @@ class HeaderOutput : public StringOutput {
     std::string headers;
 };
 
-TEST(CaptureTest, HeadersAndErrorsPassToThePageUntilTheRunEnds) {
+TEST(CaptureTest, OpenStatementsPassHeadersAndErrorsKeepTheLockAliveAndEndWithTheMachine) {
+    TempDirectory data;
     TestApplication application;
+    ASSERT_TRUE(application.files().InitializeDataDirectory(data.path().c_str()));
     HeaderOutput page;
     application.SetOutput(&page);
+    std::string lock = data.Path("t.lck");
+    struct stat status;
     {
-        ScriptRun run(".global\n 0 \"c\"\n.end\n.segment 0\n pushg c\n capture\n"
-                      " pushc \"kept\"\n out\n.end\n",
-                      &application);
+        ScriptRun run(
+            ".segment 0\n pushc \"t\"\n lockfile\n pushg c\n capture\n"
+            " pushc \"kept\"\n out\n.end\n",
+            &application);
         ASSERT_EQ(run.Go(), 1);
-        // The run ended inside the capture; a library may still write.
         Output* capturing = application.output();
         ASSERT_NE(capturing, &page);
         char* owned = new char[6];
@@ -57,11 +62,16 @@ TEST(CaptureTest, HeadersAndErrorsPassToThePageUntilTheRunEnds) {
         capturing->Header("X-One", "1");
         capturing->Header(owned, -1, 1, "2", -1, 0);
         capturing->Write_Error("oops", -1);
-        capturing->Write("more", -1);
+        struct utimbuf old = {1000, 1000};
+        ASSERT_EQ(utime(lock.c_str(), &old), 0);
+        run.vm()->Heartbeat();
+        ASSERT_EQ(stat(lock.c_str(), &status), 0);
+        EXPECT_GT(status.st_mtime, 1000);
     }
     EXPECT_EQ(application.output(), &page);
     EXPECT_EQ(page.headers, "X-One: 1\nX-Two: 2\n");
     EXPECT_EQ(page.text(), "oops");
+    EXPECT_NE(stat(lock.c_str(), &status), 0);
     application.SetOutput(nullptr);
 }
 
