@@ -419,6 +419,46 @@ class LighttpdTests(ServerTests, unittest.TestCase):
         self.assertEqual(Path(self.site.root, "data/orders.txt").read_bytes(),
                          'C3\t2\tEve <b>\\\\ & "co"\\r\\nline 2\t24.00\n'.encode())
 
+    def configure(self, **values):
+        """Changes settings of the site's configuration for one test."""
+        path = os.path.join(self.site.root, "docroot/cgi-bin/oxin.conf")
+        original = Path(path).read_text()
+        self.addCleanup(Path(path).write_text, original)
+        text = original
+        for name, value in values.items():
+            text = re.sub(rf"(?m)^{name} = .*\n", "", text) + f"{name} = {value}\n"
+        Path(path).write_text(text)
+
+    def test_lockfile_keeps_eight_concurrent_counters_exact(self):
+        self.configure(delay_file=1, timeout_global=120)
+        requests = [subprocess.Popen(["curl", "-s", "--max-time", "120",
+                                      f"http://127.0.0.1:{self.port}/cgi-bin/oxin/counter.oxc"],
+                                     stdout=subprocess.PIPE) for _ in range(8)]
+        self.assertEqual([r.communicate()[0] for r in requests], [b"done"] * 8)
+        table = Path(self.site.root, "data/counter.dbf").read_bytes()
+        header = int.from_bytes(table[8:10], "little")
+        self.assertEqual(int(table[header + 1:header + 10]), 8000)
+        self.assertFalse(os.path.exists(os.path.join(self.site.root, "data/counter.dbf.lck")))
+
+    def test_lockfile_freed_by_the_time_limit_and_by_a_killed_holder(self):
+        lock = os.path.join(self.site.root, "data/held.lck")
+        _, _, body = self.get("/cgi-bin/oxin/holdlock.oxc?hold=1")
+        self.assertEqual(body, b"Application timed out")
+        self.assertFalse(os.path.exists(lock))
+        holder = subprocess.Popen(["curl", "-s", f"http://127.0.0.1:{self.port}"
+                                   "/cgi-bin/oxin/holdlock.oxc?hold=1"], stdout=subprocess.PIPE)
+        deadline = time.time() + 5
+        while not os.path.exists(lock) and time.time() < deadline:
+            time.sleep(0.01)
+        pid = int(Path(lock).read_text().partition("!")[0])
+        os.kill(pid, signal.SIGKILL)
+        holder.communicate()
+        self.assertTrue(os.path.exists(lock))
+        start = time.time()
+        self.assertEqual(self.get("/cgi-bin/oxin/holdlock.oxc")[2], b"got the lock")
+        self.assertLess(time.time() - start, 1.5)
+        self.assertFalse(os.path.exists(lock))
+
     def guestbook(self, query="", **form):
         """The guestbook page, which must be a whole document."""
         options = [o for item in form.items() for o in ("--data-urlencode", "%s=%s" % item)]
