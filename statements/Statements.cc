@@ -5,11 +5,8 @@
 #include "statements/CallStatements.h"
 #include "statements/CaptureStatements.h"
 #include "statements/DoStatements.h"
-<<<<<<< HEAD
 #include "statements/LocalizedStatements.h"
-=======
 #include "statements/LockfileStatements.h"
->>>>>>> capture
 #include "statements/POP3Statements.h"
 #include "statements/SMTPStatements.h"
 
@@ -28,15 +25,12 @@ void Register_Statements() {
     StatementTable::Register(Op_pop3loop, pop3loop);
     StatementTable::Register(Op_pop3delete, pop3delete);
     StatementTable::Register(Op_pop3stop, pop3stop);
-<<<<<<< HEAD
     StatementTable::Register(Op_poplvnc, poplvnc);
     StatementTable::Register(Op_localize, localize);
     StatementTable::Register(Op_localizev, localizev);
-=======
     StatementTable::Register(Op_capture, capture);
     StatementTable::Register(Op_capture_end, capture_end);
     StatementTable::Register(Op_hide, hide);
     StatementTable::Register(Op_lockfile, lockfile);
     StatementTable::Register(Op_lockfile_end, lockfile_end);
->>>>>>> capture
 }
