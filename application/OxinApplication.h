@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include "application/LogParameter.h"
+#include "base/List.h"
 #include "base/StringClass.h"
 #include "base/TextConversion.h"
 
@@ -109,6 +111,24 @@ class OxinApplication : public TextConversion {
     virtual OpenSSLLibrary* openssl() = 0;
     // The name the process shows; empty here.
     virtual const char* process_name() { return ""; }
+
+    // The log. Replaces the include and exclude lists by the entries of a
+    // filter such as "main.oxc:10-20, !lib.oxc".
+    virtual void ParseLogFilter(const char* text);
+    // Writes one record of kind with parameters (closed by kEnd); nothing
+    // here. Callers test the kind against their mask and LogMatchesFilter.
+    virtual void Log(unsigned kind, LogParameter* parameters);
+    // The text that names a kind in a record; "Unknown" for no kind.
+    virtual const char* Log_Description(unsigned kind);
+    // Whether an event at line of source file (length bytes) is to be
+    // logged: not suppressed, in no exclude entry, and in an include entry
+    // when there are any.
+    bool LogMatchesFilter(const char* file, int length, int line);
+    // Set when the request is not to be logged at all (a log cookie was
+    // configured and the request did not bring it).
+    bool log_suppressed = false;
+    List<LogFilterEntry> log_include{1};
+    List<LogFilterEntry> log_exclude{1};
 
     // Shared between the main thread, the heartbeat thread and signal
     // handlers. The machine reads the flags without a lock: a stale value

@@ -232,6 +232,9 @@ bool CGIApplication::CheckConfiguration() {
 
 bool CGIApplication::ProcessConfiguration(const String& path) {
     const char* data = config_->value_string(kConfigDirData, nullptr);
+    const char* log_file = config_->value_string(kConfigLogFile, nullptr);
+    const char* log_filter = config_->value_string(kConfigLogFilter, nullptr);
+    const char* log_cookie = config_->value_string(kConfigLogCookie, nullptr);
     if (!data) {
         ConfigurationError(String("No data directory is defined"));
         return false;
@@ -253,6 +256,7 @@ bool CGIApplication::ProcessConfiguration(const String& path) {
             return false;
         }
     }
+    ConfigureLog(log_filter, log_cookie, log_file);
     output_->Set_BufferSize(config_->value_integer(kConfigBufszOutput));
     output_->Set_FlushSize(config_->value_integer(kConfigBufszOutputFlush));
     return true;

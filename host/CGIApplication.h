@@ -56,6 +56,8 @@ class CGIApplication : public OxinApplication {
     void Heartbeat(long now) override;
     void ResetGlobalTimeout() override;
     void OutputError(const char* text, int length) override;
+    // One record to the log file, in one write; nothing when no log is open.
+    void Log(unsigned kind, LogParameter* parameters) override;
 
     // "Configuration Error: " + text + "<br>", with the administrator's
     // address when one is configured.
@@ -76,6 +78,13 @@ class CGIApplication : public OxinApplication {
     bool GetScriptInformation(File** file, String& path);
     bool LoadScript(std::unique_ptr<File> file, TaggedFile* tagged, const String& path);
     bool ProcessConfiguration(const String& path);
+    // The log's settings: the filter, the cookie that the request must bring
+    // (log_suppressed when it does not), and the file, which is opened for
+    // appending in the data directory. A log that can't be opened is off.
+    void ConfigureLog(const char* filter, const char* cookie, const char* file);
+    // Suppresses the log unless the request's "oxinlogcookie" cookie has
+    // the value expected.
+    void ProcessLogCookie(const char* expected);
     // Drops every group of the starting user and takes the script owner's
     // user id and primary group; false when any step fails.
     bool SwitchToScriptOwner();
@@ -124,6 +133,8 @@ class CGIApplication : public OxinApplication {
     // cancelled_flag it is not raised by a deadline nor cleared by a reset.
     std::atomic<bool> interrupted_{false};
     std::unique_ptr<OxinVM> main_vm_;
+    // The log; null when none is open. It goes before the file manager.
+    std::unique_ptr<File> log_file_;
     OxinVM* current_vm_ = nullptr;
 
     // The stores and managers of the request, made in Go. They go in the

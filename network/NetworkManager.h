@@ -45,6 +45,21 @@ class NetworkManager {
                                        const char* certificate_type,
                                        const char* certificate_password, const char* headers,
                                        int headers_length, double http_version, int timeout);
+    // The same, with the connection wrapped before the request goes in a
+    // new Wrapper(application, host, host_length, port, connection, data),
+    // which owns it, so that the wrapper sees all the traffic.
+    template <class Wrapper>
+    NetworkConnection* OpenURL(const char* method, const char* url, const char* content,
+                               const char* content_type, int content_length,
+                               const char* certificate_file, const char* certificate_data,
+                               const char* certificate_type, const char* certificate_password,
+                               const char* headers, int headers_length, double http_version,
+                               int timeout, void* data) {
+        return OpenURL_Wrapped(method, url, content, content_type, content_length,
+                               certificate_file, certificate_data, certificate_type,
+                               certificate_password, headers, headers_length, http_version,
+                               timeout, &Wrap<Wrapper>, data);
+    }
     // The connection of a split URL, TLS for https; the port used goes to
     // *port_out.
     virtual NetworkConnection* OpenURL_Connect(const char* scheme, int scheme_length,
@@ -93,5 +108,23 @@ class NetworkManager {
     OxinApplication* application_;
 
   private:
+    using Wrapping = NetworkConnection* (*)(OxinApplication* application, const char* host,
+                                            int host_length, int port,
+                                            NetworkConnection* connection, void* data);
+    template <class Wrapper>
+    static NetworkConnection* Wrap(OxinApplication* application, const char* host,
+                                   int host_length, int port, NetworkConnection* connection,
+                                   void* data) {
+        return new Wrapper(application, host, host_length, port, connection, data);
+    }
+    // Both forms of OpenURL: wrap, when not null, wraps the connection.
+    NetworkConnection* OpenURL_Wrapped(const char* method, const char* url, const char* content,
+                                       const char* content_type, int content_length,
+                                       const char* certificate_file, const char* certificate_data,
+                                       const char* certificate_type,
+                                       const char* certificate_password, const char* headers,
+                                       int headers_length, double http_version, int timeout,
+                                       Wrapping wrap, void* data);
+
     String error_;
 };

@@ -74,6 +74,16 @@ NetworkConnection* NetworkManager::OpenURL(const char* method, const char* url,
                                            const char* certificate_type,
                                            const char* certificate_password, const char* headers,
                                            int headers_length, double http_version, int timeout) {
+    return OpenURL_Wrapped(method, url, content, content_type, content_length, certificate_file,
+                           certificate_data, certificate_type, certificate_password, headers,
+                           headers_length, http_version, timeout, nullptr, nullptr);
+}
+
+NetworkConnection* NetworkManager::OpenURL_Wrapped(
+    const char* method, const char* url, const char* content, const char* content_type,
+    int content_length, const char* certificate_file, const char* certificate_data,
+    const char* certificate_type, const char* certificate_password, const char* headers,
+    int headers_length, double http_version, int timeout, Wrapping wrap, void* data) {
     const char *scheme, *host, *port, *path;
     int scheme_length, host_length, port_length, path_length;
     if (!SplitURL(url, -1, &scheme, &scheme_length, &host, &host_length, &port, &port_length,
@@ -86,6 +96,9 @@ NetworkConnection* NetworkManager::OpenURL(const char* method, const char* url,
         scheme, scheme_length, host, host_length, port, port_length, &port_number,
         certificate_file, certificate_data, certificate_type, certificate_password, timeout));
     if (!connection) return nullptr;
+    if (wrap)
+        connection.reset(wrap(application_, host, host_length, port_number, connection.release(),
+                              data));
     if (!OpenURL_SendRequest(connection.get(), method, path, path_length, host, host_length, port,
                              port_length, port_number, content, content_type, content_length,
                              headers, headers_length, http_version, timeout))

@@ -125,11 +125,12 @@ bool SMTPService::Start_TLS() {
     return false;
 }
 
-bool SMTPService::SMTP_Connect(bool) {
+bool SMTPService::SMTP_Connect(bool log) {
     if (!Open_Connection()) return false;
-    // Conversations are written to the log once the engine has one; until
-    // then the log flag changes nothing.
     if ((flags_ & kTLS) && !Start_TLS()) return false;
+    if (log && wrapping_)
+        connection_.reset(wrapping_(application_, host_.c_str(), host_.length(), port_,
+                                    connection_.release(), wrapping_data_));
     if (!Read_Status()) return false;
     bool credentials = username_.length() > 0 || password_.length() > 0;
     if (!(flags_ & kStartTLS) && !credentials)

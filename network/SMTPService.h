@@ -38,6 +38,17 @@ class SMTPService : public NetworkService {
     // authentication as flags and credentials ask. log: whether the
     // conversation goes to the log.
     virtual bool SMTP_Connect(bool log);
+    // With log set, SMTP_Connect wraps the connection in a new
+    // Wrapper(application, host, host_length, port, connection, data), which
+    // owns it and sees the whole conversation.
+    template <class Wrapper>
+    void Log_With(void* data) {
+        wrapping_ = [](OxinApplication* application, const char* host, int host_length, int port,
+                       NetworkConnection* connection, void* wrapper_data) -> NetworkConnection* {
+            return new Wrapper(application, host, host_length, port, connection, wrapper_data);
+        };
+        wrapping_data_ = data;
+    }
     // Says QUIT and drops the connection, whatever the server answers.
     virtual bool Disconnect();
     // The envelope and the start of DATA, with the headers unless flags say
@@ -87,6 +98,9 @@ class SMTPService : public NetworkService {
     bool Send_Base64(const String& data);
     bool Fail(const char* text);
 
+    NetworkConnection* (*wrapping_)(OxinApplication*, const char*, int, int, NetworkConnection*,
+                                    void*) = nullptr;
+    void* wrapping_data_ = nullptr;
     unsigned flags_;
     String username_;
     String password_;

@@ -183,6 +183,7 @@ int OxinVM::Go() {
             if (fatal_) return 0;
             fatal_ = 1;
             application_->Error(String("Application timed out"));
+            if (Logging(kLogTimedOut)) Log_Record(kLogTimedOut, {});
             return 0;
         }
         if (*heartbeat_count_ != last_heartbeat_) Heartbeat();
@@ -527,6 +528,10 @@ inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
             break;
         case k_Op_lineno:
             line_ = dword1_;
+            if ((log_mask_ & kLogTrace) && line_ != last_line_traced_) {
+                last_line_traced_ = line_;
+                if (Logging(kLogTrace)) Log_Record(kLogTrace, {});
+            }
             break;
         case k_Op_sourcefile:
             if (dword1_ != source_file_) last_line_traced_ = 0;

@@ -5,6 +5,9 @@
 #include <memory>
 #include <vector>
 
+#include <initializer_list>
+
+#include "application/LogParameter.h"
 #include "base/Stack.h"
 #include "base/StringClass.h"
 #include "runtime/Feature.h"
@@ -18,6 +21,7 @@ class Dictionary;
 class ExternalCallManager;
 class ExternalDatabaseLibraryManager;
 class Function;
+class FunctionParameter;
 class FunctionManager;
 class LocalizedDictionary;
 class LocalizedLanguages;
@@ -172,6 +176,16 @@ class OxinVM {
     // error (already shown there).
     void Finish_Nested_Run(const OxinVM* nested, int result);
 
+    // The log (OxinVMLog.cc). Whether an event of kind is to be logged at
+    // the present file and line: its bit is in the mask, then the
+    // application's filter lets the place pass.
+    bool Logging(unsigned kind);
+    // Writes a record of kind: the script path (unless with_path is false),
+    // the source file and the line, then extra.
+    void Log_Record(unsigned kind, std::initializer_list<LogParameter> extra,
+                    bool with_path = true);
+    unsigned log_mask() const { return log_mask_; }
+
     // The state that a statement keeps for the request, in the top machine:
     // null until the statement sets it. The top machine owns it.
     StatementState* statement_state(StatementState::Slot slot) const {
@@ -257,6 +271,13 @@ class OxinVM {
     // entry outside its segment.
     void Enter(const Function* function);
     bool Return(bool with_value);
+    // The records of a return from function; with_value when the value
+    // returned is on top of stack.
+    void Log_Return(const Function* function, OxinVM_Stack* stack, bool with_value);
+    // The record of one parameter of function: (script path unless
+    // external is false,) source file, line, function, parameter, value.
+    void Log_Parameter(unsigned kind, const LogParameter& function,
+                       const FunctionParameter* parameter, Variable* value, bool with_path);
     void SetOutputFlags(unsigned flags);
     String ErrorText(const char* kind, int tag);
     // The text of dictionary entry id; false after "Invalid dictionary

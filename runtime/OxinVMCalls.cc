@@ -50,6 +50,9 @@ int OxinVM::CallExternalFunction(Function* function) {
         FatalError("Number of parameters mismatch in call to external function");
         return 0;
     }
+    const String& name = function->name();
+    LogParameter logged_name = LogParameter::Text(name.c_str(), name.length());
+    if (Logging(kLogExternalCall)) Log_Record(kLogExternalCall, {logged_name});
     VariableHash* parameters = function->LocalVariables();
     for (int i = call->parameter_count() - 1; i >= 0; i--) {
         FunctionParameter* parameter = function->Parameter(i);
@@ -66,6 +69,7 @@ int OxinVM::CallExternalFunction(Function* function) {
                 return 0;
             }
             parameters->SetVariable_Reference(parameter->localvar_index(), variable);
+            Log_Parameter(kLogExternalParameter, logged_name, parameter, variable, true);
             if (deletable) variable->DecRefCount();
         } else {
             Variable* local = parameters->Index(parameter->localvar_index(), 1);
@@ -75,10 +79,14 @@ int OxinVM::CallExternalFunction(Function* function) {
                 return 0;
             }
             stack_->PopV(local);
+            Log_Parameter(kLogExternalParameter, logged_name, parameter, local, true);
         }
     }
     call->Call(this, parameters);
     stack_->PushV(call->retval(), 1, 1);
+    if (Logging(kLogExternalReturnValue))
+        Log_Record(kLogExternalReturnValue, {logged_name, LogParameter::Of(call->retval())});
+    if (Logging(kLogExternalReturn)) Log_Record(kLogExternalReturn, {logged_name});
     parameters->Dump();
     return fatal_ ? 0 : 1;
 }
@@ -102,6 +110,9 @@ int OxinVM::CallFunction(Function* function) {
     frame->Set_Stack(new OxinVM_Stack(this, kStackSize), true);
     set_frame_flags(frame, frame_, function->flags());
     SetOutputFlags(frame->output_flags);
+    const String& name = function->name();
+    LogParameter logged_name = LogParameter::Text(name.c_str(), name.length());
+    if (Logging(kLogFunctionCall)) Log_Record(kLogFunctionCall, {logged_name}, false);
     // Arguments were pushed left to right: the last parameter is on top.
     VariableHash* locals = frame->locals();
     for (int i = function->ParameterCount() - 1; i >= 0 && !fatal_; i--) {
@@ -113,12 +124,14 @@ int OxinVM::CallFunction(Function* function) {
                 break;
             }
             stack_->PopV(local);
+            Log_Parameter(kLogFunctionParameter, logged_name, parameter, local, false);
             continue;
         }
         Variable* variable;
         int deletable;
         if (!stack_->PopV(&variable, &deletable)) break;
         locals->SetVariable_Reference(parameter->localvar_index(), variable);
+        Log_Parameter(kLogFunctionParameter, logged_name, parameter, variable, false);
         if (deletable) variable->DecRefCount();
     }
     frame_ = frame;
@@ -160,6 +173,8 @@ bool OxinVM::Return(bool with_value) {
     if (with_value) {
         caller_stack->Push(stack_, 1);
     }
+    if (log_mask_ & (kLogFunctionReturnValue | kLogFunctionReturn))
+        Log_Return(static_cast<OxinVM_FunctionFrame*>(frame_)->function, caller_stack, with_value);
     delete frame_;
     frame_ = caller;
     stack_ = caller_stack;

@@ -52,6 +52,8 @@ void OxinVM::FatalError(const String& message) {
     error_.cat('\n');
     fatal_ = 1;
     application_->Error(error_);
+    if (Logging(kLogFatalError))
+        Log_Record(kLogFatalError, {LogParameter::Text(error_.c_str(), error_.length())});
 }
 
 void OxinVM::FatalError(const char* message) {
@@ -71,6 +73,8 @@ void OxinVM::RuntimeError(int tag, const String& message) {
         application_->Error(error_);
     if (has_row && tags_[tag].variable)
         global_->SetVariable(tags_[tag].variable, -1, message.c_str(), message.length());
+    if (Logging(kLogRuntimeError))
+        Log_Record(kLogRuntimeError, {LogParameter::Text(error_.c_str(), error_.length())});
 }
 
 void OxinVM::EncodedRuntimeError(int tag, const String& message) {

@@ -10,11 +10,12 @@
 #include "base/TextConversion.h"
 #include "files/FileManager.h"
 #include "network/HTTPResponseStream.h"
-#include "network/NetworkConnection.h"
 #include "network/NetworkManager.h"
+#include "network/NetworkConnection.h"
 #include "runtime/OxinVM.h"
 #include "statements/CallBuffer.h"
 #include "statements/CallScanner.h"
+#include "statements/OxinVMLoggingNetworkConnection.h"
 #include "variables/Variable.h"
 #include "variables/VariableHash.h"
 #include "variables/VariableList.h"
@@ -187,10 +188,13 @@ bool Call::OpenURLEncodedConnection(const char* headers, int headers_length) {
 
 bool Call::Open(const char* body, int body_length, const char* headers, int headers_length) {
     NetworkManager* manager = application_->networkmanager();
-    // Logged connections (OxinVMLoggingNetworkConnection, through the
-    // template form of OpenURL) come with the log of network traffic; until
-    // then logging_ is always false and every call takes the plain form.
-    if (manager)
+    OxinVMLoggingNetworkConnectionData place{vm_, kLogCall};
+    if (manager && logging_)
+        connection_ = manager->OpenURL<OxinVMLoggingNetworkConnection>(
+            http_method_.c_str(), url_.c_str(), body, content_type_.c_str(), body_length,
+            Or_Null(certificate_file_), Or_Null(certificate_data_), Or_Null(certificate_type_),
+            Or_Null(certificate_password_), headers, headers_length, 1.1, timeout_, &place);
+    else if (manager)
         connection_ = manager->OpenURL(http_method_.c_str(), url_.c_str(), body,
                                        content_type_.c_str(), body_length,
                                        Or_Null(certificate_file_), Or_Null(certificate_data_),

@@ -56,9 +56,7 @@ void op_http_arguments(OxinVM* vm, int count) {
     arguments.certificate_password = Optional(popped, count, kCertificatePassword);
     arguments.certificate_data = Optional(popped, count, kCertificateData);
     arguments.timeout = timeout;
-    // The log of network traffic decides this for the current file and
-    // line once it exists; until then no call is logged.
-    arguments.logging = false;
+    arguments.logging = vm->Logging(kLogCall);
     auto call = std::make_unique<Call>(vm->oxinapplication(), vm, std::move(arguments));
     int result = Call::kError;
     if (call->Connect(count >= kHeaders ? popped[kHeaders].text() : nullptr,

@@ -95,12 +95,15 @@ void op_do_file(OxinVM* vm) {
     if (vm->fatal()) return;
     DoContext* context = find_context(vm, file);
     if (!context) return;
+    LogParameter name = LogParameter::Text(file.text(), file.length());
+    if (vm->Logging(kLogDoEnter)) vm->Log_Record(kLogDoEnter, {name});
     int result;
     {
         DoContext::InUse running(context);
         result = context->VM()->Go_Recursive();
     }
     vm->Finish_Nested_Run(context->VM(), result);
+    if (result && vm->Logging(kLogDoExit)) vm->Log_Record(kLogDoExit, {name});
 }
 
 void op_do_function(OxinVM* vm) {

@@ -8,6 +8,7 @@
 #include "application/OxinApplication.h"
 #include "network/SMTPOutput.h"
 #include "network/SMTPService.h"
+#include "statements/OxinVMLoggingNetworkConnection.h"
 
 namespace {
 
@@ -70,6 +71,8 @@ bool SMTP::Connect() {
     service_ = std::make_unique<SMTPService>(application_, arguments_.host, arguments_.port,
                                              timeout, flags, std::move(arguments_.username),
                                              std::move(arguments_.password));
+    OxinVMLoggingNetworkConnectionData place{vm_, kLogSMTP};
+    if (arguments_.logging) service_->Log_With<OxinVMLoggingNetworkConnection>(&place);
     if (!service_->SMTP_Connect(arguments_.logging)) {
         Error(service_->error());
         return false;

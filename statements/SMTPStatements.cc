@@ -40,9 +40,7 @@ void op_smtp_operands(OxinVM* vm, int count) {
     arguments.flags = Taken(popped[kFlags]);
     arguments.username = Taken(popped[kUser]);
     arguments.password = Taken(popped[kPassword]);
-    // The log of network traffic decides this for the current file and
-    // line once it exists; until then no mail is logged.
-    arguments.logging = false;
+    arguments.logging = vm->Logging(kLogSMTP);
     auto smtp = std::make_unique<SMTP>(vm->oxinapplication(), vm, std::move(arguments));
     if (smtp->Connect() && smtp->Start()) {
         vm->ClearErrorVariable(kTagSMTP);

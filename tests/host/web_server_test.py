@@ -16,6 +16,7 @@ import socket
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 from pathlib import Path
@@ -74,12 +75,16 @@ system contact_to = owner@oxin.test
 system contact_smtp_host = 127.0.0.1
 system contact_smtp_port = {smtp_port}
 system contact_pop_host = {pop_host}
+log_level = 0x400000F0
+log_file = logs/oxin.log
+log_filter = logged, !loop
+log_cookie = letmein
 """
 
     def __init__(self):
         self.root = tempfile.mkdtemp(prefix="oxin-site-")
         os.chmod(self.root, 0o755)
-        for name in ("scripts", "data/mailbox", "temp", "docroot/cgi-bin", "logs", "lib"):
+        for name in ("scripts", "data/mailbox", "data/logs", "temp", "docroot/cgi-bin", "logs", "lib"):
             os.makedirs(os.path.join(self.root, name), exist_ok=True)
         os.chmod(os.path.join(self.root, "logs"), 0o777)  # the servers write as nobody
         self.engine = os.path.join(self.root, "docroot/cgi-bin/oxin")
@@ -311,8 +316,80 @@ class ServerTests:
         self.assertLess(time.time() - start, 30)
 
 
+LOG_LINE = re.compile(r"[A-Z][a-z]{2} [ 0-9]{2} [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{6}"
+                      r"\t[0-9]+\t(Trace|Function Call|Function Parameter|Function Return Value"
+                      r"|Function Return)\t([^\t\n]*(?:\t[^\t\n]*)*)\n")
+LOG_FIELDS = {"Trace": 3, "Function Call": 3, "Function Parameter": 5,
+              "Function Return Value": 4, "Function Return": 4}
+
+
 class LighttpdTests(ServerTests, unittest.TestCase):
     server = Lighttpd
+
+    def logged(self, identity, cookie=None):
+        options = ["-b", f"oxinlogcookie={cookie}"] if cookie else []
+        status, _, body = self.get(f"/cgi-bin/oxin/logged.oxc?id={identity}", *options)
+        self.assertEqual((status, body), (200, f"{identity}!\n".encode()))
+
+    def fresh_log(self):
+        logs = Path(self.site.root, "data/logs")
+        if logs.is_dir():
+            shutil.rmtree(logs)
+        logs.mkdir()
+        if ROOT:
+            nobody = pwd.getpwnam("nobody")
+            os.chown(logs, nobody.pw_uid, nobody.pw_gid)
+        return logs / "oxin.log"
+
+    def test_log_takes_whole_records_of_the_requests_with_the_cookie(self):
+        log = self.fresh_log()
+        seconds = float(os.environ.get("OXIN_LOG_SECONDS", "60"))
+        sent = {None: [], "letmein": [], "letmein2": []}
+        lock = threading.Lock()
+
+        def client(number):
+            deadline, n = time.time() + seconds, 0
+            while time.time() < deadline:
+                cookie = (None, "letmein", "letmein2")[n % 3]
+                identity = f"c{number}r{n}"
+                self.logged(identity, cookie)
+                with lock:
+                    sent[cookie].append(identity)
+                n += 1
+
+        threads = [threading.Thread(target=client, args=(i,)) for i in range(8)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        text = log.read_text(encoding="latin-1")
+        lines = text.splitlines(keepends=True)
+        parameters = []
+        for line in lines:
+            match = LOG_LINE.fullmatch(line)
+            self.assertIsNotNone(match, line)
+            values = match.group(2).split("\t")
+            self.assertEqual(len(values), LOG_FIELDS[match.group(1)], line)
+            if match.group(1) == "Function Parameter":
+                self.assertEqual(values[:4], ["logged", "1", "tag", "id"])
+                parameters.append(values[4])
+        self.assertGreater(len(sent["letmein"]), 8)
+        self.assertEqual(sorted(parameters), sorted(sent["letmein"]))
+        self.assertEqual(len(lines), 7 * len(sent["letmein"]))
+
+    def test_log_that_cannot_be_written_leaves_requests_answering(self):
+        log = self.fresh_log()
+        log.mkdir()
+        self.logged("dir", "letmein")
+        log.rmdir()
+        log.write_text("")
+        log.chmod(0)
+        self.logged("denied", "letmein")
+        self.assertEqual(log.stat().st_size, 0)
+        shutil.rmtree(log.parent)
+        self.logged("gone", "letmein")
+        self.assertFalse(log.parent.exists())
+        self.fresh_log()
 
     def test_visitor_text_in_the_examples_is_escaped(self):
         _, _, body = self.get("/cgi-bin/oxin/form/index.oxc", "--data-urlencode",

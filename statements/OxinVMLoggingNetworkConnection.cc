@@ -1,0 +1,68 @@
+#include "statements/OxinVMLoggingNetworkConnection.h"
+
+#include <memory>
+
+#include "application/LogParameter.h"
+#include "application/OxinApplication.h"
+#include "base/Base64.h"
+#include "runtime/OxinVM.h"
+
+OxinVMLoggingNetworkConnection::OxinVMLoggingNetworkConnection(OxinApplication* application,
+                                                               const char* host, int host_length,
+                                                               int port,
+                                                               NetworkConnection* connection,
+                                                               void* data)
+    : LoggingNetworkConnection(application, host, host_length, port, connection) {
+    auto* place = static_cast<OxinVMLoggingNetworkConnectionData*>(data);
+    kind_ = place->kind;
+    script_ = place->vm->Current_Filename();
+    int length;
+    const char* source = place->vm->Current_SourceFile(&length);
+    source_ = String(source, length);
+    line_ = place->vm->Current_LineNumber();
+}
+
+void OxinVMLoggingNetworkConnection::Log_Data(const char* word, const char* data, int length) {
+    auto encoded = std::make_unique<char[]>(length / 3 * 4 + 4);
+    int encoded_length = ox_base64_encode(data, encoded.get(), length);
+    LogParameter parameters[] = {
+        LogParameter::Text(script_.c_str(), script_.length()),
+        LogParameter::Text(source_.c_str(), source_.length()),
+        LogParameter::Integer(line_),
+        LogParameter::Text(host().c_str(), host().length()),
+        LogParameter::Integer(port()),
+        LogParameter::Text(word, -1),
+        LogParameter::Text(encoded.get(), encoded_length),
+        LogParameter::End(),
+    };
+    application_->Log(kind_, parameters);
+}
+
+void OxinVMLoggingNetworkConnection::Log_Failure(const char* word) {
+    LogParameter parameters[] = {
+        LogParameter::Text(script_.c_str(), script_.length()),
+        LogParameter::Text(source_.c_str(), source_.length()),
+        LogParameter::Integer(line_),
+        LogParameter::Text(host().c_str(), host().length()),
+        LogParameter::Integer(port()),
+        LogParameter::Text(word, -1),
+        LogParameter::End(),
+    };
+    application_->Log(kind_, parameters);
+}
+
+void OxinVMLoggingNetworkConnection::Log_Read_Data(const char* data, int length) {
+    Log_Data("Received", data, length);
+}
+
+void OxinVMLoggingNetworkConnection::Log_Write_Data(const char* data, int length) {
+    Log_Data("Sent", data, length);
+}
+
+void OxinVMLoggingNetworkConnection::Log_Read_Error() {
+    Log_Failure("Read Error");
+}
+
+void OxinVMLoggingNetworkConnection::Log_Write_Error() {
+    Log_Failure("Write Error");
+}
