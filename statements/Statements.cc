@@ -1,9 +1,11 @@
 #include "statements/Statements.h"
 
 #include "runtime/Instructions.h"
+#include "runtime/OxinVM.h"
 #include "runtime/StatementTable.h"
 #include "statements/CallStatements.h"
 #include "statements/DoStatements.h"
+#include "statements/ImportStatements.h"
 #include "statements/POP3Statements.h"
 #include "statements/SMTPStatements.h"
 
@@ -22,4 +24,10 @@ void Register_Statements() {
     StatementTable::Register(Op_pop3loop, pop3loop);
     StatementTable::Register(Op_pop3delete, pop3delete);
     StatementTable::Register(Op_pop3stop, pop3stop);
+    StatementTable::Register(Op_import, import);
+    StatementTable::Register(Op_importf, importf);
+    StatementTable::Register(Op_import_loop, import_loop);
+    StatementTable::Register(Op_import_stop, import_stop);
+    StatementTable::Register(Op_op_export, op_export);
+    OxinVM::import_filter_handler = import_filter;
 }
