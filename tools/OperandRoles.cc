@@ -48,6 +48,10 @@ OperandRole Operand_Role(uint16_t number, int which) {
         case Op_pop3:
         case Op_pop3loop:
         case Op_pop3stop:
+        case Op_import:
+        case Op_importf:
+        case Op_import_loop:
+        case Op_import_stop:
             return RoleJump;
         case Op_op_http_counted:
         case Op_op_smtp_counted:
