@@ -193,8 +193,9 @@ int OxinVM::Go() {
         instruction_start_ = ip;
         if (ip >= code_length_ - 1) {
             if (frame_->type() != 2) return 1;
-            auto* filter = static_cast<OxinVM_FilterFrame*>(frame_);
-            (this->*filter->callback)(stack_->PopBool());
+            OxinVM_FilterFrame::Callback resume = static_cast<OxinVM_FilterFrame*>(frame_)->callback;
+            bool pass = stack_->PopBool();
+            (this->*resume)(pass);
             continue;
         }
         const unsigned char* at = code_ + ip;
