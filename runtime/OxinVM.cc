@@ -193,7 +193,8 @@ int OxinVM::Go() {
         instruction_start_ = ip;
         if (ip >= code_length_ - 1) {
             if (frame_->type() != 2) return 1;
-            OxinVM_FilterFrame::Callback resume = static_cast<OxinVM_FilterFrame*>(frame_)->callback;
+            auto* filter = static_cast<OxinVM_FilterFrame*>(frame_);
+            OxinVM_FilterFrame::Callback resume = filter->callback;
             bool pass = stack_->PopBool();
             (this->*resume)(pass);
             continue;

@@ -38,10 +38,11 @@ class ImportTest : public ::testing::Test {
 
     // The output of a listing with its places filled; arm runs once it is
     // loaded.
-    std::string Run(const std::string& name, const Places& places = {}, int result = 1,
-                    const std::function<void()>& arm = [] {}) {
-        std::string listing = read_file(OXIN_SOURCE_DIR "/tests/statements/scripts-import/" +
-                                        name + ".oxs");
+    std::string Run(
+        const std::string& name, const Places& places = {}, int result = 1,
+        const std::function<void()>& arm = [] {}) {
+        std::string listing =
+            read_file(OXIN_SOURCE_DIR "/tests/statements/scripts-import/" + name + ".oxs");
         for (const auto& [from, to] : places)
             for (size_t at; (at = listing.find(from)) != std::string::npos;)
                 listing.replace(at, from.size(), to);
@@ -90,7 +91,10 @@ TEST_F(ImportTest, RecordsSplitAtEveryLineEndInBlocksOfAnySize) {
     for (size_t i = 0; i < value.size(); i += 997)
         value[i] = "\n\r\\"[i % 3];
     for (char byte : value)
-        escaped += byte == '\n' ? "\\n" : byte == '\r' ? "\\r" : byte == '\\' ? "\\\\" : std::string(1, byte);
+        escaped += byte == '\n'   ? "\\n"
+                   : byte == '\r' ? "\\r"
+                   : byte == '\\' ? "\\\\"
+                                  : std::string(1, byte);
     EXPECT_EQ(Records(escaped + ";tail\r\nnext", ";"), "[1:" + value + "|tail|][2:next||]{}");
 }
 
@@ -137,8 +141,9 @@ TEST_F(ImportTest, FailuresReachTheScript) {
 
     // A failed open or a torn write of an export leaves the other records
     // whole.
-    for (auto [kind, text] : {std::pair{FileFault::kOpen, "[Unable to create file 'out.txt': "},
-                              std::pair{FileFault::kWrite, "[Unable to write to file 'out.txt'.]"}}) {
+    for (auto [kind, text] :
+         {std::pair{FileFault::kOpen, "[Unable to create file 'out.txt': "},
+          std::pair{FileFault::kWrite, "[Unable to write to file 'out.txt'.]"}}) {
         for (int nth = 1; nth <= 3; nth++) {
             remove(data_.Path("out.txt").c_str());
             std::string output =
