@@ -43,6 +43,8 @@ class File {
     virtual long Tell() = 0;
     // The size in bytes; 0 for a FIFO.
     virtual long Length() = 0;
+    // Cuts the file to length bytes (a torn append taken back).
+    virtual bool Truncate(long length) = 0;
     virtual bool IsDirectory(bool* directory) = 0;
     // Blocking record lock of length bytes from offset.
     virtual bool Lock(FileLockType type, long offset, long length) = 0;

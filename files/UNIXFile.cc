@@ -127,6 +127,12 @@ long UNIXFile::Length() {
     return S_ISFIFO(status.st_mode) ? 0 : status.st_size;
 }
 
+bool UNIXFile::Truncate(long length) {
+    if (!Ready()) return false;
+    if (ftruncate(fd_, length) != 0) return SystemError();
+    return true;
+}
+
 bool UNIXFile::IsDirectory(bool* directory) {
     struct stat status;
     if (!Stat(&status)) return false;

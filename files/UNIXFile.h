@@ -25,6 +25,7 @@ class UNIXFile : public File {
     long Seek(long position) override;
     long Tell() override;
     long Length() override;
+    bool Truncate(long length) override;
     bool IsDirectory(bool* directory) override;
     bool Lock(FileLockType type, long offset, long length) override;
     bool Release(long offset, long length) override;

@@ -195,7 +195,9 @@ int OxinVM::Go() {
         if (ip >= code_length_ - 1) {
             if (frame_->type() != 2) return 1;
             auto* filter = static_cast<OxinVM_FilterFrame*>(frame_);
-            (this->*filter->callback)(stack_->PopBool());
+            OxinVM_FilterFrame::Callback resume = filter->callback;
+            bool pass = stack_->PopBool();
+            (this->*resume)(pass);
             continue;
         }
         const unsigned char* at = code_ + ip;

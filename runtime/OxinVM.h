@@ -194,6 +194,21 @@ class OxinVM {
     void Set_Statement_State(StatementState::Slot slot, std::unique_ptr<StatementState> state) {
         top()->states_[slot] = std::move(state);
     }
+    // The filter of OxIMPORT, whose statement lives above the runtime. The
+    // statements layer sets import_filter_handler once at start; the loop
+    // calls import_filter_resume at the end of a filter frame's code with
+    // the truth of the filter's value, and it hands that to the handler.
+    using FilterHandler = void (*)(OxinVM* vm, bool pass);
+    static FilterHandler import_filter_handler;
+    void import_filter_resume(bool pass);
+    // Runs the code of segment filter in a filter frame over the current
+    // frame, on its stack and locals. body and end are positions in the
+    // current segment: where the statement's body is and where it ends.
+    void Enter_Filter_Frame(int filter, int body_ip, int end_ip);
+    // Removes the current filter frame and goes to its body position, or to
+    // its end position when to_body is false. Does nothing outside a filter.
+    void Leave_Filter_Frame(bool to_body);
+
     // The machine of the request's compiled file: this one, or the parent.
     OxinVM* top() const { return parent_ ? parent_ : const_cast<OxinVM*>(this); }
 

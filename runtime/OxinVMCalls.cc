@@ -260,6 +260,38 @@ void OxinVM::Cleanup_Function_Features(OxinVM_Frame* frame) {
     if (deepest) Pop_Feature(deepest);
 }
 
+OxinVM::FilterHandler OxinVM::import_filter_handler = nullptr;
+
+void OxinVM::import_filter_resume(bool pass) {
+    if (!import_filter_handler) {
+        FatalError("Invalid instruction");
+        return;
+    }
+    import_filter_handler(this, pass);
+}
+
+void OxinVM::Enter_Filter_Frame(int filter, int body_ip, int end_ip) {
+    auto* frame = new OxinVM_FilterFrame(&OxinVM::import_filter_resume, segment, body_ip, segment,
+                                         end_ip, frame_);
+    frame->Set_LocalVariable_Hash(frame_->locals(), false);
+    frame->Set_Stack(frame_->stack(), false);
+    frame->error_flags = frame_->error_flags;
+    frame->output_flags = frame_->output_flags;
+    frame_ = frame;
+    segment = filter;
+    ip = 0;
+}
+
+void OxinVM::Leave_Filter_Frame(bool to_body) {
+    if (frame_->type() != 2) return;
+    auto* filter = static_cast<OxinVM_FilterFrame*>(frame_);
+    segment = to_body ? filter->segment : filter->end_segment;
+    ip = to_body ? filter->ip : filter->end_ip;
+    frame_ = filter->previous;
+    stack_ = frame_->stack();
+    delete filter;
+}
+
 static void add_text(VariableList* list, const String& text) {
     list->Insert(new Variable("", 0, text.c_str(), text.length()), ListTail, 0);
 }

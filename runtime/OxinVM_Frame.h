@@ -53,12 +53,20 @@ class OxinVM_FunctionFrame : public OxinVM_Frame {
 
 // A frame whose code is a test run once per record: at the end of its code
 // the machine calls callback with the truth of the value left on the stack.
+// segment and ip hold where the statement's body is; end_segment and end_ip
+// where the statement ends.
 class OxinVM_FilterFrame : public OxinVM_Frame {
   public:
     using Callback = void (OxinVM::*)(bool);
-    OxinVM_FilterFrame(Callback callback, int segment, int ip, OxinVM_Frame* previous)
-        : OxinVM_Frame(segment, ip, previous), callback(callback) {}
+    OxinVM_FilterFrame(Callback callback, int segment, int ip, int end_segment, int end_ip,
+                       OxinVM_Frame* previous)
+        : OxinVM_Frame(segment, ip, previous),
+          callback(callback),
+          end_segment(end_segment),
+          end_ip(end_ip) {}
     int type() override { return 2; }
 
     Callback callback;
+    int end_segment;
+    int end_ip;
 };

@@ -1,10 +1,12 @@
 #include "statements/Statements.h"
 
 #include "runtime/Instructions.h"
+#include "runtime/OxinVM.h"
 #include "runtime/StatementTable.h"
 #include "statements/CallStatements.h"
 #include "statements/CaptureStatements.h"
 #include "statements/DoStatements.h"
+#include "statements/ImportStatements.h"
 #include "statements/LocalizedStatements.h"
 #include "statements/LockfileStatements.h"
 #include "statements/POP3Statements.h"
@@ -33,4 +35,10 @@ void Register_Statements() {
     StatementTable::Register(Op_hide, hide);
     StatementTable::Register(Op_lockfile, lockfile);
     StatementTable::Register(Op_lockfile_end, lockfile_end);
+    StatementTable::Register(Op_import, import);
+    StatementTable::Register(Op_importf, importf);
+    StatementTable::Register(Op_import_loop, import_loop);
+    StatementTable::Register(Op_import_stop, import_stop);
+    StatementTable::Register(Op_op_export, op_export);
+    OxinVM::import_filter_handler = import_filter;
 }
