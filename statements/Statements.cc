@@ -2,8 +2,10 @@
 
 #include "runtime/Instructions.h"
 #include "runtime/StatementTable.h"
+#include "statements/AsyncStatements.h"
 #include "statements/CallStatements.h"
 #include "statements/DoStatements.h"
+#include "statements/LocalizedCopies.h"
 #include "statements/LocalizedStatements.h"
 #include "statements/POP3Statements.h"
 #include "statements/SMTPStatements.h"
@@ -26,4 +28,6 @@ void Register_Statements() {
     StatementTable::Register(Op_poplvnc, poplvnc);
     StatementTable::Register(Op_localize, localize);
     StatementTable::Register(Op_localizev, localizev);
+    StatementTable::Register(Op_async, async);
+    LocalizedCopies::Register();
 }
