@@ -13,6 +13,7 @@ class FileManager;
 class NetworkManager;
 class OpenSSLLibrary;
 class Output;
+class OxinVM;
 class UFCrypt;
 
 // The application as the engine's services see it: the owner of the request's
@@ -111,6 +112,26 @@ class OxinApplication : public TextConversion {
     virtual OpenSSLLibrary* openssl() = 0;
     // The name the process shows; empty here.
     virtual const char* process_name() { return ""; }
+    // Shows name (length -1: up to the NUL) as the process's name, where
+    // the host can; nothing here.
+    virtual void SetProcessName(const char*, int) {}
+
+    // Results of BeginAsynchronousTask.
+    enum AsyncResult {
+        kAsyncStarted = 0,      // in the parent: the task runs in a child
+        kAsyncRan = 1,          // in the child: the task has run to its end
+        kAsyncForkFailed = 2,   // no child could be made
+        kAsyncUnsupported = 3,  // this application has no tasks
+        kAsyncLimit = 4,        // max_async_tasks are started already
+        kAsyncNested = 5,       // a task starts no task
+    };
+    // Runs the rest of vm's code as a background task that outlives the
+    // request; see AsyncResult. Unsupported here.
+    virtual int BeginAsynchronousTask(OxinVM*) { return kAsyncUnsupported; }
+    // In a task: sleeps until the time until (seconds since the epoch), or
+    // until the file path (may be null) of path type type (an
+    // Oxin_PathType) changes, or until cancelled. Nothing here.
+    virtual void AsynchronousSleep(long, int, const char*) {}
 
     // The log. Replaces the include and exclude lists by the entries of a
     // filter such as "main.oxc:10-20, !lib.oxc".

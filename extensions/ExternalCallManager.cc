@@ -22,6 +22,13 @@ ExternalCallPersistentData::~ExternalCallPersistentData() {
 ExternalCallManager::ExternalCallManager(OxinApplication* application)
     : application_(application) {}
 
+ExternalCallManager::ExternalCallManager(OxinApplication* application,
+                                         const ExternalCallManager& source)
+    : application_(application) {
+    for (const Library& library : source.libraries_)
+        RegisterDSO(library.library->name().c_str());
+}
+
 ExternalCallManager::~ExternalCallManager() {
     for (ExternalCall* call : calls_)
         delete call;

@@ -29,6 +29,10 @@ struct ExternalCallPersistentData {
 class ExternalCallManager {
   public:
     explicit ExternalCallManager(OxinApplication* application);
+    // A manager for a cloned machine: the libraries of source are
+    // registered again, in order and by name; functions resolve anew and
+    // persistent data is not copied.
+    ExternalCallManager(OxinApplication* application, const ExternalCallManager& source);
     ExternalCallManager(const ExternalCallManager&) = delete;
     ExternalCallManager& operator=(const ExternalCallManager&) = delete;
     virtual ~ExternalCallManager();

@@ -66,6 +66,7 @@ CGIApplication::CGIApplication(int argc, char** argv)
     OxinApplication::SetOutput(output_.get());
     for (int i = 0; i < argc; i++) {
         argument_copies_.push_back(copy_of(argv[i]));
+        argument_area_ += static_cast<int>(strlen(argv[i])) + 1;
         if (i > 0) strip_backslashes(argument_copies_.back().get());
         arguments_.push_back(argument_copies_.back().get());
     }
@@ -140,7 +141,9 @@ void CGIApplication::Heartbeat(long now) {
 
 void CGIApplication::ResetGlobalTimeout() {
     pthread_mutex_lock(&state_mutex_);
-    int limit = config_ ? config_->value_integer(kConfigTimeoutGlobal) : 0;
+    int limit =
+        config_ ? config_->value_integer(async_child_ ? kConfigTimeoutAsync : kConfigTimeoutGlobal)
+                : 0;
     global_deadline = limit > 0 ? time(nullptr) + limit : 0;
     cancelled_flag = 0;
     pthread_mutex_unlock(&state_mutex_);
@@ -162,7 +165,9 @@ void CGIApplication::Sleep(int milliseconds) {
 
 void CGIApplication::OutputError(const char* text, int length) {
     if (!headers_started_) OutputHeaders();
-    output_->Write_Error(text, length);
+    // A task has no CGI output: its errors go where its output goes.
+    Output* target = output_ ? output_.get() : output();
+    if (target) target->Write_Error(text, length);
 }
 
 void CGIApplication::ConfigurationError(const String& text) {
@@ -311,7 +316,7 @@ int CGIApplication::Go() {
                 if (ProcessPOSTedData()) {
                     ResetGlobalTimeout();
                     main_vm_->Go();
-                    output_->Flush(1);
+                    if (output_) output_->Flush(1);
                     status = 0;
                 }
             }

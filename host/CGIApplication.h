@@ -12,6 +12,7 @@
 #include "network/UNIXNetworkManager.h"
 
 class CGIOutput;
+class Output;
 class Dictionary;
 class ExternalCallManager;
 class ExternalConfig;
@@ -59,6 +60,17 @@ class CGIApplication : public OxinApplication {
     // One record to the log file, in one write; nothing when no log is open.
     void Log(unsigned kind, LogParameter* parameters) override;
 
+    // Asynchronous tasks (CGIApplicationAsync.cc).
+    // Forks a child that runs a clone of vm from its position to its end,
+    // with no client and timeout_async as its limit, while the request goes
+    // on; at most max_async_tasks (0: no limit) per request, none from a
+    // task.
+    int BeginAsynchronousTask(OxinVM* vm) override;
+    void AsynchronousSleep(long until, int type, const char* path) override;
+    // The process's own argument area, which SetProcessName overwrites.
+    const char* process_name() override;
+    void SetProcessName(const char* name, int length) override;
+
     // "Configuration Error: " + text + "<br>", with the administrator's
     // address when one is configured.
     virtual void ConfigurationError(const String& text);
@@ -104,6 +116,10 @@ class CGIApplication : public OxinApplication {
     void SetSystemVariable(const char* name, long value);
     // Turns an argument or query piece into arg<n>; false when it is empty.
     bool AddArgument(const char* piece, int length, int* number);
+    // The child's half of BeginAsynchronousTask: no client, its own ids,
+    // clock and heartbeat, then the task run on a clone of vm.
+    void BecomeTask();
+    void RunTask(OxinVM* vm);
 
     UNIXFileManager files_;
     UNIXExternalLibraryManager libraries_;
@@ -112,6 +128,8 @@ class CGIApplication : public OxinApplication {
     UNIXNetworkManager network_;
     int argc_;
     char** argv_;
+    // Bytes of all the arguments with their terminators, from argv_[0] on.
+    int argument_area_ = 0;
     // Private copies of the arguments, backslashes removed from 1 on, and
     // the vector of them.
     std::vector<std::unique_ptr<char[]>> argument_copies_;
@@ -129,6 +147,10 @@ class CGIApplication : public OxinApplication {
     const char* path_info_;
     const char* query_string_;
     bool headers_started_ = false;
+    bool async_child_ = false;
+    int async_count_ = 0;
+    // A task's output, which goes nowhere.
+    std::unique_ptr<Output> task_output_;
     // Set by Cancelled, from a signal or a failed write: unlike
     // cancelled_flag it is not raised by a deadline nor cleared by a reset.
     std::atomic<bool> interrupted_{false};

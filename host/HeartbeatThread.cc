@@ -5,7 +5,20 @@
 
 #include "application/OxinApplication.h"
 
+HeartbeatThread* HeartbeatThread::running_heartbeat = nullptr;
+
 HeartbeatThread::HeartbeatThread(OxinApplication* application) : application_(application) {
+    running_heartbeat = this;
+    Start();
+}
+
+void HeartbeatThread::RestartAfterFork() {
+    if (running_heartbeat && running_heartbeat->running_) running_heartbeat->Start();
+}
+
+// The mutex is made anew: after a fork the thread that waited on it does
+// not exist, and its state is the parent's.
+void HeartbeatThread::Start() {
     pthread_mutex_init(&mutex_, nullptr);
     pthread_mutex_lock(&mutex_);
     // The beat takes no signals: those of the web server reach the main
@@ -19,6 +32,7 @@ HeartbeatThread::HeartbeatThread(OxinApplication* application) : application_(ap
 }
 
 HeartbeatThread::~HeartbeatThread() {
+    if (running_heartbeat == this) running_heartbeat = nullptr;
     Shutdown();
     pthread_mutex_destroy(&mutex_);
 }

@@ -22,8 +22,17 @@ class HeartbeatThread {
     // Wakes the thread, waits for it to end.
     void Shutdown();
 
+    // In a child made by fork, which has no beating thread: the heartbeat
+    // of the process starts again with a new thread, which the child's own
+    // Shutdown ends. Nothing when there is no heartbeat.
+    static void RestartAfterFork();
+
   private:
     static void* Run(void* self);
+    void Start();
+
+    // The heartbeat of the process, for RestartAfterFork.
+    static HeartbeatThread* running_heartbeat;
 
     OxinApplication* application_;
     pthread_mutex_t mutex_;

@@ -51,6 +51,17 @@ FunctionManager::FunctionManager(Dictionary* dictionary, int bits) : dictionary_
     functions_.reserve(kGrowth);
 }
 
+FunctionManager::FunctionManager(const FunctionManager& source, Dictionary* dictionary)
+    : buckets_(source.buckets_),
+      hash_bits_(source.hash_bits_),
+      used_buckets_(source.used_buckets_),
+      chain_(source.chain_),
+      dictionary_(dictionary) {
+    functions_.reserve(source.functions_.capacity());
+    for (Function* function : source.functions_)
+        functions_.push_back(new Function(*function, dictionary));
+}
+
 FunctionManager::~FunctionManager() {
     Free();
 }

@@ -27,6 +27,10 @@ class FunctionManager {
 
     // An empty manager over dictionary (not owned) with 2^bits buckets.
     explicit FunctionManager(Dictionary* dictionary, int bits = kDefaultBits);
+    // A deep copy for a cloned machine: every function is copied, with the
+    // same id and chain, over dictionary (not owned), which must give the
+    // same ids the same texts.
+    FunctionManager(const FunctionManager& source, Dictionary* dictionary);
     FunctionManager(const FunctionManager&) = delete;
     FunctionManager& operator=(const FunctionManager&) = delete;
     virtual ~FunctionManager();

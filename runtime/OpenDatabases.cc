@@ -12,6 +12,11 @@ void OpenDatabases::Delete_All() {
     }
 }
 
+void OpenDatabases::Release_VM() {
+    for (auto& database : list_)
+        database->Release_VM();
+}
+
 Database* OpenDatabases::Find(const char* alias, int length) {
     return by_alias_.Find(alias, length);
 }

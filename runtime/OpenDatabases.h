@@ -18,6 +18,8 @@ class OpenDatabases {
     ~OpenDatabases() { Delete_All(); }
     // Deletes every database left open, the primary first.
     void Delete_All();
+    // Makes every database give up its machine (Database::Release_VM).
+    void Release_VM();
     OpenDatabases(const OpenDatabases&) = delete;
     OpenDatabases& operator=(const OpenDatabases&) = delete;
 

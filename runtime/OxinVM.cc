@@ -8,6 +8,7 @@
 #include "application/OxinApplication.h"
 #include "base/LittleEndian.h"
 #include "files/Dictionary.h"
+#include "runtime/ClonedStores.h"
 #include "runtime/Function.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/Instructions.h"

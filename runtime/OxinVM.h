@@ -14,6 +14,7 @@
 #include "runtime/StatementState.h"
 #include "runtime/TagLookup.h"
 
+class ClonedStores;
 class CommerceLibraryManager;
 class Database;
 class DatabaseView;
@@ -65,6 +66,20 @@ class OxinVM {
     OxinVM& operator=(const OxinVM&) = delete;
     // Deletes every frame left and every open feature.
     virtual ~OxinVM();
+
+    // Asynchronous tasks (OxinVMAsync.cc).
+    // A deep copy of source for a task: the stores are copied and owned by
+    // the copy, the variables cloned (the current frame's locals too when
+    // they are not the globals); the position, tag table and log mask are
+    // source's. Stack, features and open databases start empty, and there
+    // is no parent. Null flags take the application's.
+    OxinVM(OxinApplication* application, OxinVM& source, std::atomic<unsigned>* heartbeat_count,
+           std::atomic<int>* cancelled_flag, std::atomic<int>* finished_flag);
+    // In the process of a task, on the machine that started it: lets go of
+    // every open database (and those of the parent) without closing the
+    // request's statements, and forgets the open features, which belong to
+    // the request; the task starts with nothing open.
+    void ResetAsynchronousState();
 
     // Calls an external function; a fatal error until libraries can provide
     // them. Returns 1, or 0 after a fatal error.
@@ -433,4 +448,12 @@ class OxinVM {
     OxinVM* parent_;
     std::unique_ptr<StatementState> states_[StatementState::kSlots];
     std::unique_ptr<OpenDatabases> databases_;
+
+    // A clone for a task: its own copies of the stores, which outlive
+    // everything above.
+    OxinVM(std::unique_ptr<ClonedStores> stores, OxinApplication* application, OxinVM& source,
+           std::atomic<unsigned>* heartbeat_count, std::atomic<int>* cancelled_flag,
+           std::atomic<int>* finished_flag);
+    void Clone_Frame(const OxinVM& source);
+    std::unique_ptr<ClonedStores> stores_;
 };

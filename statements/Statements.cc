@@ -3,10 +3,12 @@
 #include "runtime/Instructions.h"
 #include "runtime/OxinVM.h"
 #include "runtime/StatementTable.h"
+#include "statements/AsyncStatements.h"
 #include "statements/CallStatements.h"
 #include "statements/CaptureStatements.h"
 #include "statements/DoStatements.h"
 #include "statements/ImportStatements.h"
+#include "statements/LocalizedCopies.h"
 #include "statements/LocalizedStatements.h"
 #include "statements/LockfileStatements.h"
 #include "statements/POP3Statements.h"
@@ -41,4 +43,6 @@ void Register_Statements() {
     StatementTable::Register(Op_import_stop, import_stop);
     StatementTable::Register(Op_op_export, op_export);
     OxinVM::import_filter_handler = import_filter;
+    StatementTable::Register(Op_async, async);
+    LocalizedCopies::Register();
 }

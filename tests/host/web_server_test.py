@@ -70,6 +70,8 @@ timeout_global = 2
 timeout_post = 2
 max_post_vars = 20
 max_unknown_content_length = 1000
+max_async_tasks = 1
+timeout_async = 1
 library builtin {build}/lib/liboxinhtml.so
 system contact_to = owner@oxin.test
 system contact_smtp_host = 127.0.0.1
@@ -323,6 +325,37 @@ LOG_FIELDS = {"Trace": 3, "Function Call": 3, "Function Parameter": 5,
               "Function Return Value": 4, "Function Return": 4}
 
 
+def write_tasks_table(path):
+    """An empty dBase III table with the fields pid and error."""
+    fields = (("PID", 10), ("ERROR", 80))
+    header_size = 32 + 32 * len(fields) + 1
+    record_size = 1 + sum(size for _, size in fields)
+    head = bytes([3, 124, 1, 1]) + (0).to_bytes(4, "little") + header_size.to_bytes(
+        2, "little") + record_size.to_bytes(2, "little") + bytes(20)
+    for name, size in fields:
+        head += name.encode().ljust(11, b"\0") + b"C" + bytes(4) + bytes([size, 0]) + bytes(14)
+    Path(path).write_bytes(head + b"\r\x1a")
+    if ROOT:
+        nobody = pwd.getpwnam("nobody")
+        os.chown(path, nobody.pw_uid, nobody.pw_gid)
+
+
+def task_records(path):
+    """(pid, error) of each record of the tasks table."""
+    data = Path(path).read_bytes()
+    count, start, size = (int.from_bytes(data[a:b], "little") for a, b in ((4, 8), (8, 10), (10, 12)))
+    rows = (data[start + n * size + 1:start + (n + 1) * size] for n in range(count))
+    return [tuple(f.decode().strip() for f in (r[:10], r[10:])) for r in rows]
+
+
+def engine_processes(engine):
+    """{pid: state} of the processes that run the engine."""
+    listing = subprocess.run(["ps", "-eo", "pid=,stat=,args="], capture_output=True, text=True,
+                             check=True).stdout
+    return {int(line.split()[0]): line.split()[1] for line in listing.splitlines()
+            if engine in line}
+
+
 class LighttpdTests(ServerTests, unittest.TestCase):
     server = Lighttpd
 
@@ -390,6 +423,35 @@ class LighttpdTests(ServerTests, unittest.TestCase):
         self.logged("gone", "letmein")
         self.assertFalse(log.parent.exists())
         self.fresh_log()
+    def test_background_task_outlives_the_response_and_its_time_limit(self):
+        if not shutil.which("ps"):
+            self.fail("ps is missing: install the Debian package procps")
+        table = os.path.join(self.site.root, "data/tasks.dbf")
+        write_tasks_table(table)
+        status, _, body = self.get("/cgi-bin/oxin/async.oxc")
+        # The whole response came, the server closed it, and the task runs on.
+        self.assertEqual(status, 200)
+        self.assertTrue(body.startswith(b"before\n") and body.endswith(b"after\n"), body)
+        self.assertIn(b"Maximum number of asynchronous tasks exceeded", body)
+        deadline = time.time() + 5
+        while not task_records(table) and time.time() < deadline:
+            time.sleep(0.05)
+        [(pid, error)] = task_records(table)
+        self.assertEqual(error, "Asynchronous tasks may not start additional asynchronous tasks")
+        tasks = engine_processes(self.site.engine)
+        self.assertEqual(list(tasks), [int(pid)])
+        self.assertNotIn("Z", tasks[int(pid)])
+        # Nothing of the client's or the server's: no pipe or socket, and
+        # the standard descriptors lead nowhere.
+        links = {int(fd): os.readlink(f"/proc/{pid}/fd/{fd}") for fd in os.listdir(f"/proc/{pid}/fd")}
+        self.assertEqual([links[fd] for fd in (0, 1, 2)], ["/dev/null"] * 3)
+        self.assertFalse([link for link in links.values() if link.startswith(("pipe:", "socket:"))],
+                         links)
+        # timeout_async of 1 second stops it at a beat; nothing is left.
+        deadline = time.time() + 15
+        while engine_processes(self.site.engine) and time.time() < deadline:
+            time.sleep(0.2)
+        self.assertEqual(engine_processes(self.site.engine), {})
 
     def test_visitor_text_in_the_examples_is_escaped(self):
         _, _, body = self.get("/cgi-bin/oxin/form/index.oxc", "--data-urlencode",
@@ -630,6 +692,13 @@ class DirectTests(unittest.TestCase):
                                          b"Script file")):
             self.assertEqual(self.run_engine(f"/{name}.oxc")[::2],
                              (1, f"Unable to execute '{name}.oxc': ".encode() + reason))
+
+    def test_task_that_cannot_fork_reports_it_and_the_script_goes_on(self):
+        environment = dict(self.site.environment, OXIN_TEST_FORK_FAILS="1")
+        status, _, body = self.run_engine("/async.oxc", environment)
+        self.assertEqual(status, 0)
+        self.assertTrue(body.startswith(b"before\n") and body.endswith(b"after\n"), body)
+        self.assertIn(b"Unable to start asynchronous task", body)
 
     def start_engine(self, path_info, length, content_type, environment=None, body=None):
         """The engine reading a body from a pipe that the test holds open
