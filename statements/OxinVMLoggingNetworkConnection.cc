@@ -22,9 +22,13 @@ OxinVMLoggingNetworkConnection::OxinVMLoggingNetworkConnection(OxinApplication* 
     line_ = place->vm->Current_LineNumber();
 }
 
-void OxinVMLoggingNetworkConnection::Log_Data(const char* word, const char* data, int length) {
-    auto encoded = std::make_unique<char[]>(length / 3 * 4 + 4);
-    int encoded_length = ox_base64_encode(data, encoded.get(), length);
+void OxinVMLoggingNetworkConnection::Log_Record(const char* word, const char* data, int length) {
+    std::unique_ptr<char[]> encoded;
+    int encoded_length = 0;
+    if (data) {
+        encoded = std::make_unique<char[]>(length / 3 * 4 + 4);
+        encoded_length = ox_base64_encode(data, encoded.get(), length);
+    }
     LogParameter parameters[] = {
         LogParameter::Text(script_.c_str(), script_.length()),
         LogParameter::Text(source_.c_str(), source_.length()),
@@ -32,37 +36,24 @@ void OxinVMLoggingNetworkConnection::Log_Data(const char* word, const char* data
         LogParameter::Text(host().c_str(), host().length()),
         LogParameter::Integer(port()),
         LogParameter::Text(word, -1),
-        LogParameter::Text(encoded.get(), encoded_length),
-        LogParameter::End(),
-    };
-    application_->Log(kind_, parameters);
-}
-
-void OxinVMLoggingNetworkConnection::Log_Failure(const char* word) {
-    LogParameter parameters[] = {
-        LogParameter::Text(script_.c_str(), script_.length()),
-        LogParameter::Text(source_.c_str(), source_.length()),
-        LogParameter::Integer(line_),
-        LogParameter::Text(host().c_str(), host().length()),
-        LogParameter::Integer(port()),
-        LogParameter::Text(word, -1),
+        data ? LogParameter::Text(encoded.get(), encoded_length) : LogParameter::End(),
         LogParameter::End(),
     };
     application_->Log(kind_, parameters);
 }
 
 void OxinVMLoggingNetworkConnection::Log_Read_Data(const char* data, int length) {
-    Log_Data("Received", data, length);
+    Log_Record("Received", data, length);
 }
 
 void OxinVMLoggingNetworkConnection::Log_Write_Data(const char* data, int length) {
-    Log_Data("Sent", data, length);
+    Log_Record("Sent", data, length);
 }
 
 void OxinVMLoggingNetworkConnection::Log_Read_Error() {
-    Log_Failure("Read Error");
+    Log_Record("Read Error");
 }
 
 void OxinVMLoggingNetworkConnection::Log_Write_Error() {
-    Log_Failure("Write Error");
+    Log_Record("Write Error");
 }

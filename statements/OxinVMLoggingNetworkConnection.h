@@ -32,8 +32,8 @@ class OxinVMLoggingNetworkConnection : public LoggingNetworkConnection {
     void Log_Write_Error() override;
 
   private:
-    void Log_Data(const char* word, const char* data, int length);
-    void Log_Failure(const char* word);
+    // A record of the word, with the data in base64 when there is data.
+    void Log_Record(const char* word, const char* data = nullptr, int length = 0);
 
     unsigned kind_;
     String script_;
