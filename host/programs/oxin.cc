@@ -18,6 +18,16 @@ constexpr int kSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM};
 
 }  // namespace
 
+#if defined(__SANITIZE_THREAD__)
+// A background task is a fork of this two-threaded process that starts its
+// own heartbeat thread; ThreadSanitizer ends such a child unless told not
+// to. Web servers do not hand their environment to the engine, so the
+// setting is built in.
+extern "C" const char* __tsan_default_options() {
+    return "die_after_fork=0";
+}
+#endif
+
 int main(int argc, char** argv) {
     application = new CGIApplication(argc, argv);
     for (int number : kSignals)
