@@ -28,7 +28,9 @@ extern "C" {
 
 Variable* oxVariable_Allocate(const char* name, int name_length, const char* value,
                               int value_length) {
-    return new Variable(name ? name : "", measured(name, name_length), value ? value : "",
+    // Without a value the variable stays null, of type 0.
+    if (!value) return new Variable(name ? name : "", measured(name, name_length));
+    return new Variable(name ? name : "", measured(name, name_length), value,
                         measured(value, value_length));
 }
 
