@@ -1,6 +1,10 @@
 #pragma once
 
-// The local clock, broken down.
+// The local clock, broken down. Exported to extension libraries, hence
+// the C linkage; the interface header declares the same record.
+extern "C" {
+#ifndef OXIN_OXTIME_DEFINED
+#define OXIN_OXTIME_DEFINED
 struct OXTIME {
     long seconds;  // since the epoch
     long microseconds;
@@ -17,6 +21,7 @@ struct OXTIME {
     int dst;                 // daylight saving in force
     const char* zone;        // the zone's name for standard or daylight time
 };
+#endif
 
 // Fills time with the current local time.
 void ox_gettimevalues(OXTIME* time);
@@ -26,3 +31,4 @@ void ox_gettimevalues(OXTIME* time);
 long ox_to_time_t(int year, int month, int day, int hour, int minute, int second);
 // The given fields read as local time, by mktime.
 long ox_mktime_t(int year, int month, int day, int hour, int minute, int second);
+}

@@ -13,7 +13,11 @@
 #ifdef __cplusplus
 class ExternalConfig;
 class File;
+class HTTPResponseStream;
+class LinkBuffer;
+class NetworkConnection;
 class OxinVM;
+class Segment;
 class Variable;
 class VariableHash;
 class VariableList;
@@ -21,7 +25,11 @@ extern "C" {
 #else
 typedef struct ExternalConfig ExternalConfig;
 typedef struct File File;
+typedef struct HTTPResponseStream HTTPResponseStream;
+typedef struct LinkBuffer LinkBuffer;
+typedef struct NetworkConnection NetworkConnection;
 typedef struct OxinVM OxinVM;
+typedef struct Segment Segment;
 typedef struct Variable Variable;
 typedef struct VariableHash VariableHash;
 typedef struct VariableList VariableList;
@@ -129,6 +137,9 @@ int oxVariable_Array_Copy(Variable* variable, Variable* source, int start, int c
 int oxVariable_Array_Next(Variable* variable, int index);
 int oxVariable_Array_Previous(Variable* variable, int index);
 int oxVariable_Array_Collapse(Variable* variable);
+/* Empties list, then fills it with references to the live elements, each
+ * named by its index; the count of elements, -1 for a null argument. */
+int oxVariable_Aggregate_List(Variable* variable, VariableList* list);
 
 /* Lists of variables; a list holds a count on each member. */
 VariableList* oxVariableList_Allocate(void);
@@ -159,6 +170,216 @@ int oxVariableHash_SetVariable(VariableHash* hash, const char* name, int name_le
 int oxVariableHash_ReplaceVariable(VariableHash* hash, Variable* variable);
 void oxVariableHash_Dump(VariableHash* hash);
 void oxVariableHash_Free(VariableHash* hash);
+
+/* The running program, for function libraries: the vm argument is the one
+ * that the entry point received. Texts handed over as owned come from the
+ * engine's allocator: release them with oxProgram_Free. A null vm gives 0,
+ * -1 or null and does nothing. */
+Variable* oxProgram_Lookup_Variable(OxinVM* vm, const char* name, int length);
+/* Fill list with the variables in use of the scope; the list's count. */
+int oxProgram_Local_Variables(OxinVM* vm, VariableList* list);
+int oxProgram_System_Variables(OxinVM* vm, VariableList* list);
+int oxProgram_Global_Variables(OxinVM* vm, VariableList* list);
+VariableHash* oxProgram_Global_VariableHash(OxinVM* vm);
+VariableHash* oxProgram_System_VariableHash(OxinVM* vm);
+/* The language's comparison: -1, 0 or 1. */
+int oxProgram_Compare(OxinVM* vm, Variable* left, Variable* right);
+
+void oxProgram_SetProcessName(OxinVM* vm, const char* name, int length);
+void oxProgram_SetLanguage(OxinVM* vm, const char* language, int length);
+void oxProgram_SetDefaultLanguage(OxinVM* vm, const char* language, int length);
+void oxProgram_SetDefaultDatabase(OxinVM* vm, const char* type, int length);
+void oxProgram_SetCharacterSet(OxinVM* vm, const char* charset, int length);
+const char* oxProgram_GetCharacterSet(OxinVM* vm, int* length);
+int oxProgram_CharacterSetIsUTF8(OxinVM* vm);
+
+void* oxProgram_Allocate(OxinVM* vm, int size);
+void oxProgram_Free(OxinVM* vm, void* pointer);
+
+/* The response: a header (1 when taken), text, and a flush (0 on success). */
+int oxProgram_Output_Header(OxinVM* vm, const char* name, int name_length, const char* value,
+                            int value_length);
+int oxProgram_Output(OxinVM* vm, const char* text, int length);
+int oxProgram_Output_Flush(OxinVM* vm);
+
+/* Encoded or decoded copies, owned by the caller; the length goes to
+ * *out_length when given. */
+char* oxProgram_Attribute_Encode(OxinVM* vm, const char* text, int length, int* out_length);
+char* oxProgram_Attribute_Decode(OxinVM* vm, const char* text, int length, int* out_length);
+char* oxProgram_Entity_Encode(OxinVM* vm, const char* text, int length, int* out_length);
+char* oxProgram_Entity_Decode(OxinVM* vm, const char* text, int length, int* out_length);
+char* oxProgram_JavaScriptString_Encode(OxinVM* vm, const char* text, int length,
+                                        int* out_length);
+
+/* Data kept by name for the rest of the request, shared by every library:
+ * prefix the names. cleanup (may be null: the data is released as by
+ * oxProgram_Free) runs when the data is replaced or the request ends. */
+typedef void (*OxPersistentCleanup)(OxinVM* vm, void* data);
+void* oxProgram_Lookup_Persistent(OxinVM* vm, const char* name, int length);
+void oxProgram_Register_Persistent(OxinVM* vm, const char* name, int length, void* data,
+                                   OxPersistentCleanup cleanup);
+
+/* An OpenSSL function by name, loading OpenSSL first; null when unavailable. */
+void* oxProgram_SSL_Function(OxinVM* vm, const char* name);
+/* A new session id: 32 hexadecimal digits, owned by the caller. */
+char* oxProgram_MakeSessionID(OxinVM* vm, int* length);
+void oxProgram_ResetGlobalTimeout(OxinVM* vm);
+void oxProgram_Sleep(OxinVM* vm, int milliseconds);
+/* In a background task: sleeps until the time until (seconds since the
+ * epoch), until the file of the location changes (path may be null), or
+ * until cancelled. */
+void oxProgram_Asynchronous_Sleep(OxinVM* vm, long until, int location, const char* path,
+                                  int length);
+/* Ends the script with text shown to the user. */
+void oxProgram_FatalError(OxinVM* vm, const char* text, int length);
+/* The descriptor of a library function by name, or null. */
+const _OX_EL_Function* oxProgram_Lookup_ExternalFunction(OxinVM* vm, const char* name,
+                                                         int length);
+
+/* Calls a script function with the list's values; its value goes to result
+ * (may be null). 1, or 0 when there is no such function or it failed. */
+int oxProgram_RunFunction(OxinVM* vm, const char* name, int length, VariableList* parameters,
+                          Variable* result);
+/* Compiles an expression of the language; null with the reason in *error
+ * (owned by the caller) when it is wrong. */
+Segment* oxProgram_Compile_Dynamic_Expression(OxinVM* vm, const char* text, int length,
+                                              char** error, int* error_length);
+/* Runs a compiled expression with locals (null: the caller's); 1 with its
+ * value in result (or its truth in *result), 0 when it failed. */
+int oxProgram_Execute_Dynamic_Expression(OxinVM* vm, Segment* segment, VariableHash* locals,
+                                         Variable* result);
+int oxProgram_Execute_Dynamic_Expression_Boolean(OxinVM* vm, Segment* segment,
+                                                 VariableHash* locals, int* result);
+
+/* Files. Path functions take a location: 0 the data area, 1 the script
+ * area (a relative path is taken from the running script's directory), 3
+ * the data area under the commerce directory when one is configured. Open
+ * flags: 1 read, 2 write, 4 create, 8 truncate, 16 append, 32 exclusive.
+ * Results: 0 success and -1 failure; Exists and IsDirectory 1 or 0; the
+ * value or -1 for Size, Time, Mode, OwnerID, GroupID. The reason of a
+ * failure comes from oxFile_Error. */
+File* oxFile_Open(OxinVM* vm, int location, const char* path, int length, int flags);
+int oxFile_Delete(OxinVM* vm, int location, const char* path, int length);
+int oxFile_Rename(OxinVM* vm, int from_location, const char* from, int from_length,
+                  int to_location, const char* to, int to_length);
+int oxFile_Exists(OxinVM* vm, int location, const char* path, int length);
+long oxFile_Size(OxinVM* vm, int location, const char* path, int length);
+long oxFile_Time(OxinVM* vm, int location, const char* path, int length);
+int oxFile_IsDirectory(OxinVM* vm, int location, const char* path, int length);
+int oxFile_MakeDirectory(OxinVM* vm, int location, const char* path, int length);
+int oxFile_RemoveDirectory(OxinVM* vm, int location, const char* path, int length);
+int oxFile_Mode(OxinVM* vm, int location, const char* path, int length);
+int oxFile_Change_Mode(OxinVM* vm, int location, const char* path, int length, int mode);
+int oxFile_Copy(OxinVM* vm, int from_location, const char* from, int from_length,
+                int to_location, const char* to, int to_length);
+int oxFile_MakeSymbolicLink(OxinVM* vm, int target_location, const char* target,
+                            int target_length, int link_location, const char* link,
+                            int link_length);
+/* The path as a script sees it, collapsed; owned by the caller. */
+char* oxFile_NormalizePath(OxinVM* vm, int location, const char* path, int length,
+                           int* out_length);
+int oxFile_TouchFile(OxinVM* vm, int location, const char* path, int length);
+/* Takes a lock file: 1 acquired, 0 timed out, -1 error. */
+int oxFile_LockFile(OxinVM* vm, int location, const char* path, int length);
+/* A new file named like path with a number behind; its name (owned by the
+ * caller) goes to *name. */
+File* oxFile_MakeTemporary(OxinVM* vm, int location, const char* path, int length, int flags,
+                           char** name, int* name_length);
+int oxFile_OwnerID(File* file);
+int oxFile_GroupID(File* file);
+int oxFile_Read(File* file, char* buffer, int length);
+int oxFile_Write(File* file, const char* buffer, int length);
+long oxFile_Seek(File* file, long position);
+long oxFile_Tell(File* file);
+long oxFile_Length(File* file);
+/* type 2 a write lock, anything else a read lock. */
+int oxFile_Lock(File* file, int type, long offset, long length);
+int oxFile_Release(File* file, long offset, long length);
+void oxFile_Close(File* file);
+/* Withdrawn: always null. */
+char* oxFile_Resolve(OxinVM* vm, int location, const char* path, int length);
+const char* oxFile_Path_Separator(OxinVM* vm);
+/* The last failure of file, or of the file manager when file is null. */
+const char* oxFile_Error(OxinVM* vm, File* file, int* length);
+/* Appends each entry of a directory to array; the count, -1 on failure. */
+int oxDirectory_Listing(OxinVM* vm, int location, const char* path, int length, Variable* array);
+
+/* Network. Timeouts in seconds, 0 the configured one. Errors of a null
+ * object are the network manager's; they are never null. */
+int oxNetwork_Is_IP_Address(OxinVM* vm, const char* host);
+/* 1 with the address as text in buffer (always terminated), -1 for none. */
+int oxNetwork_Get_Host_Address(OxinVM* vm, const char* host, char* buffer, int size);
+NetworkConnection* oxNetwork_Connect(OxinVM* vm, const char* host, int port);
+NetworkConnection* oxNetwork_Connect_SSL(OxinVM* vm, const char* host, int port);
+/* Sends one HTTP/1.0 request for url; the connection carries the response. */
+NetworkConnection* oxNetwork_Open_URL(OxinVM* vm, const char* method, const char* url,
+                                      const char* content, const char* content_type,
+                                      int content_length, const char* headers, int timeout);
+int oxNetwork_Read(NetworkConnection* connection, char* buffer, int length, int timeout);
+/* One line, terminated in buffer; its length, at most size - 1, or -1. */
+int oxNetwork_Read_Line(NetworkConnection* connection, char* buffer, int size, int timeout);
+int oxNetwork_Write(NetworkConnection* connection, const char* buffer, int length, int timeout);
+void oxNetwork_Close(NetworkConnection* connection);
+const char* oxNetwork_Error(OxinVM* vm, NetworkConnection* connection, int* length);
+/* Open_URL with the status line and headers read. */
+HTTPResponseStream* oxNetwork_HTTP_Request(OxinVM* vm, const char* method, const char* url,
+                                           const char* content, const char* content_type,
+                                           int content_length, const char* headers,
+                                           int timeout);
+int oxHTTPResponse_Status_Code(HTTPResponseStream* response);
+/* -1 when the response does not say. */
+int oxHTTPResponse_Content_Length(HTTPResponseStream* response);
+int oxHTTPResponse_Read(HTTPResponseStream* response, char* buffer, int length);
+void oxHTTPResponse_Close(HTTPResponseStream* response);
+const char* oxHTTPResponse_Error(OxinVM* vm, HTTPResponseStream* response, int* length);
+
+/* Chains of blocks for building long texts. Release hands the text, owned
+ * (release it with oxProgram_Free), and leaves the buffer empty. */
+LinkBuffer* oxLinkBuffer_Allocate(void);
+void oxLinkBuffer_Free(LinkBuffer* buffer);
+void oxLinkBuffer_Concat_String(LinkBuffer* buffer, const char* text, int length);
+/* Takes text (from oxProgram_Allocate, size bytes). */
+void oxLinkBuffer_Concat_String_Nocopy(LinkBuffer* buffer, char* text, int length, int size);
+void oxLinkBuffer_Concat_Char(LinkBuffer* buffer, char c);
+/* Two upper-case hexadecimal digits. */
+void oxLinkBuffer_Concat_HexChar(LinkBuffer* buffer, unsigned char c);
+void oxLinkBuffer_Concat_Int(LinkBuffer* buffer, int value);
+void oxLinkBuffer_Concat_Double(LinkBuffer* buffer, double value);
+void oxLinkBuffer_Concat_Variable(LinkBuffer* buffer, Variable* variable);
+char* oxLinkBuffer_Release(LinkBuffer* buffer, int* length);
+const char* oxLinkBuffer_Data(LinkBuffer* buffer, int* length);
+
+/* Base64 (no line breaks, no NUL written; the count written), the
+ * CRC-32/BZIP2 checksum, and the local clock. */
+int ox_base64_encode(const char* in, char* out, int length);
+int ox_base64_decode(const char* in, char* out, int length);
+int crc32_init(void);
+int crc32_data(int crc, const unsigned char* data, int length);
+int crc32_final(int crc);
+#ifndef OXIN_OXTIME_DEFINED
+#define OXIN_OXTIME_DEFINED
+typedef struct OXTIME {
+    long seconds; /* since the epoch */
+    long microseconds;
+    int second;
+    int minute;
+    int hour;
+    int day;   /* of the month, 1-31 */
+    int month; /* 1-12 */
+    const char* month_name;
+    int year;    /* in full */
+    int weekday; /* 1-7, Sunday is 1 */
+    const char* day_name;
+    int yearday; /* 1-366 */
+    int dst;     /* daylight saving in force */
+    const char* zone;
+} OXTIME;
+#endif
+void ox_gettimevalues(OXTIME* time);
+/* The fields read as local time and shifted to read as UTC; -1 on failure. */
+long ox_to_time_t(int year, int month, int day, int hour, int minute, int second);
+/* The fields read as local time. */
+long ox_mktime_t(int year, int month, int day, int hour, int minute, int second);
 
 /* The older family, with terminated strings. The URL of to_url comes from
  * malloc; free it with oxin_free. */
@@ -195,6 +416,43 @@ int oxin_variabletree_setvariable(VariableHash* tree, const char* name, const ch
 int oxin_variabletree_insert(VariableHash* tree, Variable* variable);
 void oxin_variabletree_dump(VariableHash* tree);
 void oxin_variabletree_delete(VariableHash* tree);
+/* Older network and file functions: location 1 is the script area, any
+ * other the data area, with no directory prefix. */
+int oxin_network_isipaddress(OxinVM* vm, const char* host);
+int oxin_network_gethostaddress(OxinVM* vm, const char* host, char* buffer, int size);
+NetworkConnection* oxin_network_connect(OxinVM* vm, const char* host, int port);
+NetworkConnection* oxin_network_openurl(OxinVM* vm, const char* method, const char* url,
+                                        const char* content, const char* content_type,
+                                        const char* headers, int timeout);
+int oxin_network_read(NetworkConnection* connection, char* buffer, int length, int timeout);
+int oxin_network_readline(NetworkConnection* connection, char* buffer, int size, int timeout);
+int oxin_network_write(NetworkConnection* connection, const char* buffer, int length,
+                       int timeout);
+void oxin_network_close(NetworkConnection* connection);
+const char* oxin_network_error(OxinVM* vm, NetworkConnection* connection);
+char* oxin_file_resolve(OxinVM* vm, int location, const char* path);
+File* oxin_file_open(OxinVM* vm, int location, const char* path, int flags);
+int oxin_file_delete(OxinVM* vm, int location, const char* path);
+int oxin_file_rename(OxinVM* vm, int from_location, const char* from, int to_location,
+                     const char* to);
+int oxin_file_exists(OxinVM* vm, int location, const char* path);
+long oxin_file_size(OxinVM* vm, int location, const char* path);
+int oxin_file_isdirectory(OxinVM* vm, int location, const char* path);
+int oxin_file_makedirectory(OxinVM* vm, int location, const char* path);
+int oxin_file_removedirectory(OxinVM* vm, int location, const char* path);
+int oxin_file_mode(OxinVM* vm, int location, const char* path);
+int oxin_file_changemode(OxinVM* vm, int location, const char* path, int mode);
+const char* oxin_file_pathseparator(OxinVM* vm);
+int oxin_file_read(File* file, char* buffer, int length);
+int oxin_file_write(File* file, const char* buffer, int length);
+long oxin_file_seek(File* file, long position);
+long oxin_file_tell(File* file);
+long oxin_file_length(File* file);
+int oxin_file_lock(File* file, int type, long offset, long length);
+int oxin_file_release(File* file, long offset, long length);
+void oxin_file_close(File* file);
+const char* oxin_file_error(OxinVM* vm, File* file);
+
 
 #ifdef __cplusplus
 }

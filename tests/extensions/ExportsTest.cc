@@ -115,3 +115,32 @@ TEST(ExportsTest, TheOlderFamily) {
 }
 
 }  // namespace
+
+namespace {
+
+// A library that hands over null where an object belongs gets a failure
+// result, never a crash.
+TEST(ExportsTest, NullObjectsFailQuietly) {
+    int length = 7;
+    EXPECT_EQ(oxVariable_Type(nullptr), 0);
+    EXPECT_EQ(oxVariable_Value(nullptr, &length), nullptr);
+    EXPECT_EQ(oxVariable_Aggregate_List(nullptr, nullptr), -1);
+    EXPECT_EQ(oxVariableList_Find(nullptr, "x", -1), nullptr);
+    EXPECT_EQ(oxVariableHash_Entries(nullptr), 0);
+    EXPECT_EQ(oxProgram_Lookup_Variable(nullptr, "x", -1), nullptr);
+    EXPECT_EQ(oxProgram_Compile_Dynamic_Expression(nullptr, "1", -1, nullptr, nullptr), nullptr);
+    EXPECT_EQ(oxFile_Open(nullptr, 0, "x", -1, 1), nullptr);
+    EXPECT_EQ(oxFile_Read(nullptr, nullptr, 1), -1);
+    EXPECT_EQ(oxFile_Delete(nullptr, 0, "x", -1), -1);
+    EXPECT_STREQ(oxFile_Error(nullptr, nullptr, &length), "");
+    EXPECT_EQ(oxNetwork_Connect(nullptr, "127.0.0.1", 1), nullptr);
+    EXPECT_STREQ(oxNetwork_Error(nullptr, nullptr, &length), "");
+    EXPECT_EQ(oxHTTPResponse_Status_Code(nullptr), -1);
+    EXPECT_EQ(oxLinkBuffer_Release(nullptr, &length), nullptr);
+    EXPECT_EQ(oxin_file_open(nullptr, 0, "x", 1), nullptr);
+    oxProgram_FatalError(nullptr, "x", -1);
+    oxFile_Close(nullptr);
+    oxNetwork_Close(nullptr);
+}
+
+}  // namespace
