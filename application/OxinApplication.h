@@ -8,6 +8,7 @@
 #include "base/TextConversion.h"
 
 class Config;
+class ExternalDatabaseLibraryManager;
 class ExternalLibraryManager;
 class FileManager;
 class NetworkManager;
@@ -31,6 +32,8 @@ class OxinApplication : public TextConversion {
     virtual NetworkManager* networkmanager() { return nullptr; }
     // The shared libraries of the process.
     virtual ExternalLibraryManager* librarymanager() = 0;
+    // The database types that libraries supply; null where the host has none.
+    virtual ExternalDatabaseLibraryManager* databasemanager() { return nullptr; }
     virtual Config* config() = 0;
     // The system's text for the current errno, or "Unknown error".
     virtual const char* lasterror() = 0;

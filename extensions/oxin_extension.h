@@ -454,6 +454,105 @@ void oxin_file_close(File* file);
 const char* oxin_file_error(OxinVM* vm, File* file);
 
 
+/* External databases */
+/* A database library exports oxin_database_library(), which returns its
+ * table of 37 words, of which a library of an older version may give only
+ * those that its version reads. The engine passes its own objects as the
+ * first argument of every call. Functions return non-zero on success; any
+ * function may be null (the statement is then unsupported, a read of a
+ * field finds nothing, a write is ignored). Open and Create are declared in
+ * their form of version 3 and above; a library of an older version casts
+ * its own (version 2 Open: path, c1, c2, c3; version 1: path, c1, c2;
+ * versions 1 and 2 Create: path, fields). */
+#ifdef __cplusplus
+class ExternalDatabase;
+class ExternalDatabaseView;
+class ExternalDatabaseVariable;
+#else
+typedef struct ExternalDatabase ExternalDatabase;
+typedef struct ExternalDatabaseView ExternalDatabaseView;
+typedef struct ExternalDatabaseVariable ExternalDatabaseVariable;
+#endif
+
+typedef struct _OX_EL_Database {
+    intptr_t version; /* 1 to 6: what the engine may read, see below */
+    int (*Create)(ExternalDatabase* db, const char* path, int path_length, const char* alias,
+                  int alias_length, const char* fields, int fields_length);
+    int (*Open)(ExternalDatabase* db, const char* path, int path_length, const char* alias,
+                int alias_length, const char* c1, int c1_length, const char* c2, int c2_length,
+                const char* c3, int c3_length);
+    int (*Close)(ExternalDatabase* db);
+    int (*OpenView)(ExternalDatabase* db, const char* view, int view_length, const char* query,
+                    int query_length, VariableList* variables, int count);
+    int (*RunQuery)(ExternalDatabase* db, const char* query, int query_length,
+                    VariableList* variables, int count);
+    int (*Pack)(ExternalDatabase* db);
+    int (*SetPrimaryIndex)(ExternalDatabase* db, const char* index, int length);
+    int (*CreateIndex)(ExternalDatabase* db, const char* file, int file_length,
+                       const char* expression, int expression_length, const char* flags,
+                       int flags_length);
+    int (*OpenIndexes)(ExternalDatabase* db, const char* indexes, int length);
+    int (*Reindex)(ExternalDatabase* db);
+    const char* (*Error)(ExternalDatabase* db);
+    int (*View_Close)(ExternalDatabaseView* view);
+    int (*View_Skip)(ExternalDatabaseView* view, int count);
+    /* position: a record number, -1 top, -2 bottom */
+    int (*View_Go)(ExternalDatabaseView* view, long position);
+    int (*View_Add)(ExternalDatabaseView* view);
+    int (*View_Delete)(ExternalDatabaseView* view);
+    int (*View_UnDelete)(ExternalDatabaseView* view);
+    int (*View_Update)(ExternalDatabaseView* view);
+    int (*View_Filter)(ExternalDatabaseView* view, const char* expression, int length);
+    /* whole 1: an equal key; 0: a key that begins with key */
+    int (*View_Find)(ExternalDatabaseView* view, const char* key, int length, int whole);
+    int (*View_RevealStructure_Table)(ExternalDatabaseView* view, const char* path, int length);
+    int (*View_RevealStructure_Aggregate)(ExternalDatabaseView* view, Variable** variable);
+    const char* (*View_Error)(ExternalDatabaseView* view);
+    int (*Variable_Get_Integer)(ExternalDatabaseVariable* variable, int* value);
+    int (*Variable_Get_Double)(ExternalDatabaseVariable* variable, double* value);
+    /* *owned 1 hands over a text from oxProgram_Allocate; 0: the engine copies */
+    int (*Variable_Get_String)(ExternalDatabaseVariable* variable, char** text, int* length,
+                               int* owned);
+    int (*Variable_Set_Integer)(ExternalDatabaseVariable* variable, int value);
+    int (*Variable_Set_Double)(ExternalDatabaseVariable* variable, double value);
+    int (*Variable_Set_String)(ExternalDatabaseVariable* variable, const char* text, int length);
+    void (*Variable_Release)(ExternalDatabaseVariable* variable);
+    int (*Commit)(ExternalDatabase* db);              /* read from version 2 */
+    int (*Rollback)(ExternalDatabase* db);            /* read from version 2 */
+    /* 2 integer, 3 double, anything else text; read from version 4 */
+    int (*Variable_PreferredType)(ExternalDatabaseVariable* variable);
+    int (*Transaction)(ExternalDatabase* db);         /* read from version 5 */
+    int (*Command)(ExternalDatabase* db, const char* command, int command_length,
+                   const char* arguments, int arguments_length); /* from version 5 */
+    void (*Release)(ExternalDatabase* db);            /* read from version 6 */
+} _OX_EL_Database;
+
+/* The library's own pointers on the engine's objects, and the views and
+ * fields that it adds. AddView makes the new view primary; AddVariable and
+ * AddView give null for a name that the view or database has already.
+ * SetDirty makes the fields read the library anew; Commit hands assigned
+ * values to the Set functions. Release (version 6) runs on a database's
+ * data when it is replaced or the database ends. */
+void oxDatabase_SetData(ExternalDatabase* db, void* data);
+void* oxDatabase_data(ExternalDatabase* db);
+ExternalDatabaseView* oxDatabase_AddView(ExternalDatabase* db, const char* name, int length,
+                                         void* data);
+void oxDatabase_SetPrimaryView(ExternalDatabase* db, ExternalDatabaseView* view);
+OxinVM* oxDatabase_Program(ExternalDatabase* db);
+ExternalDatabase* oxDatabaseView_Database(ExternalDatabaseView* view);
+void oxDatabaseView_SetData(ExternalDatabaseView* view, void* data);
+void* oxDatabaseView_data(ExternalDatabaseView* view);
+void oxDatabaseView_Clear(ExternalDatabaseView* view);
+ExternalDatabaseVariable* oxDatabaseView_AddVariable(ExternalDatabaseView* view, const char* name,
+                                                     int length, void* data);
+void oxDatabaseView_Commit(ExternalDatabaseView* view);
+void oxDatabaseView_SetDirty(ExternalDatabaseView* view, int flag);
+OxinVM* oxDatabaseView_Program(ExternalDatabaseView* view);
+ExternalDatabaseView* oxDatabaseVariable_DatabaseView(ExternalDatabaseVariable* variable);
+void oxDatabaseVariable_SetData(ExternalDatabaseVariable* variable, void* data);
+void* oxDatabaseVariable_data(ExternalDatabaseVariable* variable);
+void oxDatabaseVariable_SetDirty(ExternalDatabaseVariable* variable);
+
 #ifdef __cplusplus
 }
 #endif

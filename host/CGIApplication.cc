@@ -16,6 +16,7 @@
 #include "application/CGIOutput.h"
 #include "application/OpenSSLLibrary.h"
 #include "base/SessionID.h"
+#include "database/ExternalDatabase.h"
 #include "database/XBaseDatabase.h"
 #include "extensions/ExternalCallManager.h"
 #include "files/Dictionary.h"
@@ -79,6 +80,7 @@ CGIApplication::CGIApplication(int argc, char** argv)
     gethostname(hostname_, sizeof hostname_ - 1);
     Register_Statements();
     XBaseDatabase::Register();
+    ExternalDatabase::Register();
 }
 
 CGIApplication::~CGIApplication() {
@@ -290,7 +292,7 @@ int CGIApplication::Go() {
     languages_ = std::make_unique<LocalizedLanguages>(this, dictionary_.get(), tagged.get(), 12, 8);
     pieces_ = std::make_unique<LocalizedDictionary>();
     externals_ = std::make_unique<ExternalCallManager>(this);
-    config_ = std::make_unique<ExternalConfig>(this, externals_.get(), nullptr, nullptr, nullptr,
+    config_ = std::make_unique<ExternalConfig>(this, externals_.get(), nullptr, &databases_, nullptr,
                                                system_.get(), global_.get());
     output_->SetConfig(config_.get());
 

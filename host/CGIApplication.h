@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "application/OxinApplication.h"
+#include "extensions/ExternalDatabaseLibraryManager.h"
 #include "extensions/UNIXExternalLibraryManager.h"
 #include "files/UNIXFileManager.h"
 #include "network/UNIXNetworkManager.h"
@@ -43,6 +44,7 @@ class CGIApplication : public OxinApplication {
     FileManager* filemanager() override { return &files_; }
     NetworkManager* networkmanager() override { return &network_; }
     ExternalLibraryManager* librarymanager() override { return &libraries_; }
+    ExternalDatabaseLibraryManager* databasemanager() override { return &databases_; }
     Config* config() override;
     bool SSL_Initialize(String* error) override;
     void* SSL_GetFunction(const char* name) override;
@@ -123,6 +125,7 @@ class CGIApplication : public OxinApplication {
 
     UNIXFileManager files_;
     UNIXExternalLibraryManager libraries_;
+    ExternalDatabaseLibraryManager databases_{this};
     // OpenSSL goes after everything that holds a connection.
     std::unique_ptr<OpenSSLLibrary> openssl_;
     UNIXNetworkManager network_;

@@ -2,6 +2,7 @@
 
 #include "application/OxinApplication.h"
 #include "extensions/ExternalCallManager.h"
+#include "extensions/ExternalDatabaseLibraryManager.h"
 #include "extensions/ExternalLibrary.h"
 #include "extensions/ExternalLibraryManager.h"
 #include "extensions/oxin_extension.h"
@@ -94,6 +95,7 @@ int ExternalConfig::Register_Library_Commerce(const char* name, const char* path
 }
 
 int ExternalConfig::Register_Library_Database(const char* name, const char* path) {
+    if (databases_ && name && path) databases_->RegisterDSO(name, path);
     return Register(Registration::Database, name, path);
 }
 

@@ -4,6 +4,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "database/ExternalDatabase.h"
 #include "database/XBaseDatabase.h"
 #include "statements/Statements.h"
 
@@ -13,6 +14,7 @@ StandaloneApplication::StandaloneApplication()
       network_(std::make_unique<UNIXNetworkManager>(this)) {
     Register_Statements();
     XBaseDatabase::Register();
+    ExternalDatabase::Register();
 }
 
 const char* StandaloneApplication::lasterror() {

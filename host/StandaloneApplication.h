@@ -5,6 +5,7 @@
 #include "application/Config.h"
 #include "application/OpenSSLLibrary.h"
 #include "application/OxinApplication.h"
+#include "extensions/ExternalDatabaseLibraryManager.h"
 #include "extensions/UNIXExternalLibraryManager.h"
 #include "files/UNIXFileManager.h"
 #include "network/UNIXNetworkManager.h"
@@ -20,6 +21,7 @@ class StandaloneApplication : public OxinApplication {
     FileManager* filemanager() override { return &files_; }
     NetworkManager* networkmanager() override { return network_.get(); }
     ExternalLibraryManager* librarymanager() override { return &libraries_; }
+    ExternalDatabaseLibraryManager* databasemanager() override { return &databases_; }
     UNIXFileManager& files() { return files_; }
     Config* config() override { return &config_; }
     const char* lasterror() override;
@@ -36,6 +38,7 @@ class StandaloneApplication : public OxinApplication {
     Config config_;
     UNIXFileManager files_;
     UNIXExternalLibraryManager libraries_;
+    ExternalDatabaseLibraryManager databases_{this};
     // OpenSSL outlives the connections that the network manager made.
     std::unique_ptr<OpenSSLLibrary> openssl_;
     std::unique_ptr<UNIXNetworkManager> network_;

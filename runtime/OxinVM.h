@@ -364,6 +364,8 @@ class OxinVM {
     void with_view(int tag, int (DatabaseView::*operation)());
     std::unique_ptr<Database> New_Database(int tag, const PoppedText& type,
                                            const PoppedText& alias);
+    std::unique_ptr<Database> New_ExternalDatabase(int tag, const String& type,
+                                                   const PoppedText& alias);
     // Makes a database that opened (ready) the primary one; else raises its
     // error, and it goes.
     void Keep_Database(int tag, std::unique_ptr<Database> database, int ready);

@@ -5,7 +5,9 @@
 
 #include <strings.h>
 
+#include "application/OxinApplication.h"
 #include "base/StringClass.h"
+#include "extensions/ExternalDatabaseLibraryManager.h"
 #include "runtime/BuiltinDatabase.h"
 #include "runtime/Database.h"
 #include "runtime/DatabaseView.h"
@@ -149,11 +151,28 @@ std::unique_ptr<Database> OxinVM::New_Database(int tag, const PoppedText& type,
         if (setting) name = setting->value();
         if (name.length() == 0) name = "xbase3";
     }
-    std::unique_ptr<Database> database;
-    if (is_xbase(name.c_str(), name.length()))
-        database = BuiltinDatabase::Make(application_, this, tuple(alias));
+    if (!is_xbase(name.c_str(), name.length())) return New_ExternalDatabase(tag, name, alias);
+    std::unique_ptr<Database> database = BuiltinDatabase::Make(application_, this, tuple(alias));
     if (!database)
         EncodedRuntimeError(tag, quoted("Database type '", name, "' is unsupported or not configured"));
+    return database;
+}
+
+// A new database of a library's type, the library loaded at the first use
+// of its type. Null after the statement's error.
+std::unique_ptr<Database> OxinVM::New_ExternalDatabase(int tag, const String& type,
+                                                       const PoppedText& alias) {
+    ExternalDatabaseLibraryManager* manager = application_->databasemanager();
+    const _OX_EL_Database* descriptor =
+        manager ? manager->Lookup_DB(type.c_str(), type.length()) : nullptr;
+    std::unique_ptr<Database> database;
+    if (descriptor)
+        database = BuiltinDatabase::MakeExternal(application_, this, descriptor, tuple(alias));
+    if (!database)
+        EncodedRuntimeError(tag, manager && !descriptor
+                                     ? manager->error()
+                                     : quoted("Database type '", type,
+                                              "' is unsupported or not configured"));
     return database;
 }
 

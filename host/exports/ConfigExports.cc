@@ -29,11 +29,6 @@ int oxConfig_Register_Library_Commerce(ExternalConfig* config, const char* name,
     return 0;
 }
 
-int oxConfig_Register_Library_Database(ExternalConfig* config, const char* name, const char* path) {
-    config->Register_Library_Database(name, path);
-    return 0;
-}
-
 int oxConfig_Register_Library_Builtin(ExternalConfig* config, const char* path) {
     config->Register_Library_Builtin(path);
     return 0;
