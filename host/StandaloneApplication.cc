@@ -15,6 +15,12 @@ StandaloneApplication::StandaloneApplication()
     XBaseDatabase::Register();
 }
 
+LibraryNames* StandaloneApplication::librarynames(int kind) {
+    if (kind == kCommerceLibraries) return &commerce_;
+    if (kind == kSystemLibraries) return &systems_;
+    return nullptr;
+}
+
 const char* StandaloneApplication::lasterror() {
     const char* text = strerror(errno);
     return text && *text ? text : "Unknown error";

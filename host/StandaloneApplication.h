@@ -5,6 +5,8 @@
 #include "application/Config.h"
 #include "application/OpenSSLLibrary.h"
 #include "application/OxinApplication.h"
+#include "extensions/CommerceLibraryManager.h"
+#include "extensions/SystemLibraryManager.h"
 #include "extensions/UNIXExternalLibraryManager.h"
 #include "files/UNIXFileManager.h"
 #include "network/UNIXNetworkManager.h"
@@ -20,6 +22,9 @@ class StandaloneApplication : public OxinApplication {
     FileManager* filemanager() override { return &files_; }
     NetworkManager* networkmanager() override { return network_.get(); }
     ExternalLibraryManager* librarymanager() override { return &libraries_; }
+    CommerceLibraryManager* commercemanager() override { return &commerce_; }
+    SystemLibraryManager* systemlibrarymanager() override { return &systems_; }
+    LibraryNames* librarynames(int kind) override;
     UNIXFileManager& files() { return files_; }
     Config* config() override { return &config_; }
     const char* lasterror() override;
@@ -36,6 +41,8 @@ class StandaloneApplication : public OxinApplication {
     Config config_;
     UNIXFileManager files_;
     UNIXExternalLibraryManager libraries_;
+    CommerceLibraryManager commerce_{this};
+    SystemLibraryManager systems_{this};
     // OpenSSL outlives the connections that the network manager made.
     std::unique_ptr<OpenSSLLibrary> openssl_;
     std::unique_ptr<UNIXNetworkManager> network_;
