@@ -7,14 +7,17 @@
 #include "base/StringClass.h"
 #include "base/TextConversion.h"
 
+class CommerceLibraryManager;
 class Config;
 class ExternalDatabaseLibraryManager;
 class ExternalLibraryManager;
 class FileManager;
+class LibraryNames;
 class NetworkManager;
 class OpenSSLLibrary;
 class Output;
 class OxinVM;
+class SystemLibraryManager;
 class UFCrypt;
 
 // The application as the engine's services see it: the owner of the request's
@@ -34,6 +37,17 @@ class OxinApplication : public TextConversion {
     virtual ExternalLibraryManager* librarymanager() = 0;
     // The database types that libraries supply; null where the host has none.
     virtual ExternalDatabaseLibraryManager* databasemanager() { return nullptr; }
+    // The commerce libraries that the configuration registered; null where
+    // the application has none.
+    virtual CommerceLibraryManager* commercemanager() { return nullptr; }
+    // The system libraries that the configuration registered; null where
+    // the application has none.
+    virtual SystemLibraryManager* systemlibrarymanager() { return nullptr; }
+    // Kinds of registered libraries, as librarynames takes them.
+    enum LibraryKind { kCommerceLibraries = 0, kDatabaseLibraries = 1, kSystemLibraries = 2 };
+    // The names of the registered libraries of kind (a LibraryKind), or null
+    // where the application has no manager of that kind.
+    virtual LibraryNames* librarynames(int) { return nullptr; }
     virtual Config* config() = 0;
     // The system's text for the current errno, or "Unknown error".
     virtual const char* lasterror() = 0;

@@ -553,6 +553,57 @@ void oxDatabaseVariable_SetData(ExternalDatabaseVariable* variable, void* data);
 void* oxDatabaseVariable_data(ExternalDatabaseVariable* variable);
 void oxDatabaseVariable_SetDirty(ExternalDatabaseVariable* variable);
 
+/* Commerce and system libraries */
+
+/* The entry points of a commerce library, which drives the loop of an
+ * OxCOMMERCE statement. method and action are the statement's; fields are
+ * references to the script's variables that the statement names;
+ * variables are the script's system variables; *data is the library's own
+ * word for the statement's life. init gives 0 to go on, anything else for
+ * an error whose text error() gives. loop is called before each pass of
+ * the script's body, index counting from 0: 0 runs the body, 1 ends the
+ * loop with an error, anything else ends it. cleanup runs once at the end
+ * (its result is ignored); error gives the text of the last failure. */
+typedef int (*OxCommerceInit)(OxinVM* vm, void** data, const char* method, const char* action,
+                              VariableList* fields, VariableHash* variables);
+typedef int (*OxCommerceLoop)(OxinVM* vm, void** data, const char* method, const char* action,
+                              VariableList* fields, VariableHash* variables, int index);
+typedef int (*OxCommerceCleanup)(OxinVM* vm, void** data, const char* method, const char* action,
+                                 VariableList* fields);
+typedef const char* (*OxCommerceError)(OxinVM* vm, void** data, const char* method,
+                                       const char* action, VariableList* fields);
+
+/* What oxin_commerce_library() returns: word 0 is not read, words 1 to 4
+ * are the entry points, none of them null. A library may instead export
+ * oxin_commerce_init, oxin_commerce_loop, oxin_commerce_cleanup and
+ * oxin_commerce_error. */
+typedef struct OxCommerceLibrary {
+    void* reserved;
+    OxCommerceInit init;
+    OxCommerceLoop loop;
+    OxCommerceCleanup cleanup;
+    OxCommerceError error;
+} OxCommerceLibrary;
+
+/* A library that the configuration registered under a code, for other
+ * libraries to share. */
+#ifdef __cplusplus
+class SystemLibrary;
+#else
+typedef struct SystemLibrary SystemLibrary;
+#endif
+
+/* The system library of code, loaded at the first request; null when it is
+ * not configured or does not load (oxSystemLibrary_Error(vm, NULL) says
+ * why). */
+SystemLibrary* oxProgram_SystemLibrary(OxinVM* vm, const char* code);
+/* The address of symbol in library, or null (the library's error says
+ * why). */
+void* oxSystemLibrary_GetFunction(SystemLibrary* library, const char* symbol);
+/* The last error of library, or of the lookups when library is null;
+ * never null. */
+const char* oxSystemLibrary_Error(OxinVM* vm, SystemLibrary* library, int* length);
+
 #ifdef __cplusplus
 }
 #endif

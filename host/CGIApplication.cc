@@ -18,7 +18,9 @@
 #include "base/SessionID.h"
 #include "database/ExternalDatabase.h"
 #include "database/XBaseDatabase.h"
+#include "extensions/CommerceLibraryManager.h"
 #include "extensions/ExternalCallManager.h"
+#include "extensions/SystemLibraryManager.h"
 #include "files/Dictionary.h"
 #include "files/TaggedFile.h"
 #include "host/ExternalConfig.h"
@@ -280,6 +282,13 @@ bool CGIApplication::SwitchToScriptOwner() {
            setuid(static_cast<uid_t>(script_owner_uid_)) == 0;
 }
 
+LibraryNames* CGIApplication::librarynames(int kind) {
+    if (kind == kCommerceLibraries) return commerce_.get();
+    if (kind == kSystemLibraries) return systems_.get();
+    if (kind == kDatabaseLibraries) return &databases_;
+    return nullptr;
+}
+
 int CGIApplication::Go() {
     String path;
     srand(static_cast<unsigned>(time(nullptr)));
@@ -292,8 +301,10 @@ int CGIApplication::Go() {
     languages_ = std::make_unique<LocalizedLanguages>(this, dictionary_.get(), tagged.get(), 12, 8);
     pieces_ = std::make_unique<LocalizedDictionary>();
     externals_ = std::make_unique<ExternalCallManager>(this);
-    config_ = std::make_unique<ExternalConfig>(this, externals_.get(), nullptr, &databases_, nullptr,
-                                               system_.get(), global_.get());
+    commerce_ = std::make_unique<CommerceLibraryManager>(this);
+    systems_ = std::make_unique<SystemLibraryManager>(this);
+    config_ = std::make_unique<ExternalConfig>(this, externals_.get(), commerce_.get(), &databases_,
+                                               systems_.get(), system_.get(), global_.get());
     output_->SetConfig(config_.get());
 
     int status = 1;
@@ -306,7 +317,7 @@ int CGIApplication::Go() {
             ProcessConfiguration(path)) {
             main_vm_ = std::make_unique<OxinVM>(
                 path.c_str(), path.length(), this, dictionary_.get(), system_.get(), global_.get(),
-                segments_.get(), functions_.get(), externals_.get(), nullptr, nullptr,
+                segments_.get(), functions_.get(), externals_.get(), commerce_.get(), nullptr,
                 languages_.get(), pieces_.get(), &heartbeat_count, &cancelled_flag, &finished_flag,
                 nullptr);
             current_vm_ = main_vm_.get();

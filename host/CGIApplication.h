@@ -13,6 +13,7 @@
 #include "network/UNIXNetworkManager.h"
 
 class CGIOutput;
+class CommerceLibraryManager;
 class Output;
 class Dictionary;
 class ExternalCallManager;
@@ -24,6 +25,7 @@ class LocalizedLanguages;
 class OpenSSLLibrary;
 class OxinVM;
 class SegmentManager;
+class SystemLibraryManager;
 class TaggedFile;
 class UFCrypt;
 class VariableHash;
@@ -45,6 +47,9 @@ class CGIApplication : public OxinApplication {
     NetworkManager* networkmanager() override { return &network_; }
     ExternalLibraryManager* librarymanager() override { return &libraries_; }
     ExternalDatabaseLibraryManager* databasemanager() override { return &databases_; }
+    CommerceLibraryManager* commercemanager() override { return commerce_.get(); }
+    SystemLibraryManager* systemlibrarymanager() override { return systems_.get(); }
+    LibraryNames* librarynames(int kind) override;
     Config* config() override;
     bool SSL_Initialize(String* error) override;
     void* SSL_GetFunction(const char* name) override;
@@ -174,5 +179,7 @@ class CGIApplication : public OxinApplication {
     std::unique_ptr<SegmentManager> segments_;
     std::unique_ptr<FunctionManager> functions_;
     std::unique_ptr<ExternalCallManager> externals_;
+    std::unique_ptr<CommerceLibraryManager> commerce_;
+    std::unique_ptr<SystemLibraryManager> systems_;
     std::unique_ptr<ExternalConfig> config_;
 };

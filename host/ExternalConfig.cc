@@ -1,10 +1,12 @@
 #include "host/ExternalConfig.h"
 
 #include "application/OxinApplication.h"
+#include "extensions/CommerceLibraryManager.h"
 #include "extensions/ExternalCallManager.h"
 #include "extensions/ExternalDatabaseLibraryManager.h"
 #include "extensions/ExternalLibrary.h"
 #include "extensions/ExternalLibraryManager.h"
+#include "extensions/SystemLibraryManager.h"
 #include "extensions/oxin_extension.h"
 #include "runtime/TagLookup.h"
 #include "variables/ImmutableVariable.h"
@@ -91,6 +93,7 @@ int ExternalConfig::Register(Registration::Kind kind, const char* name, const ch
 }
 
 int ExternalConfig::Register_Library_Commerce(const char* name, const char* path) {
+    if (commerce_ && name && path) commerce_->RegisterDSO(name, path);
     return Register(Registration::Commerce, name, path);
 }
 
@@ -100,6 +103,7 @@ int ExternalConfig::Register_Library_Database(const char* name, const char* path
 }
 
 int ExternalConfig::Register_Library_System(const char* name, const char* path) {
+    if (systems_ && name && path) systems_->RegisterDSO(name, path);
     return Register(Registration::System, name, path);
 }
 

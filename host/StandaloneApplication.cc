@@ -17,6 +17,13 @@ StandaloneApplication::StandaloneApplication()
     ExternalDatabase::Register();
 }
 
+LibraryNames* StandaloneApplication::librarynames(int kind) {
+    if (kind == kCommerceLibraries) return &commerce_;
+    if (kind == kSystemLibraries) return &systems_;
+    if (kind == kDatabaseLibraries) return &databases_;
+    return nullptr;
+}
+
 const char* StandaloneApplication::lasterror() {
     const char* text = strerror(errno);
     return text && *text ? text : "Unknown error";

@@ -6,6 +6,8 @@
 #include "application/OpenSSLLibrary.h"
 #include "application/OxinApplication.h"
 #include "extensions/ExternalDatabaseLibraryManager.h"
+#include "extensions/CommerceLibraryManager.h"
+#include "extensions/SystemLibraryManager.h"
 #include "extensions/UNIXExternalLibraryManager.h"
 #include "files/UNIXFileManager.h"
 #include "network/UNIXNetworkManager.h"
@@ -22,6 +24,9 @@ class StandaloneApplication : public OxinApplication {
     NetworkManager* networkmanager() override { return network_.get(); }
     ExternalLibraryManager* librarymanager() override { return &libraries_; }
     ExternalDatabaseLibraryManager* databasemanager() override { return &databases_; }
+    CommerceLibraryManager* commercemanager() override { return &commerce_; }
+    SystemLibraryManager* systemlibrarymanager() override { return &systems_; }
+    LibraryNames* librarynames(int kind) override;
     UNIXFileManager& files() { return files_; }
     Config* config() override { return &config_; }
     const char* lasterror() override;
@@ -39,6 +44,8 @@ class StandaloneApplication : public OxinApplication {
     UNIXFileManager files_;
     UNIXExternalLibraryManager libraries_;
     ExternalDatabaseLibraryManager databases_{this};
+    CommerceLibraryManager commerce_{this};
+    SystemLibraryManager systems_{this};
     // OpenSSL outlives the connections that the network manager made.
     std::unique_ptr<OpenSSLLibrary> openssl_;
     std::unique_ptr<UNIXNetworkManager> network_;

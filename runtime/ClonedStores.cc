@@ -1,6 +1,9 @@
 #include "runtime/ClonedStores.h"
 
+#include "application/OxinApplication.h"
+#include "extensions/CommerceLibraryManager.h"
 #include "extensions/ExternalCallManager.h"
+#include "extensions/SystemLibraryManager.h"
 #include "files/Dictionary.h"
 #include "runtime/ClonedLocalization.h"
 #include "runtime/FunctionManager.h"
@@ -16,11 +19,15 @@ ClonedStores::ClonedStores(OxinApplication* application, OxinVM& source)
                                                    *source.systemvar_hash())),
       global_(std::make_unique<ClonedVariableHash>(application, dictionary_.get(),
                                                    *source.globalvar_hash())),
-      localization_(ClonedLocalization::Make(application, dictionary_.get(), source.LF(),
-                                             source.pieces())) {
+      localization_(
+          ClonedLocalization::Make(application, dictionary_.get(), source.LF(), source.pieces())) {
     if (source.externalfunctions())
         externals_ =
             std::make_unique<ExternalCallManager>(application, *source.externalfunctions());
+    if (source.commerce())
+        commerce_ = std::make_unique<CommerceLibraryManager>(application, *source.commerce());
+    if (SystemLibraryManager* systems = source.systemlibraries())
+        systemlibraries_ = std::make_unique<SystemLibraryManager>(application, *systems);
 }
 
 ClonedStores::~ClonedStores() = default;

@@ -34,6 +34,7 @@ class OxinVM_Stack;
 class PoppedText;
 class Segment;
 class SegmentManager;
+class SystemLibraryManager;
 class Variable;
 class VariableHash;
 class VariableList;
@@ -235,6 +236,9 @@ class OxinVM {
     ExternalCallManager* externalfunctions() const { return externalfunctions_; }
     ExternalDatabaseLibraryManager* externaldbmgr() const { return externaldbmgr_; }
     CommerceLibraryManager* commerce() const { return commerce_; }
+    // The system libraries that this machine's libraries reach: a clone's
+    // own copy, else the application's (may be null).
+    SystemLibraryManager* systemlibraries() const;
     LocalizedDictionary* pieces() const { return pieces_; }
     LocalizedLanguages* LF() const { return languages_; }
     // The parameters bound for the next localized message.

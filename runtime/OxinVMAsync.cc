@@ -40,14 +40,14 @@ OxinVM::OxinVM(OxinApplication* application, OxinVM& source,
     : OxinVM(std::make_unique<ClonedStores>(application, source), application, source,
              heartbeat_count, cancelled_flag, finished_flag) {}
 
-OxinVM::OxinVM(std::unique_ptr<ClonedStores> stores, OxinApplication* application,
-               OxinVM& source, std::atomic<unsigned>* heartbeat_count,
-               std::atomic<int>* cancelled_flag, std::atomic<int>* finished_flag)
-    : OxinVM(source.filename_.c_str(), source.filename_.length(), application,
-             stores->dictionary(), stores->system(), stores->global(), stores->segments(),
-             stores->functions(), stores->externalfunctions(), source.commerce_,
-             source.externaldbmgr_, stores->languages(), stores->pieces(), heartbeat_count,
-             cancelled_flag, finished_flag, nullptr) {
+OxinVM::OxinVM(std::unique_ptr<ClonedStores> stores, OxinApplication* application, OxinVM& source,
+               std::atomic<unsigned>* heartbeat_count, std::atomic<int>* cancelled_flag,
+               std::atomic<int>* finished_flag)
+    : OxinVM(source.filename_.c_str(), source.filename_.length(), application, stores->dictionary(),
+             stores->system(), stores->global(), stores->segments(), stores->functions(),
+             stores->externalfunctions(), stores->commerce(), source.externaldbmgr_,
+             stores->languages(), stores->pieces(), heartbeat_count, cancelled_flag, finished_flag,
+             nullptr) {
     stores_ = std::move(stores);
     line_ = source.line_;
     last_line_traced_ = source.last_line_traced_;
@@ -97,4 +97,9 @@ void OxinVM::ResetAsynchronousState() {
         kept.features.push_back(feature);
         features_.Pop();
     }
+}
+
+SystemLibraryManager* OxinVM::systemlibraries() const {
+    if (stores_ && stores_->systemlibraries()) return stores_->systemlibraries();
+    return application_->systemlibrarymanager();
 }

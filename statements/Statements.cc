@@ -6,6 +6,7 @@
 #include "statements/AsyncStatements.h"
 #include "statements/CallStatements.h"
 #include "statements/CaptureStatements.h"
+#include "statements/CommerceStatements.h"
 #include "statements/DoStatements.h"
 #include "statements/ImportStatements.h"
 #include "statements/LocalizedCopies.h"
@@ -44,5 +45,8 @@ void Register_Statements() {
     StatementTable::Register(Op_op_export, op_export);
     OxinVM::import_filter_handler = import_filter;
     StatementTable::Register(Op_async, async);
+    StatementTable::Register(Op_op_commerce, op_commerce);
+    StatementTable::Register(Op_op_commerce_loop, op_commerce_loop);
+    StatementTable::Register(Op_op_commerce_stop, op_commerce_stop);
     LocalizedCopies::Register();
 }

@@ -52,6 +52,9 @@ OperandRole Operand_Role(uint16_t number, int which) {
         case Op_importf:
         case Op_import_loop:
         case Op_import_stop:
+        case Op_op_commerce:
+        case Op_op_commerce_loop:
+        case Op_op_commerce_stop:
             return RoleJump;
         case Op_op_http_counted:
         case Op_op_smtp_counted:

@@ -8,6 +8,8 @@
 #include "base/OxTime.h"
 #include "base/TextConversion.h"
 #include "variables/AggregateIndex.h"
+#include "variables/ConfigurationLibraryListVariable.h"
+#include "variables/ConfigurationLibraryLookupVariable.h"
 
 namespace {
 
@@ -321,6 +323,20 @@ void ConfigurationAggregateVariable::Load() {
         Variable::SetElement(AggregateIndex(member.name, -1), element);
         element->DecRefCount();
     }
+    // After the values, the registered libraries of each kind: their names
+    // as arrays, then structures that tell whether a name is registered.
+    static const char* const kLists[] = {"commerce_list", "database_list", "systemlib_list"};
+    static const char* const kLookups[] = {"commerce_lookup", "database_lookup",
+                                           "systemlib_lookup"};
+    for (int kind = 0; kind < 3; kind++)
+        Add_Member(new ConfigurationLibraryListVariable(application_, kLists[kind], kind));
+    for (int kind = 0; kind < 3; kind++)
+        Add_Member(new ConfigurationLibraryLookupVariable(application_, kLookups[kind], kind));
+}
+
+void ConfigurationAggregateVariable::Add_Member(Variable* element) {
+    Variable::SetElement(AggregateIndex(element->name()), element);
+    element->DecRefCount();
 }
 
 AggregateElementTree* ConfigurationAggregateVariable::aggregateelements() {

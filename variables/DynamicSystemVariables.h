@@ -155,6 +155,8 @@ class ConfigurationAggregateVariable : public ImmutableVariable {
 
   private:
     void Load();
+    // Adds element (handing over the caller's count) under its name.
+    void Add_Member(Variable* element);
     OxinApplication* application_;
     bool loaded_ = false;
 };

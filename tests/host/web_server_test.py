@@ -74,6 +74,7 @@ max_unknown_content_length = 1000
 max_async_tasks = 1
 timeout_async = 1
 library builtin {build}/lib/liboxinhtml.so
+library commerce testpay {build}/lib/liboxintestpay.so
 system contact_to = owner@oxin.test
 system contact_smtp_host = 127.0.0.1
 system contact_smtp_port = {smtp_port}
@@ -467,6 +468,22 @@ class LighttpdTests(ServerTests, unittest.TestCase):
         self.assertNotIn(b"<b>", body)
         page = body.partition(b"<html>")[2].partition(b"</body>")[0]
         self.assertIn(b"one: &lt;b&gt;.txt, 3 bytes, COMPLETE", page)
+
+    def test_checkout_example_pays_through_the_test_method(self):
+        pages = {}
+        for amount in ("42.50", "250", "5000", "<b>1</b>"):
+            _, _, body = self.get("/cgi-bin/oxin/checkout/index.oxc", "--data-urlencode",
+                                  "amount=" + amount)
+            pages[amount] = body.decode()
+            self.assertNotIn("<b>", pages[amount])
+            self.assertTrue(pages[amount].endswith("</body></html>\n"), pages[amount])
+        self.assertIn("<li>checked</li>\n<li>approved</li>\n</ol>\n"
+                      "<p>The payment was approved, reference TP-4250.</p>", pages["42.50"])
+        self.assertIn("<p>The payment was declined, reference TP-25000.</p>", pages["250"])
+        self.assertIn("<ol>\n</ol>\n<p>The payment failed: testpay: amounts over 1000.00 are "
+                      "not accepted</p>", pages["5000"])
+        self.assertIn("<p>Paying &lt;b&gt;1&lt;/b&gt;:</p>", pages["<b>1</b>"])
+        self.assertIn("failed: testpay: invalid amount '&lt;b&gt;1&lt;/b&gt;'", pages["<b>1</b>"])
 
     def test_links_example_lists_a_page_s_links_escaped(self):
         Path(self.site.root, "docroot", "links.html").write_text(

@@ -57,8 +57,9 @@ class ScriptRun {
             return;
         }
         vm_ = new OxinVM(name_.c_str(), static_cast<int>(name_.size()), application, &dictionary_,
-                         &system_, &global_, &segments_, &functions_, externals, nullptr, nullptr,
-                         &languages_, &pieces_, nullptr, nullptr, nullptr, nullptr);
+                         &system_, &global_, &segments_, &functions_, externals,
+                         application->commercemanager(), nullptr, &languages_, &pieces_, nullptr,
+                         nullptr, nullptr, nullptr);
     }
     ~ScriptRun() {
         delete vm_;
