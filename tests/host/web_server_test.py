@@ -539,7 +539,8 @@ class LighttpdTests(ServerTests, unittest.TestCase):
         page = self.contact("?page=mailbox", user="owner", password="pw1")
         self.assertIn("<tr><td>Message from the contact form</td><td>ann@x.test</td>", page)
         self.assertIn("<p>Messages: 1.</p>", page)
-        self.assertIn("Error logging into &#39;",
+        self.assertIn(f"<p class=\"problem\">Error logging into '{POP_HOST}': [AUTH] "
+                      "Authentication failed.</p>",
                       self.contact("?page=mailbox", user="<b>", password="wrong"))
 
     def shop(self, query="", language="en", **form):
