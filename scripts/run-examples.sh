@@ -3,8 +3,9 @@
 # lighttpd on http://127.0.0.1:${PORT:-8080}/ until interrupted.
 #
 # The site lives in build/site: the engine and its configuration library and
-# file in cgi-bin/, the examples' function library (HTMLEncode) and test
-# payment method (testpay, for the checkout example) in lib/, the
+# file in cgi-bin/, the examples' function library (HTMLEncode), test
+# payment method (testpay, for the checkout example) and in-memory database
+# type (memdb, for the report example) in lib/, the
 # compiled examples in scripts/, data/ for uploads and the guestbook's
 # table, and temp/. A request for /cgi-bin/oxin/NAME/index.oxc runs
 # examples/NAME.
@@ -35,13 +36,14 @@ for file in examples/*/data/*; do
   cp "$file" "$site/data/"
 done
 cp build/bin/oxin build/lib/liboxinconfig.so "$site/cgi-bin/"
-cp build/lib/liboxinhtml.so build/lib/liboxintestpay.so "$site/lib/"
+cp build/lib/liboxinhtml.so build/lib/liboxintestpay.so build/lib/liboxinmemdb.so "$site/lib/"
 cat > "$site/cgi-bin/oxin.conf" <<CONF
 dir_oxin = $site/scripts
 dir_data = $site/data
 dir_temp = $site/temp
 library builtin $site/lib/liboxinhtml.so
 library commerce testpay $site/lib/liboxintestpay.so
+library database memdb $site/lib/liboxinmemdb.so
 system contact_to = owner@localhost
 system contact_smtp_host = 127.0.0.1
 system contact_smtp_port = 2525

@@ -21,6 +21,7 @@ import threading
 import time
 import unittest
 from pathlib import Path
+from urllib.parse import quote
 
 BUILD = os.path.abspath(sys.argv[1])
 SOURCE = os.path.abspath(sys.argv[2])
@@ -75,6 +76,7 @@ max_async_tasks = 1
 timeout_async = 1
 library builtin {build}/lib/liboxinhtml.so
 library commerce testpay {build}/lib/liboxintestpay.so
+library database memdb {build}/lib/liboxinmemdb.so
 system contact_to = owner@oxin.test
 system contact_smtp_host = 127.0.0.1
 system contact_smtp_port = {smtp_port}
@@ -360,6 +362,33 @@ def engine_processes(engine):
 
 class LighttpdTests(ServerTests, unittest.TestCase):
     server = Lighttpd
+
+    def test_report_example_lists_prices_from_the_memory_table(self):
+        pages = {}
+        for maximum in ("", "2.5", "0.79", "100", "<b>", "1.234", "-1"):
+            _, _, body = self.get("/cgi-bin/oxin/report/index.oxc?max=" + quote(maximum))
+            pages[maximum] = page = body.decode()
+            self.assertRegex(page, r'^<!DOCTYPE html>\n<html lang="en">\n(?s:.*)</body>\n</html>\n$')
+            self.assertNotIn("<gereift>", page)
+            self.assertNotIn("<b>", page)
+        rows = {"A1": "<tr><td>A1</td><td>Apple</td><td>2.50</td></tr>\n",
+                "B2": "<tr><td>B2</td><td>Bread roll</td><td>0.80</td></tr>\n",
+                "C3": "<tr><td>C3</td><td>Cheese &quot;Old Amsterdam&quot;</td><td>12.00</td></tr>\n"}
+        for maximum, listed, summary in (("", "A1 B2 C3", "3 items, together 15.30"),
+                                         ("2.5", "A1 B2", "2 items, together 3.30"),
+                                         ("0.79", "", "0 items, together 0.00"),
+                                         ("100", "A1 B2 C3", "3 items, together 15.30")):
+            page = pages[maximum]
+            self.assertIn("<p>The price list has 3 items.</p>", page)
+            self.assertIn("<tr><th>Item</th><th>Name</th><th>Price</th></tr>\n"
+                          + "".join(rows[c] for c in listed.split()) + "</table>\n"
+                          f"<p>Listed: {summary}.</p>", page)
+        self.assertIn("<h2>Items at or below 2.5</h2>", pages["2.5"])
+        for maximum in ("<b>", "1.234", "-1"):
+            self.assertIn(f'<p class="problem">&quot;{html.escape(maximum)}&quot; is not a price.',
+                          pages[maximum])
+            self.assertNotIn("<table>", pages[maximum])
+        self.assertIn('value="&lt;b&gt;"', pages["<b>"])
 
     def logged(self, identity, cookie=None):
         options = ["-b", f"oxinlogcookie={cookie}"] if cookie else []
