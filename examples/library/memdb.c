@@ -81,6 +81,19 @@ static Table* tables;
 /* Why the last open or create failed, before a database has a state. */
 static char open_error[256];
 
+static void free_rows(Rows* rows, int columns);
+
+/* The tables live as long as the library: they go when it is unloaded. */
+__attribute__((destructor)) static void free_tables(void) {
+    while (tables) {
+        Table* table = tables;
+        tables = table->next;
+        free_rows(&table->data, table->column_count);
+        free(table->columns);
+        free(table);
+    }
+}
+
 /* ---- cells and rows */
 
 static char* copy_text(const char* text, int length) {
@@ -389,8 +402,17 @@ static int db_create(ExternalDatabase* db, const char* path, int path_length, co
 #define db_create create_table
 #endif
 
+static void db_release(ExternalDatabase* db);
+
+/* Tables of an older version are never told of their release: their state
+ * goes when the script closes them. */
 static int db_close(ExternalDatabase* db) {
+#if MEMDB_VERSION < 6
+    if (oxDatabase_data(db)) db_release(db);
+    oxDatabase_SetData(db, NULL);
+#else
     (void)db;
+#endif
     return 1;
 }
 

@@ -179,9 +179,14 @@ static void api_variables(OxinVM* vm, VariableHash* parameters, Variable* result
 
 /* The running program: settings, output, encoders, persistent data,
  * script functions and expressions. */
+/* Runs when the call manager goes, after the machine that registered the
+ * data: it may free the data but not call into the machine. */
+static int cleanups = 0;
+EXPORTED int api_cleanups(void) {
+    return cleanups;
+}
 static void cleanup_counter(OxinVM* vm, void* data) {
-    (void)vm;
-    oxProgram_Output(vm, "[cleanup]", -1);
+    cleanups++;
     oxProgram_Free(vm, data);
 }
 
