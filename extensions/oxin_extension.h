@@ -213,7 +213,9 @@ char* oxProgram_JavaScriptString_Encode(OxinVM* vm, const char* text, int length
 
 /* Data kept by name for the rest of the request, shared by every library:
  * prefix the names. cleanup (may be null: the data is released as by
- * oxProgram_Free) runs when the data is replaced or the request ends. */
+ * oxProgram_Free) runs when the data is replaced or the request ends; at
+ * the end the machine has ended already, so a cleanup must not call into
+ * it: it may only free the data (oxProgram_Free does not use the machine). */
 typedef void (*OxPersistentCleanup)(OxinVM* vm, void* data);
 void* oxProgram_Lookup_Persistent(OxinVM* vm, const char* name, int length);
 void oxProgram_Register_Persistent(OxinVM* vm, const char* name, int length, void* data,
