@@ -24,7 +24,8 @@ for fuzzer in "$bindir"/fuzz_*; do
   echo "== $name for ${seconds}s"
   # shellcheck disable=SC2086
   # An input that runs longer than 20 s fails the run instead of stalling it.
-  if ! "$fuzzer" -max_total_time="$seconds" -timeout=20 -print_final_stats=0 "$work" $seeds >"build-fuzz/$name.log" 2>&1; then
+  if ! "$fuzzer" -max_total_time="$seconds" -timeout=20 -print_final_stats=0 \
+      -artifact_prefix="build-fuzz/$name-" "$work" $seeds >"build-fuzz/$name.log" 2>&1; then
     tail -n 40 "build-fuzz/$name.log"
     status=1
   fi

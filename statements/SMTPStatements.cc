@@ -19,8 +19,11 @@ String Taken(PoppedText& popped) {
 }
 
 void op_smtp_operands(OxinVM* vm, int count) {
-    for (; count > kMostOperands; count--)
+    // A popped empty stack is fatal: a count beyond what was pushed stops
+    // there rather than failing once for every missing entry.
+    for (; count > kMostOperands && !vm->fatal(); count--)
         vm->stack()->Pop();
+    if (count > kMostOperands) return;
     PoppedText popped[kMostOperands + 1];
     int port = 25;
     for (int position = count; position >= 1; position--) {
