@@ -4,6 +4,8 @@
 #include "base/StringClass.h"
 #include "extensions/oxin_extension.h"
 
+class ExternalLibrary;
+
 // A database type that a shared library supplies: the type's name, the
 // library's path, and the library's table of functions once it is loaded.
 class ExternalDatabaseLibrary {
@@ -16,12 +18,17 @@ class ExternalDatabaseLibrary {
     const String& path() const { return path_; }
     // Null until the library is loaded; then kept for the process's life.
     const _OX_EL_Database* descriptor() const { return descriptor_; }
-    void SetDescriptor(const _OX_EL_Database* descriptor) { descriptor_ = descriptor; }
+    bool loaded() const { return descriptor_ != nullptr; }
+    // Takes the table of functions from library (its oxin_database_library);
+    // false with the reason in Get_Error().
+    bool Load(ExternalLibrary* library);
+    const String& Get_Error() const { return error_; }
 
   private:
     String name_;
     String path_;
     const _OX_EL_Database* descriptor_ = nullptr;
+    String error_;
 };
 
 // Database types are found by name, regardless of case.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstring>
+
 #include "application/LibraryNames.h"
 #include "application/OxinApplication.h"
 #include "base/HashTable.h"
@@ -35,6 +37,10 @@ class NamedLibraryManager : public LibraryNames {
   protected:
     void Register(const char* name, const char* path) {
         libraries_.Insert(new T(name ? name : "", path ? path : ""));
+    }
+    // Drops the first library registered under name, if any.
+    void Unregister(const char* name) {
+        if (name) delete libraries_.Remove(name, static_cast<int>(strlen(name)));
     }
     // The library of name, loaded now if it was not; null with the reason in
     // *error: unknown (the text that unknown makes of the name), a library

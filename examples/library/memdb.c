@@ -188,7 +188,7 @@ static int fail(char* error, const char* format, const char* text, int length) {
     return 0;
 }
 
-/* One "name TYPE[(n[.m])]" of a field specification; 0 when it is bad. */
+/* One "name TYPE[(n[.m])]" of a list of fields; 0 when it is bad. */
 static int parse_column(const char* spec, int length, Column* column) {
     char text[128];
     if (length <= 0 || length >= (int)sizeof text) return 0;
@@ -356,7 +356,7 @@ static int create_table(ExternalDatabase* db, const char* path, int path_length,
     if (table && table->users > 0) return fail(open_error, "Table '%.*s' is in use", path, path_length);
     if (!parse_fields(fields, fields_length, &columns, &count)) {
         free(columns);
-        return fail(open_error, "Bad field specification '%.*s'", fields, fields_length);
+        return fail(open_error, "Bad list of fields '%.*s'", fields, fields_length);
     }
     if (!table) {
         table = calloc(1, sizeof(Table));
