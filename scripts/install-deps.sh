@@ -18,7 +18,10 @@ nginx:/usr/sbin/nginx openssl:/usr/bin/openssl libssl-dev:/usr/lib/x86_64-linux-
 debian-reference-en:/usr/share/debian-reference/index.en.html
 libxml2-utils:/usr/bin/xmllint
 python3-aiosmtpd:/usr/lib/python3/dist-packages/aiosmtpd/__init__.py
-dovecot-pop3d:/usr/lib/dovecot/pop3"
+dovecot-pop3d:/usr/lib/dovecot/pop3
+postgresql-15:/usr/lib/postgresql/15/bin/initdb
+libpq-dev:/usr/include/postgresql/libpq-fe.h
+pgbouncer:/usr/sbin/pgbouncer"
 if [ "${1:-}" = "fuzz" ]; then
   packages="$packages clang:/usr/bin/clang
 libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a"
