@@ -24,11 +24,17 @@ std::string FirstLine(const char* message) {
     return text;
 }
 
+// The server's notices (a table that DROP ... IF EXISTS did not find) are
+// not for the web server's error log.
+void IgnoreNotice(void*, const char*) {}
+
 PGconn* Connect(const std::string& conninfo) {
     // The string's own settings override these, as it comes later.
     const char* keywords[] = {"connect_timeout", "fallback_application_name", "dbname", nullptr};
     const char* values[] = {"10", "oxin", conninfo.c_str(), nullptr};
-    return PQconnectdbParams(keywords, values, 1);
+    PGconn* connection = PQconnectdbParams(keywords, values, 1);
+    PQsetNoticeProcessor(connection, IgnoreNotice, nullptr);
+    return connection;
 }
 
 }  // namespace
