@@ -93,8 +93,15 @@ void PostgresConnection::ParkStream() {
     stream_ = nullptr;
 }
 
+// Without parameters the text goes as a simple query, which may hold more
+// than one statement.
 bool PostgresConnection::Send(std::string_view sql, const Parameters& parameters) {
     std::string text(sql);
+    if (parameters.empty()) {
+        if (PQsendQuery(connection_, text.c_str())) return true;
+        error_ = ErrorText(connection_, nullptr, "08006");
+        return false;
+    }
     std::vector<const char*> values;
     std::vector<int> lengths, formats;
     for (const Parameter& parameter : parameters) {
