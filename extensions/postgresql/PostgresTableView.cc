@@ -153,11 +153,15 @@ void PostgresTableView::Stand(std::vector<Row> rows, size_t index) {
     loaded_ = true;
 }
 
+// The first rows are read when the script first needs a row. A find or go
+// that missed before then has set eof, which stays.
 bool PostgresTableView::EnsureLoaded() {
     if (loaded_) return true;
     std::vector<Row> rows;
     if (!Fetch("", {}, false, &rows)) return false;
+    bool missed = eof_;
     Stand(std::move(rows), 0);
+    eof_ = eof_ || missed;
     return true;
 }
 
@@ -218,7 +222,6 @@ bool PostgresTableView::Go(long position) {
     }
     if (primary_key_.size() != 1 || !columns_[primary_key_[0]].IsInteger())
         return Fail("OxGO to a record number needs a primary key of one integer column");
-    if (!EnsureLoaded()) return false;
     if (!Fetch(PrimaryKeyMatch(1), Texts({std::to_string(position)}), false, &rows))
         return false;
     if (rows.empty()) return PastTheEnd();
@@ -230,7 +233,6 @@ bool PostgresTableView::Go(long position) {
 // Not found: eof is set and the view stays where it was.
 bool PostgresTableView::Find(std::string_view key, bool whole) {
     if (key_.empty()) return Fail("Database has no open indexes");
-    if (!EnsureLoaded()) return false;
     std::vector<Row> rows;
     std::string extra = "(" + key_ + (whole ? ") = $1" : ") >= $1");
     if (!Fetch(extra, Texts({std::string(key)}), false, &rows)) return false;
@@ -331,7 +333,14 @@ bool PostgresTableView::Delete() {
 
 // ---- keys
 
+// A column is taken as it is; any other name is looked up among the
+// table's indexes.
 bool PostgresTableView::LookUpKey(std::string_view index, std::string* expression) {
+    for (const Column& column : columns_)
+        if (SameName(column.name, index)) {
+            *expression = connection_->Identifier(column.name);
+            return true;
+        }
     std::string made = relname_ + "_" + FileBaseName(index);
     Result result = connection_->Execute(kIndexExpression,
                                          Texts({table_, std::string(index), made}));
@@ -340,11 +349,6 @@ bool PostgresTableView::LookUpKey(std::string_view index, std::string* expressio
         *expression = PQgetvalue(result.get(), 0, 0);
         return true;
     }
-    for (const Column& column : columns_)
-        if (SameName(column.name, index)) {
-            *expression = connection_->Identifier(column.name);
-            return true;
-        }
     return Fail("Table '" + relname_ + "' has no index or column named '" + std::string(index) +
                 "'");
 }

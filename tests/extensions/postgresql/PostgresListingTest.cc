@@ -51,18 +51,15 @@ std::string FreshDatabase(bool bouncer) {
     return (bouncer ? server()->bouncer_conninfo() : server()->conninfo()) + " dbname=" + name;
 }
 
-// Runs base.oxs, with $TYPE standing for "postgresql" and $CONNINFO for the
-// connection string, against a fresh database; expects base.out.
-void ExpectOutput(const std::string& base, bool bouncer) {
-    ASSERT_TRUE(server()->running());
-    std::string conninfo = FreshDatabase(bouncer);
+// Runs listing, with $TYPE standing for "postgresql" and $CONNINFO for the
+// connection string that the configuration also gives; its output.
+std::string RunListing(std::string listing, const std::string& conninfo) {
     TempDirectory data;
     TestApplication application;
     ExternalConfig config(&application, nullptr, nullptr, application.databasemanager(), nullptr,
                           nullptr, nullptr);
     application.files().InitializeDataDirectory(data.path().c_str());
     config.Register_Library_Database("postgresql", OXIN_POSTGRESQL_LIBRARY);
-    std::string listing = read_file(base + ".oxs");
     for (auto [from, to] : {std::pair<std::string, std::string>{"$TYPE", "postgresql"},
                             {"$CONNINFO", conninfo}})
         for (size_t at; (at = listing.find(from)) != std::string::npos;)
@@ -71,14 +68,21 @@ void ExpectOutput(const std::string& base, bool bouncer) {
     application.SetOutput(&output);
     {
         ScriptRun run(listing, &application);
-        ASSERT_EQ(run.error(), "");
+        EXPECT_EQ(run.error(), "");
         run.system().SetVariable(new ImmutableVariable("postgresql_connection", 21,
                                                        conninfo.data(),
                                                        static_cast<int>(conninfo.size())));
         EXPECT_EQ(run.Go(), 1);
     }
-    EXPECT_EQ(output.text(), read_file(base + ".out"));
     application.SetOutput(nullptr);
+    return output.text();
+}
+
+// Runs base.oxs against a fresh database and expects base.out.
+void ExpectOutput(const std::string& base, bool bouncer) {
+    ASSERT_TRUE(server()->running());
+    EXPECT_EQ(RunListing(read_file(base + ".oxs"), FreshDatabase(bouncer)),
+              read_file(base + ".out"));
 }
 
 using Listing = std::tuple<std::string, std::string, bool>;
@@ -105,5 +109,76 @@ INSTANTIATE_TEST_SUITE_P(Library, PostgresListingTest,
                                             ::testing::ValuesIn(listing_names(kListings)),
                                             ::testing::Bool()),
                          Name);
+
+// Opens a table through the connection string and prints OxOPEN's error.
+const char kOpenListing[] = R"(
+.segment 0
+    tagerror 28, 0
+    pushc "d"
+    pushc "t"
+    pushc ""
+    pushc "$TYPE"
+    pushc "$CONNINFO"
+    pushc ""
+    dbopen
+    pushnc "OxOPEN_Error"
+    out
+.end
+)";
+
+TEST(PostgresConnectionTest, FailuresReachTheScriptAsOxOPENsError) {
+    ASSERT_TRUE(server()->running());
+    struct Case {
+        std::string conninfo, expected;
+    } cases[] = {
+        {server()->conninfo() + " password=wrong", "authentication failed"},
+        {server()->bouncer_conninfo() + " password=wrong", "authentication failed"},
+        {"host=127.0.0.1 port=1 dbname=x", "Connection refused"},
+        {"host=127.0.0.1 port=1 dbname=x sslmode=requre", "invalid sslmode value"},
+    };
+    for (const Case& c : cases) {
+        std::string error = RunListing(kOpenListing, c.conninfo);
+        EXPECT_EQ(error.substr(0, 7), "08001: ") << error;
+        EXPECT_NE(error.find(c.expected), std::string::npos) << error;
+    }
+}
+
+// The peak resident size of this process since the last reset, in kB.
+long PeakKilobytes() {
+    std::string status = read_file("/proc/self/status");
+    size_t at = status.find("VmHWM:");
+    return at == std::string::npos ? -1 : atol(status.c_str() + at + 6);
+}
+
+void ResetPeak() {
+    FILE* refs = fopen("/proc/self/clear_refs", "w");
+    ASSERT_NE(refs, nullptr);
+    fputs("5", refs);
+    fclose(refs);
+}
+
+// A million rows stream through a view one at a time: the walk holds no
+// more memory than a short one.
+TEST(PostgresStreamingTest, AMillionRowsPassWithFlatMemory) {
+    ASSERT_TRUE(server()->running());
+    std::string conninfo = FreshDatabase(false);
+    auto walk = [](const char* rows) {
+        std::string listing = read_file(kListings + "../stream.oxs");
+        return listing.replace(listing.find("$ROWS"), 5, rows);
+    };
+    RunListing(walk("10"), conninfo);  // loads the library and warms the allocator
+    long peaks[2];
+    std::string outputs[2];
+    for (int i = 0; i < 2; i++) {
+        std::string listing = walk(i ? "1000000" : "1000");
+        ResetPeak();
+        long before = PeakKilobytes();
+        outputs[i] = RunListing(listing, conninfo);
+        peaks[i] = PeakKilobytes() - before;
+    }
+    EXPECT_EQ(outputs[0], "1000 1000");
+    EXPECT_EQ(outputs[1], "1000000 1000000");
+    EXPECT_LT(peaks[1], peaks[0] + 4096) << "kB more for a million rows than for a thousand";
+}
 
 }  // namespace
