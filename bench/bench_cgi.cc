@@ -97,6 +97,39 @@ struct Measure {
     long peak_kb = -1;
 };
 
+// Runs argv once in directory with environment and the entry varied if
+// any; the wall time in milliseconds, with the largest resident size so far
+// in measure, or -1 if it failed.
+double run_once(const std::string& directory, const std::vector<std::string>& argv,
+                const std::vector<std::string>& environment, const std::string& varied,
+                Measure* measure) {
+    auto start = std::chrono::steady_clock::now();
+    fflush(stdout);
+    pid_t child = fork();
+    if (child == 0) {
+        if (chdir(directory.c_str()) != 0) _exit(127);
+        freopen("/dev/null", "w", stdout);
+        freopen("/dev/null", "r", stdin);
+        std::vector<char*> args, env;
+        for (const std::string& a : argv)
+            args.push_back(const_cast<char*>(a.c_str()));
+        args.push_back(nullptr);
+        for (const std::string& e : environment)
+            env.push_back(const_cast<char*>(e.c_str()));
+        if (!varied.empty()) env.push_back(const_cast<char*>(varied.c_str()));
+        env.push_back(nullptr);
+        execve(args[0], args.data(), env.data());
+        _exit(127);
+    }
+    int status;
+    rusage usage;
+    wait4(child, &status, 0, &usage);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return -1;
+    if (usage.ru_maxrss > measure->peak_kb) measure->peak_kb = usage.ru_maxrss;
+    std::chrono::duration<double, std::milli> elapsed = std::chrono::steady_clock::now() - start;
+    return elapsed.count();
+}
+
 // Runs argv in directory kRuns times with environment, and with the entry
 // that vary gives for the run's number if there is one; wall time and the
 // largest resident size of any run.
@@ -104,35 +137,44 @@ Measure run_many(const std::string& directory, const std::vector<std::string>& a
                  const std::vector<std::string>& environment,
                  const std::function<std::string(int)>& vary = nullptr) {
     Measure measure;
-    auto start = std::chrono::steady_clock::now();
-    fflush(stdout);
+    double total = 0;
     for (int i = 0; i < kRuns; i++) {
-        std::string varied = vary ? vary(i) : "";
-        pid_t child = fork();
-        if (child == 0) {
-            if (chdir(directory.c_str()) != 0) _exit(127);
-            freopen("/dev/null", "w", stdout);
-            freopen("/dev/null", "r", stdin);
-            std::vector<char*> args, env;
-            for (const std::string& a : argv)
-                args.push_back(const_cast<char*>(a.c_str()));
-            args.push_back(nullptr);
-            for (const std::string& e : environment)
-                env.push_back(const_cast<char*>(e.c_str()));
-            if (!varied.empty()) env.push_back(const_cast<char*>(varied.c_str()));
-            env.push_back(nullptr);
-            execve(args[0], args.data(), env.data());
-            _exit(127);
-        }
-        int status;
-        rusage usage;
-        wait4(child, &status, 0, &usage);
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return Measure();
-        if (usage.ru_maxrss > measure.peak_kb) measure.peak_kb = usage.ru_maxrss;
+        double ms = run_once(directory, argv, environment, vary ? vary(i) : "", &measure);
+        if (ms < 0) return Measure();
+        total += ms;
     }
-    std::chrono::duration<double, std::milli> elapsed = std::chrono::steady_clock::now() - start;
-    measure.ms_per_request = elapsed.count() / kRuns;
+    measure.ms_per_request = total / kRuns;
     return measure;
+}
+
+// A program to time among others: its command line and environment.
+struct Side {
+    std::vector<std::string> argv;
+    std::vector<std::string> environment;
+    bool enabled = true;
+};
+
+// Runs the sides in turn, one run of each per round for kRuns rounds, so
+// that all of them meet the same load of a shared machine; a side that
+// fails once is dropped.
+std::vector<Measure> run_interleaved(const std::string& directory, const std::vector<Side>& sides,
+                                     const std::function<std::string(int)>& vary) {
+    std::vector<Measure> measures(sides.size());
+    std::vector<double> totals(sides.size(), 0);
+    std::vector<bool> failed(sides.size(), false);
+    for (size_t s = 0; s < sides.size(); s++)
+        failed[s] = !sides[s].enabled;
+    for (int i = 0; i < kRuns; i++)
+        for (size_t s = 0; s < sides.size(); s++) {
+            if (failed[s]) continue;
+            double ms = run_once(directory, sides[s].argv, sides[s].environment, vary(i),
+                                 &measures[s]);
+            if (ms < 0) failed[s] = true;
+            totals[s] += ms;
+        }
+    for (size_t s = 0; s < sides.size(); s++)
+        measures[s] = failed[s] ? Measure() : Measure{totals[s] / kRuns, measures[s].peak_kb};
+    return measures;
 }
 
 // Requests per second that wrk gets from lighttpd for each path, or -1.
@@ -606,41 +648,52 @@ int main(int argc, char** argv) {
         entries[6] = "SCRIPT_FILENAME=" + site.cgi + "/" + script;
         return entries;
     };
-    // Times a side that prints the record asked for.
+    // A side is timed only if it prints the record asked for.
     auto checked = [&](const char* name, const std::vector<std::string>& argv,
-                       const std::vector<std::string>& environment) {
+                       const std::vector<std::string>& environment, bool enabled = true) {
+        Side side{argv, environment, enabled};
+        if (!enabled) return side;
         std::string page = body(run_output("cd " + site.cgi + " && " + shell_env(environment) +
                                            " " + argv[0] + " 2>/dev/null"));
-        if (page != find_line(1)) {
-            printf("%s prints: %s(not timed)\n", name, page.c_str());
-            return Measure();
-        }
-        return run_many(site.cgi, argv, environment, find_query);
+        side.enabled = page == find_line(1);
+        if (!side.enabled) printf("%s prints: %s(not timed)\n", name, page.c_str());
+        return side;
     };
-    Measure engine_pg = checked("engine + PostgreSQL", {site.cgi + "/oxin"}, engine_pg_env("pg.conf"));
-    Measure engine_bouncer =
-        checked("engine + pgbouncer", {site.cgi + "/oxin"}, engine_pg_env("pgbouncer.conf"));
-    Measure php_pg = site.php_ok ? checked("php-cgi + pgsql", {"/usr/bin/php-cgi"},
-                                           php_pg_env("findpg.php"))
-                                 : Measure();
-    Measure php_bouncer = site.php_ok ? checked("php-cgi + pgbouncer", {"/usr/bin/php-cgi"},
-                                                php_pg_env("findpgb.php"))
-                                      : Measure();
+    // All six in turn: the two above again, so that the ratios compare runs
+    // under the same load.
+    std::vector<Measure> measures = run_interleaved(
+        site.cgi,
+        {checked("engine + xBase", {site.cgi + "/oxin"}, cgi_env, engine_right),
+         checked("engine + PostgreSQL", {site.cgi + "/oxin"}, engine_pg_env("pg.conf")),
+         checked("engine + pgbouncer", {site.cgi + "/oxin"}, engine_pg_env("pgbouncer.conf")),
+         checked("php-cgi + SQLite", {"/usr/bin/php-cgi"}, php_env, php_right),
+         checked("php-cgi + PostgreSQL", {"/usr/bin/php-cgi"}, php_pg_env("findpg.php"),
+                 site.php_ok),
+         checked("php-cgi + pgbouncer", {"/usr/bin/php-cgi"}, php_pg_env("findpgb.php"),
+                 site.php_ok)},
+        find_query);
+    const Measure& engine_xbase = measures[0];
+    const Measure& engine_pg = measures[1];
+    const Measure& engine_bouncer = measures[2];
+    const Measure& php_sqlite = measures[3];
+    const Measure& php_pg = measures[4];
+    const Measure& php_bouncer = measures[5];
+    printf("the six in turn, %d rounds of one run each\n", kRuns);
     printf("%-24s %12s %12s\n", "program", "ms/request", "peak KB");
     struct Line {
         const char* name;
         const Measure& measure;
     };
-    for (const Line& line : {Line{"engine + xBase", engine_find},
+    for (const Line& line : {Line{"engine + xBase", engine_xbase},
                              Line{"engine + PostgreSQL", engine_pg},
                              Line{"engine + pgbouncer", engine_bouncer},
-                             Line{"php-cgi + SQLite", php_find},
+                             Line{"php-cgi + SQLite", php_sqlite},
                              Line{"php-cgi + PostgreSQL", php_pg},
                              Line{"php-cgi + pgbouncer", php_bouncer}})
         printf("%-24s %12.3f %12ld\n", line.name, line.measure.ms_per_request,
                line.measure.peak_kb);
     printf("time engine+PostgreSQL/engine+xBase");
-    ratio(engine_pg.ms_per_request, engine_find.ms_per_request);
+    ratio(engine_pg.ms_per_request, engine_xbase.ms_per_request);
     printf("   engine+PostgreSQL/php-cgi+PostgreSQL");
     ratio(engine_pg.ms_per_request, php_pg.ms_per_request);
     printf("   engine+pgbouncer/php-cgi+pgbouncer");
@@ -650,7 +703,7 @@ int main(int argc, char** argv) {
     printf("   php-cgi");
     ratio(php_bouncer.ms_per_request, php_pg.ms_per_request);
     printf("\npeak memory engine+PostgreSQL/engine+xBase");
-    ratio(static_cast<double>(engine_pg.peak_kb), static_cast<double>(engine_find.peak_kb));
+    ratio(static_cast<double>(engine_pg.peak_kb), static_cast<double>(engine_xbase.peak_kb));
     printf("   engine+PostgreSQL/php-cgi+PostgreSQL");
     ratio(static_cast<double>(engine_pg.peak_kb), static_cast<double>(php_pg.peak_kb));
     printf("\n");
