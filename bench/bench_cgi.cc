@@ -4,10 +4,14 @@
 // by lighttpd under load from wrk (requests per second). Prints the ratios
 // engine/other. Then a page that finds one record by key among 100,000 and
 // prints it: the engine through its table and index against php-cgi with
-// its SQLite3 class on an indexed table of the same rows. Needs cc,
-// php-cgi (with php8.2-sqlite3 for the find), lighttpd and wrk on the PATH
-// for their columns. Usage: bench_cgi [BUILD_DIR] (default: the directory
-// above this program's own).
+// its SQLite3 class on an indexed table of the same rows; and the same page
+// through the PostgreSQL database library against a server of the bench's
+// own (directly and through pgbouncer in transaction mode) beside php-cgi
+// with pg_connect and pg_query_params on the same server. Needs cc,
+// php-cgi (with php8.2-sqlite3 and php8.2-pgsql for the finds), lighttpd
+// and wrk on the PATH, and PostgreSQL 15 and pgbouncer for their columns.
+// Usage: bench_cgi [BUILD_DIR] (default: the directory above this
+// program's own).
 #include <pwd.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
@@ -93,6 +97,39 @@ struct Measure {
     long peak_kb = -1;
 };
 
+// Runs argv once in directory with environment and the entry varied if
+// any; the wall time in milliseconds, with the largest resident size so far
+// in measure, or -1 if it failed.
+double run_once(const std::string& directory, const std::vector<std::string>& argv,
+                const std::vector<std::string>& environment, const std::string& varied,
+                Measure* measure) {
+    auto start = std::chrono::steady_clock::now();
+    fflush(stdout);
+    pid_t child = fork();
+    if (child == 0) {
+        if (chdir(directory.c_str()) != 0) _exit(127);
+        freopen("/dev/null", "w", stdout);
+        freopen("/dev/null", "r", stdin);
+        std::vector<char*> args, env;
+        for (const std::string& a : argv)
+            args.push_back(const_cast<char*>(a.c_str()));
+        args.push_back(nullptr);
+        for (const std::string& e : environment)
+            env.push_back(const_cast<char*>(e.c_str()));
+        if (!varied.empty()) env.push_back(const_cast<char*>(varied.c_str()));
+        env.push_back(nullptr);
+        execve(args[0], args.data(), env.data());
+        _exit(127);
+    }
+    int status;
+    rusage usage;
+    wait4(child, &status, 0, &usage);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return -1;
+    if (usage.ru_maxrss > measure->peak_kb) measure->peak_kb = usage.ru_maxrss;
+    std::chrono::duration<double, std::milli> elapsed = std::chrono::steady_clock::now() - start;
+    return elapsed.count();
+}
+
 // Runs argv in directory kRuns times with environment, and with the entry
 // that vary gives for the run's number if there is one; wall time and the
 // largest resident size of any run.
@@ -100,35 +137,44 @@ Measure run_many(const std::string& directory, const std::vector<std::string>& a
                  const std::vector<std::string>& environment,
                  const std::function<std::string(int)>& vary = nullptr) {
     Measure measure;
-    auto start = std::chrono::steady_clock::now();
-    fflush(stdout);
+    double total = 0;
     for (int i = 0; i < kRuns; i++) {
-        std::string varied = vary ? vary(i) : "";
-        pid_t child = fork();
-        if (child == 0) {
-            if (chdir(directory.c_str()) != 0) _exit(127);
-            freopen("/dev/null", "w", stdout);
-            freopen("/dev/null", "r", stdin);
-            std::vector<char*> args, env;
-            for (const std::string& a : argv)
-                args.push_back(const_cast<char*>(a.c_str()));
-            args.push_back(nullptr);
-            for (const std::string& e : environment)
-                env.push_back(const_cast<char*>(e.c_str()));
-            if (!varied.empty()) env.push_back(const_cast<char*>(varied.c_str()));
-            env.push_back(nullptr);
-            execve(args[0], args.data(), env.data());
-            _exit(127);
-        }
-        int status;
-        rusage usage;
-        wait4(child, &status, 0, &usage);
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return Measure();
-        if (usage.ru_maxrss > measure.peak_kb) measure.peak_kb = usage.ru_maxrss;
+        double ms = run_once(directory, argv, environment, vary ? vary(i) : "", &measure);
+        if (ms < 0) return Measure();
+        total += ms;
     }
-    std::chrono::duration<double, std::milli> elapsed = std::chrono::steady_clock::now() - start;
-    measure.ms_per_request = elapsed.count() / kRuns;
+    measure.ms_per_request = total / kRuns;
     return measure;
+}
+
+// A program to time among others: its command line and environment.
+struct Side {
+    std::vector<std::string> argv;
+    std::vector<std::string> environment;
+    bool enabled = true;
+};
+
+// Runs the sides in turn, one run of each per round for kRuns rounds, so
+// that all of them meet the same load of a shared machine; a side that
+// fails once is dropped.
+std::vector<Measure> run_interleaved(const std::string& directory, const std::vector<Side>& sides,
+                                     const std::function<std::string(int)>& vary) {
+    std::vector<Measure> measures(sides.size());
+    std::vector<double> totals(sides.size(), 0);
+    std::vector<bool> failed(sides.size(), false);
+    for (size_t s = 0; s < sides.size(); s++)
+        failed[s] = !sides[s].enabled;
+    for (int i = 0; i < kRuns; i++)
+        for (size_t s = 0; s < sides.size(); s++) {
+            if (failed[s]) continue;
+            double ms = run_once(directory, sides[s].argv, sides[s].environment, vary(i),
+                                 &measures[s]);
+            if (ms < 0) failed[s] = true;
+            totals[s] += ms;
+        }
+    for (size_t s = 0; s < sides.size(); s++)
+        measures[s] = failed[s] ? Measure() : Measure{totals[s] / kRuns, measures[s].peak_kb};
+    return measures;
 }
 
 // Requests per second that wrk gets from lighttpd for each path, or -1.
@@ -230,9 +276,9 @@ two_digits:
 // variable "key" would be hidden by the field.)
 const char kFindPage[] = R"text(.segment 0
     pushc "t"
-    pushc "t.dbf"
-    pushc "t.qtx"
-    pushc ""
+    pushc "@PATH@"
+    pushc "@INDEXES@"
+    pushc "@TYPE@"
     pushc ""
     pushc ""
     dbopen
@@ -272,6 +318,29 @@ $find->bindValue(1, $_GET['id'] ?? '', SQLITE3_TEXT);
 $row = $find->execute()->fetchArray(SQLITE3_NUM);
 echo $row ? "$row[0] $row[1] $row[2]\n" : "not found\n";
 )text";
+
+// The find page of a database type: its table, the key to find by (an xBase
+// index file, or a column of a PostgreSQL table) and the type.
+std::string find_page(const std::string& path, const std::string& indexes,
+                      const std::string& type) {
+    std::string page = kFindPage;
+    for (auto [mark, value] : {std::pair<std::string, std::string>{"@PATH@", path},
+                               {"@INDEXES@", indexes},
+                               {"@TYPE@", type}})
+        page.replace(page.find(mark), mark.size(), value);
+    return page;
+}
+
+// The same page in PHP on PostgreSQL: one connection per request, as a CGI
+// process has no other, and the key passed as a parameter.
+std::string find_pgsql_php(const std::string& conninfo) {
+    return "<?php\n$db = pg_connect('" + conninfo +
+           "');\n"
+           "$result = pg_query_params($db, 'SELECT key, name, amount FROM t WHERE key = $1',\n"
+           "                          [$_GET['id'] ?? '']);\n"
+           "$row = pg_fetch_row($result);\n"
+           "echo $row ? \"$row[0] $row[1] $row[2]\\n\" : \"not found\\n\";\n";
+}
 
 // The row that a run asks for, spread over the table; its query and the line
 // that both pages print for it.
@@ -336,7 +405,7 @@ double build_find_site(const std::string& build, const Site& site) {
         return -1;
     }
 
-    write_file(site.root + "/find.oxs", kFindPage);
+    write_file(site.root + "/find.oxs", find_page("t.dbf", "t.qtx", ""));
     mkdir((site.root + "/scripts/find").c_str(), 0777);
     system((build + "/bin/oxin-asm " + site.root + "/find.oxs " + site.root +
             "/scripts/find/index.oxc")
@@ -349,6 +418,94 @@ double build_find_site(const std::string& build, const Site& site) {
                        .c_str());
     }
     return built.count();
+}
+
+// The source tree that the build directory was configured from (its
+// CMakeCache.txt says), or "" when it does not say.
+std::string source_directory(const std::string& build) {
+    std::ifstream cache(build + "/CMakeCache.txt");
+    const std::string key = "CMAKE_HOME_DIRECTORY:INTERNAL=";
+    for (std::string line; std::getline(cache, line);)
+        if (line.compare(0, key.size(), key) == 0) return line.substr(key.size());
+    return "";
+}
+
+// A PostgreSQL server with a pgbouncer in transaction mode in front of it,
+// started by the tests' own harness in a directory of the site's, and
+// stopped with this object. Connection strings are "" when it did not start.
+struct PostgresSite {
+    std::string script;
+    std::string directory;
+    std::string conninfo;
+    std::string bouncer_conninfo;
+    std::string psql;  // the command that runs SQL from its standard input
+    std::string failure;
+
+    PostgresSite(const std::string& build, const Site& site) {
+        script = source_directory(build) + "/tests/support/postgres_server.py";
+        directory = site.root + "/pg";
+        if (access(script.c_str(), R_OK) != 0) {
+            failure = script + " is missing";
+            return;
+        }
+        std::string output = run_output("/usr/bin/python3 " + script + " start " + directory +
+                                        " --bouncer 2>&1");
+        std::string socket_dir, port, user;
+        for (size_t at = 0, end; at < output.size(); at = end + 1) {
+            end = output.find('\n', at);
+            if (end == std::string::npos) end = output.size();
+            std::string line = output.substr(at, end - at);
+            size_t equals = line.find('=');
+            if (equals == std::string::npos) continue;
+            std::string key = line.substr(0, equals), value = line.substr(equals + 1);
+            if (key == "CONNINFO") conninfo = value;
+            if (key == "BOUNCER_CONNINFO") bouncer_conninfo = value;
+            if (key == "SOCKET_DIR") socket_dir = value;
+            if (key == "PORT") port = value;
+            if (key == "USER") user = value;
+        }
+        if (conninfo.empty() || bouncer_conninfo.empty()) {
+            failure = output;
+            conninfo = bouncer_conninfo = "";
+            return;
+        }
+        psql = "/usr/lib/postgresql/15/bin/psql -X -q -v ON_ERROR_STOP=1 -h " + socket_dir +
+               " -p " + port + " -U " + user + " -d " + user + " >/dev/null";
+    }
+    ~PostgresSite() {
+        if (!conninfo.empty())
+            system(("/usr/bin/python3 " + script + " stop " + directory + " >/dev/null").c_str());
+    }
+    bool running() const { return !conninfo.empty(); }
+};
+
+// Loads the rows of the find into a table t of the server with COPY through
+// psql; the time in seconds, or -1.
+double load_postgres_table(const PostgresSite& server) {
+    auto start = std::chrono::steady_clock::now();
+    FILE* psql = popen(server.psql.c_str(), "w");
+    if (!psql) return -1;
+    fputs("CREATE TABLE t (key text PRIMARY KEY, name text, amount numeric);\n"
+          "COPY t (key, name, amount) FROM STDIN;\n",
+          psql);
+    for (int i = 0; i < kTableRows; i++)
+        fprintf(psql, "K%d\tcustomer number %d\t%d.%02d\n", 10000000 + i, i, i % 9973, i % 100);
+    fputs("\\.\nVACUUM ANALYZE t;\n", psql);
+    int status = pclose(psql);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return -1;
+    std::chrono::duration<double> loaded = std::chrono::steady_clock::now() - start;
+    return loaded.count();
+}
+
+// The engine's configuration for the PostgreSQL page on conninfo, written
+// to the site as name; the PHP page on the same server as cgi-bin/php_name.
+void write_postgres_pages(const std::string& build, const Site& site, const std::string& name,
+                          const std::string& conninfo, const std::string& php_name) {
+    write_file(site.root + "/" + name, "dir_oxin = " + site.root + "/scripts\ndir_data = " +
+                                           site.root + "/data\nlibrary database postgresql " +
+                                           build + "/lib/liboxinpostgresql.so\n" +
+                                           "system postgresql_connection = " + conninfo + "\n");
+    write_file(site.cgi + "/" + php_name, find_pgsql_php(conninfo));
 }
 
 // The body of a CGI response, after its headers.
@@ -452,6 +609,103 @@ int main(int argc, char** argv) {
     ratio(engine_find.ms_per_request, php_find.ms_per_request);
     printf("   peak memory engine/php-cgi");
     ratio(static_cast<double>(engine_find.peak_kb), static_cast<double>(php_find.peak_kb));
+    printf("\n");
+
+    printf("\nthe same page on PostgreSQL 15 over TCP 127.0.0.1, directly and through pgbouncer "
+           "(transaction mode), %d runs each\n",
+           kRuns);
+    PostgresSite server(build, site);
+    if (!server.running()) {
+        printf("PostgreSQL did not start, so no PostgreSQL columns: %s\n", server.failure.c_str());
+        return 0;
+    }
+    double loaded = load_postgres_table(server);
+    if (loaded < 0) {
+        printf("the PostgreSQL table could not be loaded\n");
+        return 1;
+    }
+    printf("rows loaded with COPY through psql (and VACUUM ANALYZE) in %.2f s\n", loaded);
+    write_file(site.root + "/findpg.oxs", find_page("t", "key", "postgresql"));
+    mkdir((site.root + "/scripts/findpg").c_str(), 0777);
+    system((build + "/bin/oxin-asm " + site.root + "/findpg.oxs " + site.root +
+            "/scripts/findpg/index.oxc")
+               .c_str());
+    if (geteuid() == 0) {
+        if (passwd* nobody = getpwnam("nobody"))
+            chown((site.root + "/scripts/findpg/index.oxc").c_str(), nobody->pw_uid, 0);
+    }
+    write_postgres_pages(build, site, "pg.conf", server.conninfo, "findpg.php");
+    write_postgres_pages(build, site, "pgbouncer.conf", server.bouncer_conninfo, "findpgb.php");
+    auto engine_pg_env = [&](const std::string& conf) {
+        std::vector<std::string> entries = cgi_env;
+        entries[2] = "PATH_INFO=/findpg/index.oxc";
+        entries.push_back("OxCONFIG_FILE=" + site.root + "/" + conf);
+        return entries;
+    };
+    auto php_pg_env = [&](const std::string& script) {
+        std::vector<std::string> entries = php_env;
+        entries[5] = "SCRIPT_NAME=/cgi-bin/" + script;
+        entries[6] = "SCRIPT_FILENAME=" + site.cgi + "/" + script;
+        return entries;
+    };
+    // A side is timed only if it prints the record asked for.
+    auto checked = [&](const char* name, const std::vector<std::string>& argv,
+                       const std::vector<std::string>& environment, bool enabled = true) {
+        Side side{argv, environment, enabled};
+        if (!enabled) return side;
+        std::string page = body(run_output("cd " + site.cgi + " && " + shell_env(environment) +
+                                           " " + argv[0] + " 2>/dev/null"));
+        side.enabled = page == find_line(1);
+        if (!side.enabled) printf("%s prints: %s(not timed)\n", name, page.c_str());
+        return side;
+    };
+    // All six in turn: the two above again, so that the ratios compare runs
+    // under the same load.
+    std::vector<Measure> measures = run_interleaved(
+        site.cgi,
+        {checked("engine + xBase", {site.cgi + "/oxin"}, cgi_env, engine_right),
+         checked("engine + PostgreSQL", {site.cgi + "/oxin"}, engine_pg_env("pg.conf")),
+         checked("engine + pgbouncer", {site.cgi + "/oxin"}, engine_pg_env("pgbouncer.conf")),
+         checked("php-cgi + SQLite", {"/usr/bin/php-cgi"}, php_env, php_right),
+         checked("php-cgi + PostgreSQL", {"/usr/bin/php-cgi"}, php_pg_env("findpg.php"),
+                 site.php_ok),
+         checked("php-cgi + pgbouncer", {"/usr/bin/php-cgi"}, php_pg_env("findpgb.php"),
+                 site.php_ok)},
+        find_query);
+    const Measure& engine_xbase = measures[0];
+    const Measure& engine_pg = measures[1];
+    const Measure& engine_bouncer = measures[2];
+    const Measure& php_sqlite = measures[3];
+    const Measure& php_pg = measures[4];
+    const Measure& php_bouncer = measures[5];
+    printf("the six in turn, %d rounds of one run each\n", kRuns);
+    printf("%-24s %12s %12s\n", "program", "ms/request", "peak KB");
+    struct Line {
+        const char* name;
+        const Measure& measure;
+    };
+    for (const Line& line : {Line{"engine + xBase", engine_xbase},
+                             Line{"engine + PostgreSQL", engine_pg},
+                             Line{"engine + pgbouncer", engine_bouncer},
+                             Line{"php-cgi + SQLite", php_sqlite},
+                             Line{"php-cgi + PostgreSQL", php_pg},
+                             Line{"php-cgi + pgbouncer", php_bouncer}})
+        printf("%-24s %12.3f %12ld\n", line.name, line.measure.ms_per_request,
+               line.measure.peak_kb);
+    printf("time engine+PostgreSQL/engine+xBase");
+    ratio(engine_pg.ms_per_request, engine_xbase.ms_per_request);
+    printf("   engine+PostgreSQL/php-cgi+PostgreSQL");
+    ratio(engine_pg.ms_per_request, php_pg.ms_per_request);
+    printf("   engine+pgbouncer/php-cgi+pgbouncer");
+    ratio(engine_bouncer.ms_per_request, php_bouncer.ms_per_request);
+    printf("\ntime through pgbouncer/direct: engine");
+    ratio(engine_bouncer.ms_per_request, engine_pg.ms_per_request);
+    printf("   php-cgi");
+    ratio(php_bouncer.ms_per_request, php_pg.ms_per_request);
+    printf("\npeak memory engine+PostgreSQL/engine+xBase");
+    ratio(static_cast<double>(engine_pg.peak_kb), static_cast<double>(engine_xbase.peak_kb));
+    printf("   engine+PostgreSQL/php-cgi+PostgreSQL");
+    ratio(static_cast<double>(engine_pg.peak_kb), static_cast<double>(php_pg.peak_kb));
     printf("\n");
     return 0;
 }
