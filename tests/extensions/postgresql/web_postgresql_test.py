@@ -135,8 +135,10 @@ class PostgresWebTests:
                 os.path.join(site.root, "logs"))]
             logs += [os.path.join(site.root, n) for n in os.listdir(site.root)
                      if n.endswith(".out")]
-            reports += [line for name in logs for line in open(name, errors="replace")
-                        if "Sanitizer" in line or "runtime error:" in line]
+            for name in logs:
+                with open(name, errors="replace") as log:
+                    reports += [line for line in log
+                                if "Sanitizer" in line or "runtime error:" in line]
             site.remove()
         cls.server.stop()
         assert not reports, "".join(reports[:20])
