@@ -24,11 +24,17 @@ std::string FirstLine(const char* message) {
     return text;
 }
 
+// The server's notices (a table that DROP ... IF EXISTS did not find) are
+// not for the web server's error log.
+void IgnoreNotice(void*, const char*) {}
+
 PGconn* Connect(const std::string& conninfo) {
     // The string's own settings override these, as it comes later.
     const char* keywords[] = {"connect_timeout", "fallback_application_name", "dbname", nullptr};
     const char* values[] = {"10", "oxin", conninfo.c_str(), nullptr};
-    return PQconnectdbParams(keywords, values, 1);
+    PGconn* connection = PQconnectdbParams(keywords, values, 1);
+    PQsetNoticeProcessor(connection, IgnoreNotice, nullptr);
+    return connection;
 }
 
 }  // namespace
@@ -87,8 +93,15 @@ void PostgresConnection::ParkStream() {
     stream_ = nullptr;
 }
 
+// Without parameters the text goes as a simple query, which may hold more
+// than one statement.
 bool PostgresConnection::Send(std::string_view sql, const Parameters& parameters) {
     std::string text(sql);
+    if (parameters.empty()) {
+        if (PQsendQuery(connection_, text.c_str())) return true;
+        error_ = ErrorText(connection_, nullptr, "08006");
+        return false;
+    }
     std::vector<const char*> values;
     std::vector<int> lengths, formats;
     for (const Parameter& parameter : parameters) {

@@ -128,20 +128,8 @@ int GetString(ExternalDatabaseVariable* variable, char** text, int* length, int*
     return 1;
 }
 
-int SetInteger(ExternalDatabaseVariable* variable, int value) {
-    return ViewOf(variable)->AssignInteger(FieldOf(variable), value);
-}
-
-int SetDouble(ExternalDatabaseVariable* variable, double value) {
-    return ViewOf(variable)->AssignDouble(FieldOf(variable), value);
-}
-
 int SetString(ExternalDatabaseVariable* variable, const char* text, int length) {
     return ViewOf(variable)->Assign(FieldOf(variable), Text(text, length));
-}
-
-int PreferredType(ExternalDatabaseVariable* variable) {
-    return ViewOf(variable)->PreferredType(FieldOf(variable));
 }
 
 int Commit(ExternalDatabase* db) { return DatabaseOf(db)->Commit(); }
@@ -165,9 +153,14 @@ const _OX_EL_Database kTable = {
     ViewUpdate, ViewFilter, ViewFind,
     nullptr,  // RevealStructure_Table
     nullptr,  // RevealStructure_Aggregate
-    ViewError, GetInteger, GetDouble, GetString, SetInteger, SetDouble, SetString,
+    ViewError, GetInteger, GetDouble, GetString,
+    nullptr,  // Set_Integer: values come as text, as no preferred type is given
+    nullptr,  // Set_Double
+    SetString,
     nullptr,  // Variable_Release
-    Commit, Rollback, PreferredType, Transaction, Command, Release,
+    Commit, Rollback,
+    nullptr,  // PreferredType: text
+    Transaction, Command, Release,
 };
 
 // A task that the engine forks must not close its parent's connections.

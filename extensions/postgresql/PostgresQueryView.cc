@@ -112,10 +112,7 @@ bool PostgresQueryView::ReadTo(long position) {
 bool PostgresQueryView::Skip(int count) {
     long target = position_ + count;
     if (count >= 0) return ReadTo(target);
-    if (target < 1) {
-        eof_ = true;
-        return true;
-    }
+    if (target < 1) return PastTheEnd();
     return Restart() && ReadTo(target);
 }
 
@@ -126,10 +123,7 @@ bool PostgresQueryView::Go(long position) {
         return true;
     }
     if (position == -1) position = 1;
-    if (position < 1) {
-        eof_ = true;
-        return true;
-    }
+    if (position < 1) return PastTheEnd();
     if (position < position_ && !Restart()) return false;
     return ReadTo(position);
 }

@@ -31,12 +31,6 @@ bool Column::TakesEmptyText() const {
     return type == kText || type == kVarchar || type == kBpchar || type == kBytea;
 }
 
-int Column::PreferredType() const {
-    if (IsInteger() || type == kBool) return 2;
-    if (IsNumber()) return 3;
-    return 1;
-}
-
 std::vector<Column> Column::From(const PGresult* result) {
     std::vector<Column> columns(PQnfields(result));
     for (int i = 0; i < static_cast<int>(columns.size()); i++) {

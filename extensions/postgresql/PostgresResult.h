@@ -54,9 +54,6 @@ struct Column {
     // Columns whose empty text is a value; an empty text for any other
     // column is written as NULL.
     bool TakesEmptyText() const;
-    // What the engine should keep an assigned value as: 2 integer,
-    // 3 double, 1 text.
-    int PreferredType() const;
 
     static std::vector<Column> From(const PGresult* result);
 };

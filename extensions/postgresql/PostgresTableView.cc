@@ -195,20 +195,11 @@ PostgresTableView::Step PostgresTableView::StepOne(bool backward) {
 // Past either end the view stays on the last row reached, with eof set.
 bool PostgresTableView::Skip(int count) {
     if (!EnsureLoaded()) return false;
-    if (index_ < 0) {
-        eof_ = true;
-        return true;
-    }
-    bool moved = false;
+    if (index_ < 0) return PastTheEnd();
     for (long left = labs(static_cast<long>(count)); left > 0; left--) {
         Step step = StepOne(count < 0);
         if (step == Step::kFailed) return false;
-        if (step == Step::kEnd) {
-            eof_ = true;
-            if (moved) Refresh();
-            return true;
-        }
-        moved = true;
+        if (step == Step::kEnd) return PastTheEnd();
     }
     eof_ = false;
     Refresh();
@@ -230,10 +221,7 @@ bool PostgresTableView::Go(long position) {
     if (!EnsureLoaded()) return false;
     if (!Fetch(PrimaryKeyMatch(1), Texts({std::to_string(position)}), false, &rows))
         return false;
-    if (rows.empty()) {
-        eof_ = true;
-        return true;
-    }
+    if (rows.empty()) return PastTheEnd();
     Stand(std::move(rows), 0);
     Refresh();
     return true;
@@ -247,10 +235,7 @@ bool PostgresTableView::Find(std::string_view key, bool whole) {
     std::string extra = "(" + key_ + (whole ? ") = $1" : ") >= $1");
     if (!Fetch(extra, Texts({std::string(key)}), false, &rows)) return false;
     const Value& found = rows.empty() ? Value() : rows.front().values.back();
-    if (!found || (!whole && found->compare(0, key.size(), key) != 0)) {
-        eof_ = true;
-        return true;
-    }
+    if (!found || (!whole && found->compare(0, key.size(), key) != 0)) return PastTheEnd();
     Stand(std::move(rows), 0);
     Refresh();
     return true;

@@ -2,8 +2,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <cmath>
-#include <cstdio>
 #include <cstdlib>
 
 namespace oxin_postgresql {
@@ -71,6 +69,12 @@ void PostgresView::Refresh() {
     oxDatabaseView_SetDirty(handle_, 1);
 }
 
+bool PostgresView::PastTheEnd() {
+    eof_ = true;
+    oxDatabaseView_SetDirty(handle_, 1);
+    return true;
+}
+
 bool PostgresView::Fail(std::string text) {
     error_ = std::move(text);
     return false;
@@ -120,31 +124,22 @@ bool PostgresView::GetString(intptr_t field, const char** text, int* length) {
     return true;
 }
 
+// A number with a fraction goes into an integer column truncated toward
+// zero, as into an xBase field, where the server would refuse it.
 bool PostgresView::Assign(intptr_t field, std::string_view text) {
     if (!IsColumn(field)) return false;
-    if (text.empty() && !columns_[field].TakesEmptyText())
+    const Column& column = columns_[field];
+    if (text.empty() && !column.TakesEmptyText()) {
         assigned_[field] = Value();
-    else
-        assigned_[field] = Value(std::string(text));
+        return true;
+    }
+    size_t point = text.find('.');
+    if (column.IsInteger() && point != std::string_view::npos &&
+        text.find_first_not_of("-0123456789") == point &&
+        text.find_first_not_of("0123456789", point + 1) == std::string_view::npos)
+        text = text.substr(0, point);
+    assigned_[field] = Value(std::string(text));
     return true;
-}
-
-bool PostgresView::AssignInteger(intptr_t field, long long value) {
-    return Assign(field, std::to_string(value));
-}
-
-// A number with a fraction goes into an integer column truncated toward
-// zero, as the xBase fields do, and not rounded as the server would.
-bool PostgresView::AssignDouble(intptr_t field, double value) {
-    if (IsColumn(field) && columns_[field].IsInteger() && std::fabs(value) < 9e18)
-        return AssignInteger(field, static_cast<long long>(value));
-    char text[64];
-    snprintf(text, sizeof text, "%.15g", value);
-    return Assign(field, text);
-}
-
-int PostgresView::PreferredType(intptr_t field) const {
-    return IsColumn(field) ? columns_[field].PreferredType() : 2;
 }
 
 }  // namespace oxin_postgresql

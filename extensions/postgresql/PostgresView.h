@@ -46,11 +46,9 @@ class PostgresView {
     bool GetDouble(intptr_t field, double* value);
     // The text stays valid until the next read of this view.
     bool GetString(intptr_t field, const char** text, int* length);
-    // Keeps a value assigned to a column for the next Add or Update.
+    // Keeps a value assigned to a column for the next Add or Update. The
+    // engine hands every value over as text, which loses nothing.
     bool Assign(intptr_t field, std::string_view text);
-    bool AssignInteger(intptr_t field, long long value);
-    bool AssignDouble(intptr_t field, double value);
-    int PreferredType(intptr_t field) const;
 
     const std::string& error() const { return error_; }
 
@@ -62,6 +60,9 @@ class PostgresView {
 
     // After a move: the fields read the new row, and assignments are gone.
     void Refresh();
+    // A move that ran past the rows: eof is set, the view stays where it
+    // was, and the fields are read again, eof among them. True.
+    bool PastTheEnd();
     bool Fail(std::string text);
     bool IsColumn(intptr_t field) const {
         return field >= 0 && field < static_cast<intptr_t>(columns_.size());

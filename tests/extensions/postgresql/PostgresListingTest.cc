@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+#include <libpq-fe.h>
+
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+
+#include "host/ExternalConfig.h"
+#include "tests/support/PostgresServer.h"
+#include "tests/support/ScriptFiles.h"
+#include "tests/support/TempDirectory.h"
+#include "variables/ImmutableVariable.h"
+
+namespace {
+
+const std::string kAnyType = OXIN_SOURCE_DIR "/tests/database/scripts-any/";
+const std::string kListings = OXIN_SOURCE_DIR "/tests/extensions/postgresql/scripts/";
+
+// One server, with pgbouncer in front, for the whole program.
+PostgresServer* server() {
+    static auto* running = new PostgresServer(true);
+    return running;
+}
+
+class ServerEnvironment : public ::testing::Environment {
+  public:
+    void TearDown() override {
+        chdir("/");  // the scripts' data directories are gone
+        delete server();
+    }
+};
+const auto* const environment = ::testing::AddGlobalTestEnvironment(new ServerEnvironment);
+
+// Runs sql on the server's own database; the error text, "" on success.
+std::string RunSql(const std::string& conninfo, const std::string& sql) {
+    PGconn* connection = PQconnectdb(conninfo.c_str());
+    PGresult* result = PQexec(connection, sql.c_str());
+    std::string error = PQresultStatus(result) == PGRES_COMMAND_OK ? "" : PQerrorMessage(connection);
+    PQclear(result);
+    PQfinish(connection);
+    return error;
+}
+
+// A fresh database for each listing, reached directly or through pgbouncer
+// (whose configuration lets any database name through).
+std::string FreshDatabase(bool bouncer) {
+    static int count = 0;
+    std::string name = "listing" + std::to_string(++count);
+    EXPECT_EQ(RunSql(server()->conninfo(), "CREATE DATABASE " + name), "");
+    return (bouncer ? server()->bouncer_conninfo() : server()->conninfo()) + " dbname=" + name;
+}
+
+// Runs base.oxs, with $TYPE standing for "postgresql" and $CONNINFO for the
+// connection string, against a fresh database; expects base.out.
+void ExpectOutput(const std::string& base, bool bouncer) {
+    ASSERT_TRUE(server()->running());
+    std::string conninfo = FreshDatabase(bouncer);
+    TempDirectory data;
+    TestApplication application;
+    ExternalConfig config(&application, nullptr, nullptr, application.databasemanager(), nullptr,
+                          nullptr, nullptr);
+    application.files().InitializeDataDirectory(data.path().c_str());
+    config.Register_Library_Database("postgresql", OXIN_POSTGRESQL_LIBRARY);
+    std::string listing = read_file(base + ".oxs");
+    for (auto [from, to] : {std::pair<std::string, std::string>{"$TYPE", "postgresql"},
+                            {"$CONNINFO", conninfo}})
+        for (size_t at; (at = listing.find(from)) != std::string::npos;)
+            listing.replace(at, from.size(), to);
+    StringOutput output;
+    application.SetOutput(&output);
+    {
+        ScriptRun run(listing, &application);
+        ASSERT_EQ(run.error(), "");
+        run.system().SetVariable(new ImmutableVariable("postgresql_connection", 21,
+                                                       conninfo.data(),
+                                                       static_cast<int>(conninfo.size())));
+        EXPECT_EQ(run.Go(), 1);
+    }
+    EXPECT_EQ(output.text(), read_file(base + ".out"));
+    application.SetOutput(nullptr);
+}
+
+using Listing = std::tuple<std::string, std::string, bool>;
+
+class PostgresListingTest : public ::testing::TestWithParam<Listing> {};
+
+TEST_P(PostgresListingTest, PrintsWhatItsOutFileSays) {
+    ExpectOutput(std::get<0>(GetParam()) + std::get<1>(GetParam()), std::get<2>(GetParam()));
+}
+
+std::string Name(const ::testing::TestParamInfo<Listing>& info) {
+    return test_name(std::get<1>(info.param)) + (std::get<2>(info.param) ? "_pooled" : "_direct");
+}
+
+// The listings that every database type runs alike, and the library's own,
+// each directly and through pgbouncer in transaction mode.
+INSTANTIATE_TEST_SUITE_P(AnyType, PostgresListingTest,
+                         ::testing::Combine(::testing::Values(kAnyType),
+                                            ::testing::ValuesIn(listing_names(kAnyType)),
+                                            ::testing::Bool()),
+                         Name);
+INSTANTIATE_TEST_SUITE_P(Library, PostgresListingTest,
+                         ::testing::Combine(::testing::Values(kListings),
+                                            ::testing::ValuesIn(listing_names(kListings)),
+                                            ::testing::Bool()),
+                         Name);
+
+}  // namespace
