@@ -179,9 +179,11 @@ class PostgresWebTests:
                 ids[n] = int(answer.split()[1])
 
     def read(self, stop):
-        """Lists and searches on both hosts until stop is set; how often."""
+        """Lists and searches on both hosts until stop is set, with a pause
+        between rounds that leaves most of the machine to the writers; how
+        often."""
         count = 0
-        while not stop.is_set() or count == 0:
+        while not stop.wait(0.3 if count else 0) or count == 0:
             port = self.ports[count % 2]
             listed = rows(self.page(port, action="list"))
             if listed is None:
