@@ -128,9 +128,11 @@ class PostgresServer:
         atexit.unregister(self.stop)
         stop_bouncer(self.bouncer_dir)
         self.bouncer_running = False
-        if os.path.isdir(self.data):
-            self.stop_postgres()
-        remove(self.directory, self.owned)
+        try:
+            if os.path.isdir(self.data):
+                self.stop_postgres()
+        finally:
+            remove(self.directory, self.owned)
 
     def __enter__(self):
         return self if self.postgres_running else self.start()
