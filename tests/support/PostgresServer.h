@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <map>
 #include <string>
@@ -18,7 +19,10 @@ class PostgresServer {
   public:
     explicit PostgresServer(bool bouncer = false) {
         std::string output;
-        int status = Run("start", bouncer ? " --bouncer" : "", output);
+        // Stopped by the script's watcher, too, if this process dies first.
+        int status = Run("start", std::string(bouncer ? " --bouncer" : "") + " --owner " +
+                                      std::to_string(getpid()),
+                         output);
         for (size_t at = 0, end; at < output.size(); at = end + 1) {
             end = output.find('\n', at);
             if (end == std::string::npos) end = output.size();

@@ -14,8 +14,11 @@ As a module:
 
 As a command line:
 
-    postgres_server.py start DIR [--bouncer]   prints KEY=VALUE lines
-    postgres_server.py stop DIR                stops all that start began in DIR
+    postgres_server.py start DIR [--bouncer] [--owner PID]   prints KEY=VALUE lines
+    postgres_server.py stop DIR          stops all that start began in DIR
+
+With --owner, a watcher left behind stops everything when the process PID
+ends without calling stop (a test program that crashed or was killed).
 
 The cluster has the superuser oxin with a fixed password (scram-sha-256 on
 TCP, trust on the socket) and a database oxin; fsync is off. Run as root,
@@ -128,9 +131,11 @@ class PostgresServer:
         atexit.unregister(self.stop)
         stop_bouncer(self.bouncer_dir)
         self.bouncer_running = False
-        if os.path.isdir(self.data):
-            self.stop_postgres()
-        remove(self.directory, self.owned)
+        try:
+            if os.path.isdir(self.data):
+                self.stop_postgres()
+        finally:
+            remove(self.directory, self.owned)
 
     def __enter__(self):
         return self if self.postgres_running else self.start()
@@ -217,7 +222,7 @@ max_client_conn = 500
 default_pool_size = 40
 server_connect_timeout = 5
 server_login_retry = 1
-query_wait_timeout = 10
+query_wait_timeout = 5
 logfile = {path("pgbouncer.log")}
 pidfile = {path("pgbouncer.pid")}
 ignore_startup_parameters = extra_float_digits,options
@@ -303,22 +308,49 @@ def remove(directory, whole):
         pass
 
 
+def watch(server, owner):
+    """Forks a watcher, detached from this command's output, that stops the
+    servers when owner ends while they still run; it ends by itself once
+    they were stopped."""
+    if os.fork() != 0:
+        return
+    os.setsid()
+    null = os.open(os.devnull, os.O_RDWR)
+    for fd in (0, 1, 2):
+        os.dup2(null, fd)
+    try:
+        while os.path.isdir(server.data) and running(owner):
+            time.sleep(0.5)
+        if os.path.isdir(server.data):
+            server.stop()
+    finally:
+        os._exit(0)
+
+
 def main(arguments):
-    if len(arguments) < 2 or arguments[0] not in ("start", "stop") or \
-            arguments[2:] not in ([], ["--bouncer"]) or arguments[0] == "stop" and arguments[2:]:
-        sys.stderr.write("usage: postgres_server.py start DIR [--bouncer] | stop DIR\n")
+    command, options = arguments[:2], arguments[2:]
+    bouncer = "--bouncer" in options
+    owner = options[options.index("--owner") + 1] if "--owner" in options[:-1] else None
+    if len(command) < 2 or command[0] not in ("start", "stop") or \
+            len(options) != bouncer + 2 * (owner is not None) or \
+            owner is not None and not owner.isdigit() or command[0] == "stop" and options:
+        sys.stderr.write("usage: postgres_server.py start DIR [--bouncer] [--owner PID] | "
+                         "stop DIR\n")
         return 2
-    server = PostgresServer(arguments[1])
-    if arguments[0] == "stop":
+    server = PostgresServer(command[1])
+    if command[0] == "stop":
         server.stop()
         return 0
     try:
-        server.start(bouncer=arguments[2:] == ["--bouncer"])
+        server.start(bouncer=bouncer)
     except RuntimeError as error:
         sys.stderr.write(f"{error}\n")
         return 1
     # The servers outlive this command: stop DIR ends them.
     atexit.unregister(server.stop)
+    if owner is not None:
+        sys.stdout.flush()
+        watch(server, int(owner))
     print(f"CONNINFO={server.conninfo}")
     print(f"SOCKET_CONNINFO={server.socket_conninfo}")
     print(f"BOUNCER_CONNINFO={server.bouncer_conninfo or ''}")
