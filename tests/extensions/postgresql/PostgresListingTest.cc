@@ -110,39 +110,6 @@ INSTANTIATE_TEST_SUITE_P(Library, PostgresListingTest,
                                             ::testing::Bool()),
                          Name);
 
-// Opens a table through the connection string and prints OxOPEN's error.
-const char kOpenListing[] = R"(
-.segment 0
-    tagerror 28, 0
-    pushc "d"
-    pushc "t"
-    pushc ""
-    pushc "$TYPE"
-    pushc "$CONNINFO"
-    pushc ""
-    dbopen
-    pushnc "OxOPEN_Error"
-    out
-.end
-)";
-
-TEST(PostgresConnectionTest, FailuresReachTheScriptAsOxOPENsError) {
-    ASSERT_TRUE(server()->running());
-    struct Case {
-        std::string conninfo, expected;
-    } cases[] = {
-        {server()->conninfo() + " password=wrong", "authentication failed"},
-        {server()->bouncer_conninfo() + " password=wrong", "authentication failed"},
-        {"host=127.0.0.1 port=1 dbname=x", "Connection refused"},
-        {"host=127.0.0.1 port=1 dbname=x sslmode=requre", "invalid sslmode value"},
-    };
-    for (const Case& c : cases) {
-        std::string error = RunListing(kOpenListing, c.conninfo);
-        EXPECT_EQ(error.substr(0, 7), "08001: ") << error;
-        EXPECT_NE(error.find(c.expected), std::string::npos) << error;
-    }
-}
-
 // The peak resident size of this process since the last reset, in kB.
 long PeakKilobytes() {
     std::string status = read_file("/proc/self/status");
@@ -178,7 +145,9 @@ TEST(PostgresStreamingTest, AMillionRowsPassWithFlatMemory) {
     }
     EXPECT_EQ(outputs[0], "1000 1000");
     EXPECT_EQ(outputs[1], "1000000 1000000");
+#ifndef __SANITIZE_ADDRESS__  // its quarantine holds freed memory for a while
     EXPECT_LT(peaks[1], peaks[0] + 4096) << "kB more for a million rows than for a thousand";
+#endif
 }
 
 }  // namespace
