@@ -514,7 +514,9 @@ std::string body(const std::string& response) {
     return end == std::string::npos ? response : response.substr(end + 4);
 }
 
-void ratio(double engine, double other) {
+// Prints label and engine/other, or "-" when either is unknown.
+void ratio(const char* label, double engine, double other) {
+    printf("%s", label);
     if (engine > 0 && other > 0) {
         printf("  %6.2f", engine / other);
     } else {
@@ -547,14 +549,10 @@ int main(int argc, char** argv) {
     printf("%-10s %12.3f %12ld\n", "engine", engine.ms_per_request, engine.peak_kb);
     printf("%-10s %12.3f %12ld\n", "C", c.ms_per_request, c.peak_kb);
     printf("%-10s %12.3f %12ld\n", "php-cgi", php.ms_per_request, php.peak_kb);
-    printf("time engine/C");
-    ratio(engine.ms_per_request, c.ms_per_request);
-    printf("   engine/php-cgi");
-    ratio(engine.ms_per_request, php.ms_per_request);
-    printf("\npeak memory engine/C");
-    ratio(static_cast<double>(engine.peak_kb), static_cast<double>(c.peak_kb));
-    printf("   engine/php-cgi");
-    ratio(static_cast<double>(engine.peak_kb), static_cast<double>(php.peak_kb));
+    ratio("time engine/C", engine.ms_per_request, c.ms_per_request);
+    ratio("   engine/php-cgi", engine.ms_per_request, php.ms_per_request);
+    ratio("\npeak memory engine/C", static_cast<double>(engine.peak_kb), static_cast<double>(c.peak_kb));
+    ratio("   engine/php-cgi", static_cast<double>(engine.peak_kb), static_cast<double>(php.peak_kb));
     printf("\n\nthrough lighttpd with wrk (2 threads, 4 connections, 3 s)\n");
     std::vector<double> rates =
         served(site, {"/cgi-bin/oxin/hello/index.oxc", "/cgi-bin/hello-c", "/cgi-bin/hello.php"});
@@ -562,10 +560,8 @@ int main(int argc, char** argv) {
     const char* names[] = {"engine", "C", "php-cgi"};
     for (int i = 0; i < 3; i++)
         printf("%-10s %12.0f\n", names[i], rates[i]);
-    printf("throughput C/engine");
-    ratio(rates[1], rates[0]);
-    printf("   php-cgi/engine");
-    ratio(rates[2], rates[0]);
+    ratio("throughput C/engine", rates[1], rates[0]);
+    ratio("   php-cgi/engine", rates[2], rates[0]);
     printf("\n");
 
     printf("\nfind one record by key among %d and print it, %d runs each\n", kTableRows, kRuns);
@@ -605,10 +601,8 @@ int main(int argc, char** argv) {
     printf("%-10s %12s %12s\n", "program", "ms/request", "peak KB");
     printf("%-10s %12.3f %12ld\n", "engine", engine_find.ms_per_request, engine_find.peak_kb);
     printf("%-10s %12.3f %12ld\n", "php-cgi", php_find.ms_per_request, php_find.peak_kb);
-    printf("time engine/php-cgi");
-    ratio(engine_find.ms_per_request, php_find.ms_per_request);
-    printf("   peak memory engine/php-cgi");
-    ratio(static_cast<double>(engine_find.peak_kb), static_cast<double>(php_find.peak_kb));
+    ratio("time engine/php-cgi", engine_find.ms_per_request, php_find.ms_per_request);
+    ratio("   peak memory engine/php-cgi", static_cast<double>(engine_find.peak_kb), static_cast<double>(php_find.peak_kb));
     printf("\n");
 
     printf("\nthe same page on PostgreSQL 15 over TCP 127.0.0.1, directly and through pgbouncer "
@@ -692,20 +686,13 @@ int main(int argc, char** argv) {
                              Line{"php-cgi + pgbouncer", php_bouncer}})
         printf("%-24s %12.3f %12ld\n", line.name, line.measure.ms_per_request,
                line.measure.peak_kb);
-    printf("time engine+PostgreSQL/engine+xBase");
-    ratio(engine_pg.ms_per_request, engine_xbase.ms_per_request);
-    printf("   engine+PostgreSQL/php-cgi+PostgreSQL");
-    ratio(engine_pg.ms_per_request, php_pg.ms_per_request);
-    printf("   engine+pgbouncer/php-cgi+pgbouncer");
-    ratio(engine_bouncer.ms_per_request, php_bouncer.ms_per_request);
-    printf("\ntime through pgbouncer/direct: engine");
-    ratio(engine_bouncer.ms_per_request, engine_pg.ms_per_request);
-    printf("   php-cgi");
-    ratio(php_bouncer.ms_per_request, php_pg.ms_per_request);
-    printf("\npeak memory engine+PostgreSQL/engine+xBase");
-    ratio(static_cast<double>(engine_pg.peak_kb), static_cast<double>(engine_xbase.peak_kb));
-    printf("   engine+PostgreSQL/php-cgi+PostgreSQL");
-    ratio(static_cast<double>(engine_pg.peak_kb), static_cast<double>(php_pg.peak_kb));
+    ratio("time engine+PostgreSQL/engine+xBase", engine_pg.ms_per_request, engine_xbase.ms_per_request);
+    ratio("   engine+PostgreSQL/php-cgi+PostgreSQL", engine_pg.ms_per_request, php_pg.ms_per_request);
+    ratio("   engine+pgbouncer/php-cgi+pgbouncer", engine_bouncer.ms_per_request, php_bouncer.ms_per_request);
+    ratio("\ntime through pgbouncer/direct: engine", engine_bouncer.ms_per_request, engine_pg.ms_per_request);
+    ratio("   php-cgi", php_bouncer.ms_per_request, php_pg.ms_per_request);
+    ratio("\npeak memory engine+PostgreSQL/engine+xBase", static_cast<double>(engine_pg.peak_kb), static_cast<double>(engine_xbase.peak_kb));
+    ratio("   engine+PostgreSQL/php-cgi+PostgreSQL", static_cast<double>(engine_pg.peak_kb), static_cast<double>(php_pg.peak_kb));
     printf("\n");
     return 0;
 }

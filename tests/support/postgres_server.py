@@ -268,7 +268,8 @@ def accepts(port):
 def stop_bouncer(bouncer_dir):
     pidfile = os.path.join(bouncer_dir, "pgbouncer.pid")
     try:
-        pid = int(open(pidfile).read().strip())
+        with open(pidfile) as f:
+            pid = int(f.read().strip())
     except (OSError, ValueError):
         return
     try:
