@@ -153,8 +153,9 @@ TEST(PostgresStreamingTest, AMillionRowsPassWithFlatMemory) {
     }
     EXPECT_EQ(outputs[0], "1000 1000");
     EXPECT_EQ(outputs[1], "1000000 1000000");
-    if (!kQuarantine)
+    if (!kQuarantine) {
         EXPECT_LT(peaks[1], peaks[0] + 4096) << "kB more for a million rows than for a thousand";
+    }
 }
 
 }  // namespace
