@@ -69,6 +69,8 @@ std::unique_ptr<PostgresTableView> PostgresTableView::Open(PostgresConnection* c
         *error = "Table '" + std::string(table) + "' has no primary key";
         return nullptr;
     }
+    for (int column : view->primary_key_)
+        view->quoted_key_.push_back(connection->Identifier(columns[column].name));
     view->table_ = PQgetvalue(result.get(), 0, 0);
     view->relname_ = PQgetvalue(result.get(), 0, 1);
     return view;
@@ -84,16 +86,14 @@ std::string PostgresTableView::OrderBy(bool backward) const {
     std::string text;
     const char* direction = backward ? " DESC" : "";
     if (!key_.empty()) text += "(" + key_ + ")" + direction;
-    for (int column : primary_key_)
-        text += (text.empty() ? "" : ", ") + connection_->Identifier(columns_[column].name) +
-                direction;
+    for (const std::string& name : quoted_key_)
+        text += (text.empty() ? "" : ", ") + name + direction;
     return text;
 }
 
 std::string PostgresTableView::KeyTuple() const {
     std::string text = key_.empty() ? "" : "(" + key_ + ")";
-    for (int column : primary_key_)
-        text += (text.empty() ? "" : ", ") + connection_->Identifier(columns_[column].name);
+    for (const std::string& name : quoted_key_) text += (text.empty() ? "" : ", ") + name;
     return "(" + text + ")";
 }
 
@@ -106,9 +106,8 @@ Parameters PostgresTableView::KeyValues(const Row& row) const {
 
 std::string PostgresTableView::PrimaryKeyMatch(int first_parameter) const {
     std::string text;
-    for (int column : primary_key_)
-        text += (text.empty() ? "" : " AND ") + connection_->Identifier(columns_[column].name) +
-                " = $" + std::to_string(first_parameter++);
+    for (const std::string& name : quoted_key_)
+        text += (text.empty() ? "" : " AND ") + name + " = $" + std::to_string(first_parameter++);
     return text;
 }
 
@@ -172,7 +171,7 @@ const Row* PostgresTableView::current() {
 
 std::string PostgresTableView::RecordNumber() {
     const Row* row = current();
-    if (!row || primary_key_.size() != 1 || !columns_[primary_key_[0]].IsInteger()) return "0";
+    if (!row || !HasRecordNumbers()) return "0";
     return row->values[primary_key_[0]].value_or("0");
 }
 
@@ -220,7 +219,7 @@ bool PostgresTableView::Go(long position) {
         Refresh();
         return true;
     }
-    if (primary_key_.size() != 1 || !columns_[primary_key_[0]].IsInteger())
+    if (!HasRecordNumbers())
         return Fail("OxGO to a record number needs a primary key of one integer column");
     if (!Fetch(PrimaryKeyMatch(1), Texts({std::to_string(position)}), false, &rows))
         return false;

@@ -68,10 +68,15 @@ class PostgresTableView : public PostgresView {
     std::string PrimaryKeyMatch(int first_parameter) const;
     Parameters PrimaryKeyValues(const Row& row) const;
     bool LookUpKey(std::string_view index, std::string* expression);
+    // Record numbers are the values of a primary key of one integer column.
+    bool HasRecordNumbers() const {
+        return primary_key_.size() == 1 && columns_[primary_key_[0]].IsInteger();
+    }
 
     std::string table_;     // quoted, qualified as needed, for SQL text
     std::string relname_;   // the table's own name
     std::vector<int> primary_key_;  // the columns of the primary key, in order
+    std::vector<std::string> quoted_key_;  // their names as SQL writes them
     std::string key_;       // the SQL expression of the key, "" for the primary key
     std::string filter_;    // the SQL condition of OxFILTER, "" for none
 

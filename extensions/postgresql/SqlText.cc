@@ -214,11 +214,12 @@ bool QuotedTableName(std::string_view table,
                      const std::function<std::string(std::string_view)>& quote,
                      std::string* quoted, std::string* error) {
     size_t dot = table.find('.');
-    bool good = !table.empty() && table.find('.', dot == std::string_view::npos ? dot : dot + 1) ==
-                                      std::string_view::npos;
-    for (char c : table)
-        good = good && (isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '.');
-    if (!good || dot == 0 || dot + 1 == table.size()) {
+    bool good = std::all_of(table.begin(), table.end(), [](char c) {
+        return isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '.';
+    });
+    good = good && !table.empty() && std::count(table.begin(), table.end(), '.') <= 1 &&
+           dot != 0 && dot + 1 != table.size();
+    if (!good) {
         *error = "The table name '" + std::string(table) +
                  "' may hold only letters, digits, '_' and one '.' after a schema";
         return false;
