@@ -7,21 +7,21 @@
 // little-endian and are assembled byte by byte, so the bytes mean the same on
 // every host. These helpers are the one place where that is done.
 
-inline uint16_t get_u16(const unsigned char* p) {
+[[gnu::always_inline]] inline uint16_t get_u16(const unsigned char* p) {
     return static_cast<uint16_t>(p[0] | (p[1] << 8));
 }
 
-inline uint32_t get_u32(const unsigned char* p) {
+[[gnu::always_inline]] inline uint32_t get_u32(const unsigned char* p) {
     return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
            (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
 }
 
-inline uint64_t get_u64(const unsigned char* p) {
+[[gnu::always_inline]] inline uint64_t get_u64(const unsigned char* p) {
     return static_cast<uint64_t>(get_u32(p)) | (static_cast<uint64_t>(get_u32(p + 4)) << 32);
 }
 
 // An IEEE 754 binary64, least significant byte first.
-inline double get_double(const unsigned char* p) {
+[[gnu::always_inline]] inline double get_double(const unsigned char* p) {
     uint64_t bits = get_u64(p);
     double value;
     memcpy(&value, &bits, sizeof value);

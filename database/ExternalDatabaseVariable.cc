@@ -13,7 +13,9 @@ constexpr int kPreferredTypeVersion = 4;
 ExternalDatabaseVariable::ExternalDatabaseVariable(ExternalDatabaseView* view,
                                                    const _OX_EL_Database* descriptor,
                                                    const char* name, int length, void* data)
-    : Variable(name, length), view_(view), descriptor_(descriptor), data_(data) {}
+    : Variable(name, length), view_(view), descriptor_(descriptor), data_(data) {
+    plain_ = false;
+}
 
 ExternalDatabaseVariable::~ExternalDatabaseVariable() {
     if (descriptor_->Variable_Release) descriptor_->Variable_Release(this);

@@ -45,9 +45,13 @@ String text_of_integer(int value) {
 
 // ---- XBaseVariable
 
-XBaseVariable::XBaseVariable(XBaseField* field) : Variable(field->name(), -1), field_(field) {}
+XBaseVariable::XBaseVariable(XBaseField* field) : Variable(field->name(), -1), field_(field) {
+    plain_ = false;
+}
 
-XBaseVariable::XBaseVariable(const char* name) : Variable(name, -1) {}
+XBaseVariable::XBaseVariable(const char* name) : Variable(name, -1) {
+    plain_ = false;
+}
 
 bool XBaseVariable::IsNULL() {
     if (!(flags_ & kForms)) value();

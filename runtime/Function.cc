@@ -132,4 +132,22 @@ void Function::SetLocalVariables(VariableHash* locals) {
     if (locals == locals_) return;
     delete locals_;
     locals_ = locals;
+    spare_locals_.clear();
+}
+
+// A spare made before the pattern gained names would miss them: only a
+// spare of the pattern's size serves (names are only ever added).
+VariableHash* Function::Take_Locals() {
+    while (!spare_locals_.empty()) {
+        std::unique_ptr<VariableHash> spare = std::move(spare_locals_.back());
+        spare_locals_.pop_back();
+        if (spare->Entries() == locals_->Entries()) return spare.release();
+    }
+    return new VariableHash(*locals_);
+}
+
+void Function::Keep_Locals(VariableHash* locals) {
+    constexpr size_t kSpares = 8;  // enough for recursion a few levels deep
+    std::unique_ptr<VariableHash> kept(locals);
+    if (spare_locals_.size() < kSpares) spare_locals_.push_back(std::move(kept));
 }

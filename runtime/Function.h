@@ -1,5 +1,8 @@
 #pragma once
 
+#include <memory>
+#include <vector>
+
 #include "base/List.h"
 #include "base/StringClass.h"
 
@@ -99,6 +102,12 @@ class Function {
     VariableHash* LocalVariables() { return locals_; }
     // Puts locals, which the function then owns, in place of the present ones.
     void SetLocalVariables(VariableHash* locals);
+    // A hash of the locals' pattern with every slot empty, for a call: one
+    // that an earlier call gave back, or a new copy. The caller owns it.
+    VariableHash* Take_Locals();
+    // Takes back the hash of a call that Take_Locals gave, after its
+    // variables were dropped, to serve a later call.
+    void Keep_Locals(VariableHash* locals);
 
   private:
     int id_;
@@ -110,5 +119,6 @@ class Function {
     int offset_;
     Dictionary* dictionary_;
     void* text_ = nullptr;
+    std::vector<std::unique_ptr<VariableHash>> spare_locals_;
     VariableHash* locals_;
 };

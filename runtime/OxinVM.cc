@@ -1,6 +1,8 @@
 #include "runtime/OxinVM.h"
 
 #include <cassert>
+#include <climits>
+#include <csignal>
 #include <cstring>
 
 #include "application/Config.h"
@@ -32,6 +34,7 @@ enum DenseInstruction : uint8_t {
 #define OXIN_DENSE(enumerator, number, mnemonic, name, listing) k_##enumerator,
     OXIN_INSTRUCTION_LIST(OXIN_DENSE)
 #undef OXIN_DENSE
+    kDenseCount
 };
 
 struct DenseTable {
@@ -44,7 +47,7 @@ struct DenseTable {
 };
 const DenseTable dense;
 
-inline int32_t read_dword(const unsigned char* p) {
+[[gnu::always_inline]] inline int32_t read_dword(const unsigned char* p) {
     return static_cast<int32_t>(get_u32(p));
 }
 
@@ -175,36 +178,92 @@ bool OxinVM::Within_Budget(long bytes) {
 }
 #endif
 
-int OxinVM::Go() {
+// The combined instructions on globals, resolved as by pushg. Inlined into
+// the loop, as they are what counting loops are made of.
+inline __attribute__((always_inline)) bool OxinVM::Globals(Variable** first, Variable** second) {
+    *first = global_->Index_Made(dword1_);
+    if (second) *second = global_->Index_Made(dword2_);
+    if (*first && (!second || *second)) return true;
+    FatalError("Invalid variable reference");
+    return false;
+}
+
+inline __attribute__((always_inline)) void OxinVM::cmpgg() {
+    Variable *left, *right;
+    if (Globals(&left, &right)) stack_->PushI(Compare(left, right));
+}
+
+inline __attribute__((always_inline)) void OxinVM::cmpgi() {
+    Variable* left;
+    if (!Globals(&left, nullptr)) return;
+    if (left->Fast_Comparable()) {
+        int error;
+        double number = left->Fast_Compare(&error);
+        stack_->PushI(number == dword2_ ? 0 : number < dword2_ ? -1 : 1);
+    } else {
+        stack_->PushI(Compare(left, dword2_));
+    }
+}
+
+inline __attribute__((always_inline)) void OxinVM::incg() {
+    Variable* variable;
+    if (Globals(&variable, nullptr))
+        variable->Fast_SetInteger(static_cast<int>(
+            static_cast<uint32_t>(variable->Fast_Integer()) + static_cast<uint32_t>(dword2_)));
+}
+
+inline __attribute__((always_inline)) void OxinVM::modgg() {
+    Variable *left, *right;
+    if (!Globals(&left, &right)) return;
+    int dividend = left->Fast_Integer(), divisor = right->Fast_Integer();
+    // No test of the divisor: a zero divisor is the processor's divide fault,
+    // which the host handles as any other fault of the process.
+    if (divisor == 0 || (divisor == -1 && dividend == INT_MIN)) {
+#ifdef OXIN_INSTRUCTION_BUDGET
+        // Fuzz builds end the run instead: the fault is the design, not a
+        // finding.
+        *cancelled_flag_ = 1;
+        return;
+#endif
+        raise(SIGFPE);
+    }
+    stack_->PushI(dividend % divisor);
+}
+
+inline __attribute__((always_inline)) void OxinVM::storegi() {
+    Variable* variable;
+    if (Globals(&variable, nullptr)) variable->Fast_SetInteger(dword2_);
+}
+
+// The poll that precedes every instruction, in its order: a cancelled run
+// ends as timed out, a new heartbeat reaches the features, a fatal error
+// or a finished run ends the loop, and a change of segment loads the new
+// one. Then the end of the code (which ends the run, or gives a filter's
+// test its value), and the fetch of the next instruction with its
+// operands. False ends the run with *result.
+inline __attribute__((always_inline)) bool OxinVM::Next_Instruction(uint16_t* word, int* result) {
     for (;;) {
 #ifdef OXIN_INSTRUCTION_BUDGET
         if (--instruction_budget < 0) *cancelled_flag_ = 1;
 #endif
-        if (*cancelled_flag_) {
-            if (fatal_) return 0;
-            fatal_ = 1;
-            application_->Error(String("Application timed out"));
-            if (Logging(kLogTimedOut)) Log_Record(kLogTimedOut, {});
-            return 0;
-        }
-        if (*heartbeat_count_ != last_heartbeat_) Heartbeat();
-        if (fatal_) return 0;
-        if (*finished_flag_) return 1;
-        if (segment != loaded_segment_ && !Load_Segment()) return 0;
+        // All quiet is the common case: one test instead of five.
+        bool quiet = !(*cancelled_flag_ | fatal_ | *finished_flag_) &&
+                     *heartbeat_count_ == last_heartbeat_ && segment == loaded_segment_;
+        if (!quiet && !Poll(result)) return false;
         assert(ip >= 0);  // every move of the position stays in its segment
         instruction_start_ = ip;
         if (ip >= code_length_ - 1) {
-            if (frame_->type() != 2) return 1;
-            auto* filter = static_cast<OxinVM_FilterFrame*>(frame_);
-            OxinVM_FilterFrame::Callback resume = filter->callback;
-            bool pass = stack_->PopBool();
-            (this->*resume)(pass);
+            if (frame_->type() != 2) {
+                *result = 1;
+                return false;
+            }
+            End_Filter_Test();
             continue;
         }
         const unsigned char* at = code_ + ip;
-        uint16_t word = static_cast<uint16_t>(at[0] | at[1] << 8);
+        *word = static_cast<uint16_t>(at[0] | at[1] << 8);
         at += 2;
-        switch (word & 0xC000) {
+        switch (*word & 0xC000) {
             case 0x4000:
                 dword1_ = read_dword(at);
                 at += 4;
@@ -214,7 +273,7 @@ int OxinVM::Go() {
                 at += 8;
                 break;
         }
-        switch (word & 0x3000) {
+        switch (*word & 0x3000) {
             case 0x1000:
                 dword2_ = read_dword(at);
                 at += 4;
@@ -225,420 +284,503 @@ int OxinVM::Go() {
                 break;
         }
         ip = static_cast<int>(at - code_);
-        Execute(word);
+        return true;
     }
 }
 
-// One instruction whose operands are decoded. Each case is short; the work
-// of the longer ones is in the helpers of the same names. Forced inline: it
-// is the body of the loop of Go, kept apart only to be read.
-inline __attribute__((always_inline)) void OxinVM::Execute(uint16_t word) {
-    OxinVM_Stack* s = stack_;
-    switch (dense.of[word]) {
-        case k_Op_noop:
-            break;
-        case k_Op_pushc:
+bool OxinVM::Poll(int* result) {
+    *result = 0;
+    if (*cancelled_flag_) {
+        if (fatal_) return false;
+        fatal_ = 1;
+        application_->Error(String("Application timed out"));
+        if (Logging(kLogTimedOut)) Log_Record(kLogTimedOut, {});
+        return false;
+    }
+    if (*heartbeat_count_ != last_heartbeat_) Heartbeat();
+    if (fatal_) return false;
+    *result = 1;
+    if (*finished_flag_) return false;
+    *result = 0;
+    return segment == loaded_segment_ || Load_Segment();
+}
+
+// The end of a filter frame's code: the value on the stack is the test's.
+void OxinVM::End_Filter_Test() {
+    auto* filter = static_cast<OxinVM_FilterFrame*>(frame_);
+    OxinVM_FilterFrame::Callback resume = filter->callback;
+    bool pass = stack_->PopBool();
+    (this->*resume)(pass);
+}
+
+void OxinVM::exit_run() {
+    ip = code_length_;
+    *finished_flag_ = 1;
+}
+
+// The loop: one flat dispatch over the instructions, each case short, the
+// work of the longer ones in the helpers of the same names.
+//
+// Built with OXIN_SWITCH_DISPATCH it is a plain switch. Otherwise each
+// instruction ends by fetching the next and jumping straight to its
+// handler (threaded dispatch), so that the processor predicts every
+// instruction's jump apart. The table of handlers starts with every entry
+// at the switch; the switch's case of an instruction records its handler
+// in the table on the way in, so that the switch is met once per
+// instruction and each case is written once for both builds.
+#ifdef OXIN_SWITCH_DISPATCH
+#define OXIN_RECORD(dense_number, label)
+#define OXIN_CASE(name) case k_##name:
+#define OXIN_CASE_DENSE(number) case number:
+#define OXIN_NEXT continue
+#else
+#define OXIN_RECORD(dense_number, label) \
+    handlers[dense_number].store(&&label, std::memory_order_relaxed); \
+    label:
+#define OXIN_CASE(name) \
+    case k_##name:      \
+        OXIN_RECORD(k_##name, L_##name)
+#define OXIN_CASE_DENSE(number) \
+    case number:                \
+        OXIN_RECORD(number, L_##number)
+#define OXIN_NEXT                                                            \
+    do {                                                                     \
+        if (!Next_Instruction(&word, &result)) return result;                \
+        goto* handlers[dense.of[word]].load(std::memory_order_relaxed);       \
+    } while (0)
+#endif
+
+int OxinVM::Go() {
+    uint16_t word = 0;
+    int result = 0;
+#ifndef OXIN_SWITCH_DISPATCH
+    static std::atomic<void*> handlers[kDenseCount];
+    static const bool handlers_ready = ({
+        for (std::atomic<void*>& handler : handlers)
+            handler.store(&&L_switch, std::memory_order_relaxed);
+        true;
+    });
+    (void)handlers_ready;
+#endif
+    for (;;) {
+        if (!Next_Instruction(&word, &result)) return result;
+#ifndef OXIN_SWITCH_DISPATCH
+    L_switch:
+#endif
+        switch (dense.of[word]) {
+        OXIN_CASE(Op_noop)
+            OXIN_NEXT;
+        OXIN_CASE(Op_pushc)
             pushc();
-            break;
-        case k_Op_pushi:
-            s->PushI(dword1_);
-            break;
-        case k_Op_pushf:
-            s->PushD(double1_);
-            break;
-        case k_Op_pushs: {
+            OXIN_NEXT;
+        OXIN_CASE(Op_pushi)
+            stack_->PushI(dword1_);
+            OXIN_NEXT;
+        OXIN_CASE(Op_pushf)
+            stack_->PushD(double1_);
+            OXIN_NEXT;
+        OXIN_CASE(Op_pushs) {
             Variable* variable = system_->Index(dword1_, 0);
-            s->PushV(variable ? variable : null_variable_, 1, 1);
-            break;
+            stack_->PushV(variable ? variable : null_variable_, 1, 1);
+            OXIN_NEXT;
         }
-        case k_Op_pushg:
-            s->PushV(global_->Index(dword1_, 1), 1, 1);
-            break;
-        case k_Op_pushl:
-            s->PushV(frame_->locals()->Index(dword1_, 1), 1, 1);
-            break;
-        case k_Op_pushd:
+        OXIN_CASE(Op_pushg)
+            stack_->PushV(global_->Index_Made(dword1_), 1, 1);
+            OXIN_NEXT;
+        OXIN_CASE(Op_pushl)
+            stack_->PushV(frame_->locals()->Index_Made(dword1_), 1, 1);
+            OXIN_NEXT;
+        OXIN_CASE(Op_pushd)
             pushd();
-            break;
-        case k_Op_pushdc:
+            OXIN_NEXT;
+        OXIN_CASE(Op_pushdc)
             pushdc();
-            break;
-        case k_Op_pushn:
+            OXIN_NEXT;
+        OXIN_CASE(Op_pushn)
             with_name(&OxinVM::pushn);
-            break;
-        case k_Op_pushnc:
+            OXIN_NEXT;
+        OXIN_CASE(Op_pushnc)
             with_dictionary_name(&OxinVM::pushn);
-            break;
-        case k_Op_pop:
-            s->Pop();
-            break;
-        case k_Op_pops: {
+            OXIN_NEXT;
+        OXIN_CASE(Op_pop)
+            stack_->Pop();
+            OXIN_NEXT;
+        OXIN_CASE(Op_pops) {
             Variable* variable = system_->Index(dword1_, 0);
             if (variable) {
-                s->PopV(variable);
+                stack_->PopV(variable);
             } else {
-                s->Pop();
+                stack_->Pop();
             }
-            break;
+            OXIN_NEXT;
         }
-        case k_Op_popg:
-            s->PopV(global_->Index(dword1_, 1));
-            break;
-        case k_Op_popl:
-            s->PopV(frame_->locals()->Index(dword1_, 1));
-            break;
-        case k_Op_popd:
+        OXIN_CASE(Op_popg)
+            stack_->PopV(global_->Index_Made(dword1_));
+            OXIN_NEXT;
+        OXIN_CASE(Op_popl)
+            stack_->PopV(frame_->locals()->Index_Made(dword1_));
+            OXIN_NEXT;
+        OXIN_CASE(Op_popd)
             popd();
-            break;
-        case k_Op_popdc:
+            OXIN_NEXT;
+        OXIN_CASE(Op_popdc)
             popdc();
-            break;
-        case k_Op_popn:
+            OXIN_NEXT;
+        OXIN_CASE(Op_popn)
             with_name(&OxinVM::popn);
-            break;
-        case k_Op_popnc:
+            OXIN_NEXT;
+        OXIN_CASE(Op_popnc)
             with_dictionary_name(&OxinVM::popn);
-            break;
-        case k_Op_poprg:
+            OXIN_NEXT;
+        OXIN_CASE(Op_poprg)
             poprg(global_);
-            break;
-        case k_Op_poprl:
+            OXIN_NEXT;
+        OXIN_CASE(Op_poprl)
             poprg(frame_->locals());
-            break;
-        case k_Op_poprn:
+            OXIN_NEXT;
+        OXIN_CASE(Op_poprn)
             with_name(&OxinVM::poprn);
-            break;
-        case k_Op_poprnc:
+            OXIN_NEXT;
+        OXIN_CASE(Op_poprnc)
             with_dictionary_name(&OxinVM::poprn);
-            break;
-        case k_Op_refer:
+            OXIN_NEXT;
+        OXIN_CASE(Op_refer)
             refer();
-            break;
-        case k_Op_store:
+            OXIN_NEXT;
+        OXIN_CASE(Op_store)
             store();
-            break;
-        case k_Op_spush:
+            OXIN_NEXT;
+        OXIN_CASE(Op_spush)
             system_->Push();
-            break;
-        case k_Op_spop:
+            OXIN_NEXT;
+        OXIN_CASE(Op_spop)
             if (!system_->Pop()) FatalError("System variable stack underflow");
-            break;
-        case k_Op_elem:
+            OXIN_NEXT;
+        OXIN_CASE(Op_elem)
             elem(1);
-            break;
-        case k_Op_elem_readonly:
+            OXIN_NEXT;
+        OXIN_CASE(Op_elem_readonly)
             elem(0);
-            break;
-        case k_Op_memb:
+            OXIN_NEXT;
+        OXIN_CASE(Op_memb)
             memb(1);
-            break;
-        case k_Op_memb_readonly:
+            OXIN_NEXT;
+        OXIN_CASE(Op_memb_readonly)
             memb(0);
-            break;
-        case k_Op_add: {
-            double right = s->PopD(), left = s->PopD();
-            if (!fatal_) s->PushD(left + right);
-            break;
+            OXIN_NEXT;
+        OXIN_CASE(Op_add) {
+            double right = stack_->PopD(), left = stack_->PopD();
+            if (!fatal_) stack_->PushD(left + right);
+            OXIN_NEXT;
         }
-        case k_Op_sub: {
-            double right = s->PopD(), left = s->PopD();
-            if (!fatal_) s->PushD(left - right);
-            break;
+        OXIN_CASE(Op_sub) {
+            double right = stack_->PopD(), left = stack_->PopD();
+            if (!fatal_) stack_->PushD(left - right);
+            OXIN_NEXT;
         }
-        case k_Op_mul: {
-            double right = s->PopD(), left = s->PopD();
-            if (!fatal_) s->PushD(left * right);
-            break;
+        OXIN_CASE(Op_mul) {
+            double right = stack_->PopD(), left = stack_->PopD();
+            if (!fatal_) stack_->PushD(left * right);
+            OXIN_NEXT;
         }
-        case k_Op_div:
+        OXIN_CASE(Op_div)
             div();
-            break;
-        case k_Op_mod:
+            OXIN_NEXT;
+        OXIN_CASE(Op_mod)
             mod();
-            break;
-        case k_Op_pow:
+            OXIN_NEXT;
+        OXIN_CASE(Op_pow)
             power();
-            break;
-        case k_Op_cat:
-            if (!append_in_place()) s->Concatenate();
-            break;
-        case k_Op_bitand: {
-            int right = s->PopI(), left = s->PopI();
-            if (!fatal_) s->PushI(left & right);
-            break;
+            OXIN_NEXT;
+        OXIN_CASE(Op_cat)
+            if (!append_in_place()) stack_->Concatenate();
+            OXIN_NEXT;
+        OXIN_CASE(Op_bitand) {
+            int right = stack_->PopI(), left = stack_->PopI();
+            if (!fatal_) stack_->PushI(left & right);
+            OXIN_NEXT;
         }
-        case k_Op_bitor: {
-            int right = s->PopI(), left = s->PopI();
-            if (!fatal_) s->PushI(left | right);
-            break;
+        OXIN_CASE(Op_bitor) {
+            int right = stack_->PopI(), left = stack_->PopI();
+            if (!fatal_) stack_->PushI(left | right);
+            OXIN_NEXT;
         }
-        case k_Op_bitxor: {
-            int right = s->PopI(), left = s->PopI();
-            if (!fatal_) s->PushI(left ^ right);
-            break;
+        OXIN_CASE(Op_bitxor) {
+            int right = stack_->PopI(), left = stack_->PopI();
+            if (!fatal_) stack_->PushI(left ^ right);
+            OXIN_NEXT;
         }
-        case k_Op_bitoc: {
-            int value = s->PopI();
-            if (!fatal_) s->PushI(~value);
-            break;
+        OXIN_CASE(Op_bitoc) {
+            int value = stack_->PopI();
+            if (!fatal_) stack_->PushI(~value);
+            OXIN_NEXT;
         }
-        case k_Op_bitsl:
+        OXIN_CASE(Op_bitsl)
             shift(true);
-            break;
-        case k_Op_bitsr:
+            OXIN_NEXT;
+        OXIN_CASE(Op_bitsr)
             shift(false);
-            break;
-        case k_Op_rounds:
+            OXIN_NEXT;
+        OXIN_CASE(Op_rounds)
             rounds(true);
-            break;
-        case k_Op_roundf:
+            OXIN_NEXT;
+        OXIN_CASE(Op_roundf)
             rounds(false);
-            break;
-        case k_Op_crypt:
+            OXIN_NEXT;
+        OXIN_CASE(Op_crypt)
             crypt();
-            break;
-        case k_Op_cmp: {
-            int order = s->Compare();
-            if (!fatal_) s->PushI(order);
-            break;
+            OXIN_NEXT;
+        OXIN_CASE(Op_cmp) {
+            int order = stack_->Compare();
+            if (!fatal_) stack_->PushI(order);
+            OXIN_NEXT;
         }
-        case k_Op_and: {
-            bool right = s->PopBool(), left = s->PopBool();
-            if (!fatal_) s->PushI(left && right);
-            break;
+        OXIN_CASE(Op_and) {
+            bool right = stack_->PopBool(), left = stack_->PopBool();
+            if (!fatal_) stack_->PushI(left && right);
+            OXIN_NEXT;
         }
-        case k_Op_or: {
-            bool right = s->PopBool(), left = s->PopBool();
-            if (!fatal_) s->PushI(left || right);
-            break;
+        OXIN_CASE(Op_or) {
+            bool right = stack_->PopBool(), left = stack_->PopBool();
+            if (!fatal_) stack_->PushI(left || right);
+            OXIN_NEXT;
         }
-        case k_Op_in:
+        OXIN_CASE(Op_in)
             search(false, false);
-            break;
-        case k_Op_cin:
+            OXIN_NEXT;
+        OXIN_CASE(Op_cin)
             search(true, false);
-            break;
-        case k_Op_ein:
+            OXIN_NEXT;
+        OXIN_CASE(Op_ein)
             search(false, true);
-            break;
-        case k_Op_ecin:
+            OXIN_NEXT;
+        OXIN_CASE(Op_ecin)
             search(true, true);
-            break;
-        case k_Op_eq: {
-            int order = s->Compare();
-            if (!fatal_) s->PushI(order == 0);
-            break;
+            OXIN_NEXT;
+        OXIN_CASE(Op_eq) {
+            int order = stack_->Compare();
+            if (!fatal_) stack_->PushI(order == 0);
+            OXIN_NEXT;
         }
-        case k_Op_ne: {
-            int order = s->Compare();
-            if (!fatal_) s->PushI(order != 0);
-            break;
+        OXIN_CASE(Op_ne) {
+            int order = stack_->Compare();
+            if (!fatal_) stack_->PushI(order != 0);
+            OXIN_NEXT;
         }
-        case k_Op_ge: {
-            int order = s->Compare();
-            if (!fatal_) s->PushI(order >= 0);
-            break;
+        OXIN_CASE(Op_ge) {
+            int order = stack_->Compare();
+            if (!fatal_) stack_->PushI(order >= 0);
+            OXIN_NEXT;
         }
-        case k_Op_le: {
-            int order = s->Compare();
-            if (!fatal_) s->PushI(order <= 0);
-            break;
+        OXIN_CASE(Op_le) {
+            int order = stack_->Compare();
+            if (!fatal_) stack_->PushI(order <= 0);
+            OXIN_NEXT;
         }
-        case k_Op_lt: {
-            int order = s->Compare();
-            if (!fatal_) s->PushI(order < 0);
-            break;
+        OXIN_CASE(Op_lt) {
+            int order = stack_->Compare();
+            if (!fatal_) stack_->PushI(order < 0);
+            OXIN_NEXT;
         }
-        case k_Op_gt: {
-            int order = s->Compare();
-            if (!fatal_) s->PushI(order > 0);
-            break;
+        OXIN_CASE(Op_gt) {
+            int order = stack_->Compare();
+            if (!fatal_) stack_->PushI(order > 0);
+            OXIN_NEXT;
         }
-        case k_Op_not: {
-            bool value = s->PopBool();
-            if (!fatal_) s->PushI(!value);
-            break;
+        OXIN_CASE(Op_not) {
+            bool value = stack_->PopBool();
+            if (!fatal_) stack_->PushI(!value);
+            OXIN_NEXT;
         }
-        case k_Op_dup:
-            s->Dupe();
-            break;
-        case k_Op_isnull: {
-            bool null = s->PopNull();
-            if (!fatal_) s->PushI(null);
-            break;
+        OXIN_CASE(Op_dup)
+            stack_->Dupe();
+            OXIN_NEXT;
+        OXIN_CASE(Op_isnull) {
+            bool null = stack_->PopNull();
+            if (!fatal_) stack_->PushI(null);
+            OXIN_NEXT;
         }
-        case k_Op_swap:
-            s->Swap(0, 1);
-            break;
-        case k_Op_swapn:
-            s->Swap(dword1_, dword2_);
-            break;
-        case k_Op_cmpgg:
+        OXIN_CASE(Op_swap)
+            stack_->Swap(0, 1);
+            OXIN_NEXT;
+        OXIN_CASE(Op_swapn)
+            stack_->Swap(dword1_, dword2_);
+            OXIN_NEXT;
+        OXIN_CASE(Op_cmpgg)
             cmpgg();
-            break;
-        case k_Op_cmpgi:
+            OXIN_NEXT;
+        OXIN_CASE(Op_cmpgi)
             cmpgi();
-            break;
-        case k_Op_incg:
+            OXIN_NEXT;
+        OXIN_CASE(Op_incg)
             incg();
-            break;
-        case k_Op_modgg:
+            OXIN_NEXT;
+        OXIN_CASE(Op_modgg)
             modgg();
-            break;
-        case k_Op_storegi:
+            OXIN_NEXT;
+        OXIN_CASE(Op_storegi)
             storegi();
-            break;
-        case k_Op_jmp:
+            OXIN_NEXT;
+        OXIN_CASE(Op_jmp)
             jump(dword1_);
-            break;
-        case k_Op_jmp_eq:
-            jump_if(s->PopI() == 0);
-            break;
-        case k_Op_jmp_lt:
-            jump_if(s->PopI() < 0);
-            break;
-        case k_Op_jmp_gt:
-            jump_if(s->PopI() > 0);
-            break;
-        case k_Op_jmp_le:
-            jump_if(s->PopI() <= 0);
-            break;
-        case k_Op_jmp_ge:
-            jump_if(s->PopI() >= 0);
-            break;
-        case k_Op_jmp_ne:
-            jump_if(s->PopI() != 0);
-            break;
-        case k_Op_call:
+            OXIN_NEXT;
+        OXIN_CASE(Op_jmp_eq)
+            jump_if(stack_->PopI() == 0);
+            OXIN_NEXT;
+        OXIN_CASE(Op_jmp_lt)
+            jump_if(stack_->PopI() < 0);
+            OXIN_NEXT;
+        OXIN_CASE(Op_jmp_gt)
+            jump_if(stack_->PopI() > 0);
+            OXIN_NEXT;
+        OXIN_CASE(Op_jmp_le)
+            jump_if(stack_->PopI() <= 0);
+            OXIN_NEXT;
+        OXIN_CASE(Op_jmp_ge)
+            jump_if(stack_->PopI() >= 0);
+            OXIN_NEXT;
+        OXIN_CASE(Op_jmp_ne)
+            jump_if(stack_->PopI() != 0);
+            OXIN_NEXT;
+        OXIN_CASE(Op_call)
             call();
-            break;
-        case k_Op_ret:
+            OXIN_NEXT;
+        OXIN_CASE(Op_ret)
             Return(true);
-            break;
-        case k_Op_retn:
+            OXIN_NEXT;
+        OXIN_CASE(Op_retn)
             Return(false);
-            break;
-        case k_Op_exit:
-        case k_Op_exit_alt:
-            ip = code_length_;
-            *finished_flag_ = 1;
-            break;
-        case k_Op_out:
+            OXIN_NEXT;
+        OXIN_CASE(Op_exit)
+            exit_run();
+            OXIN_NEXT;
+        OXIN_CASE(Op_exit_alt)
+            exit_run();
+            OXIN_NEXT;
+        OXIN_CASE(Op_out)
             out();
-            break;
-        case k_Op_out_comp:
+            OXIN_NEXT;
+        OXIN_CASE(Op_out_comp)
             out_comp();
-            break;
-        case k_Op_lineno:
+            OXIN_NEXT;
+        OXIN_CASE(Op_lineno)
             line_ = dword1_;
             if ((log_mask_ & kLogTrace) && line_ != last_line_traced_) {
                 last_line_traced_ = line_;
                 if (Logging(kLogTrace)) Log_Record(kLogTrace, {});
             }
-            break;
-        case k_Op_sourcefile:
+            OXIN_NEXT;
+        OXIN_CASE(Op_sourcefile)
             if (dword1_ != source_file_) last_line_traced_ = 0;
             source_file_ = dword1_;
-            break;
-        case k_Op_erroutput:
+            OXIN_NEXT;
+        OXIN_CASE(Op_erroutput)
             frame_->error_flags = static_cast<unsigned>(dword1_);
-            break;
-        case k_Op_stdoutput:
+            OXIN_NEXT;
+        OXIN_CASE(Op_stdoutput)
             frame_->output_flags = static_cast<unsigned>(dword1_);
             SetOutputFlags(frame_->output_flags);
-            break;
-        case k_Op_tagerror:
+            OXIN_NEXT;
+        OXIN_CASE(Op_tagerror)
             if (dword1_ >= 0 && dword1_ < kTagRows) tags_[dword1_].flags = dword2_;
-            break;
-        case k_Op_op_errmsg:
+            OXIN_NEXT;
+        OXIN_CASE(Op_op_errmsg)
             op_errmsg();
-            break;
-        case k_Op_dbopen:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbopen)
             dbopen(0);
-            break;
-        case k_Op_dbopen1:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbopen1)
             dbopen(1);
-            break;
-        case k_Op_dbcreate:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbcreate)
             dbcreate();
-            break;
-        case k_Op_dbclose:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbclose)
             dbclose();
-            break;
-        case k_Op_dbskip:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbskip)
             dbskip();
-            break;
-        case k_Op_dbgo:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbgo)
             dbgo();
-            break;
-        case k_Op_dbfind:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbfind)
             dbfind();
-            break;
-        case k_Op_dbadd:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbadd)
             dbadd();
-            break;
-        case k_Op_dbupdate:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbupdate)
             dbupdate();
-            break;
-        case k_Op_dbdelete:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbdelete)
             dbdelete();
-            break;
-        case k_Op_dbundelete:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbundelete)
             dbundelete();
-            break;
-        case k_Op_dbfilter:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbfilter)
             dbfilter();
-            break;
-        case k_Op_dbprimary:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbprimary)
             dbprimary();
-            break;
-        case k_Op_dbsetindex:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbsetindex)
             dbsetindex();
-            break;
-        case k_Op_dbmakeindex:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbmakeindex)
             dbmakeindex();
-            break;
-        case k_Op_dbpack:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbpack)
             dbpack();
-            break;
-        case k_Op_dbreindex:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbreindex)
             dbreindex();
-            break;
-        case k_Op_dbrevealstructuredb:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbrevealstructuredb)
             dbrevealstructuredb();
-            break;
-        case k_Op_dbrevealstructureagg:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbrevealstructureagg)
             dbrevealstructureagg();
-            break;
-        case k_Op_dbopenview:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbopenview)
             dbopenview();
-            break;
-        case k_Op_dbcloseview:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbcloseview)
             dbcloseview();
-            break;
-        case k_Op_dbquery:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbquery)
             dbquery();
-            break;
-        case k_Op_dbcommit:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbcommit)
             dbcommit();
-            break;
-        case k_Op_dbrollback:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbrollback)
             dbrollback();
-            break;
-        case k_Op_dbtransaction:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbtransaction)
             dbtransaction();
-            break;
-        case k_Op_dbcommand:
+            OXIN_NEXT;
+        OXIN_CASE(Op_dbcommand)
             dbcommand();
-            break;
-        case kIllegal:
+            OXIN_NEXT;
+        OXIN_CASE_DENSE(kIllegal)
             FatalError("Illegal Instruction");
-            break;
+            OXIN_NEXT;
         default:
+            OXIN_RECORD(dense.of[word], L_statement)
             statement(word);
-            break;
+            OXIN_NEXT;
+
+        }
     }
 }
+
+#undef OXIN_RECORD
+#undef OXIN_CASE
+#undef OXIN_CASE_DENSE
+#undef OXIN_NEXT
 
 // An instruction of a statement above the runtime, run by the handler that
 // its layer registered.

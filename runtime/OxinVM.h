@@ -30,6 +30,7 @@ class NULLVariable;
 class OpenDatabases;
 class OxinApplication;
 class OxinVM_Frame;
+class OxinVM_FunctionFrame;
 class OxinVM_Stack;
 class PoppedText;
 class Segment;
@@ -292,8 +293,10 @@ class OxinVM {
   private:
     using NameAction = void (OxinVM::*)(const char*, int);
 
-    // Runs one instruction whose operands are decoded.
-    void Execute(uint16_t word);
+    // The poll before each instruction and its fetch (see Go).
+    bool Next_Instruction(uint16_t* word, int* result);
+    bool Poll(int* result);
+    void End_Filter_Test();
     bool Load_Segment();
     // Ends a run begun in frame run: deletes it and every frame above it,
     // and goes back to the saved frame and position.
@@ -305,6 +308,9 @@ class OxinVM {
     // entry outside its segment.
     void Enter(const Function* function);
     bool Return(bool with_value);
+    // A stack for a function's frame, from the spares when there is one.
+    OxinVM_Stack* Take_Stack();
+    void Recycle_Function_Frame(OxinVM_FunctionFrame* frame);
     // The records of a return from function; with_value when the value
     // returned is on top of stack.
     void Log_Return(const Function* function, OxinVM_Stack* stack, bool with_value);
@@ -331,6 +337,7 @@ class OxinVM {
     bool append_in_place();
 
     // Instructions with more than a line of work, by their names.
+    void exit_run();
     void pushc();
     void pushd();
     void pushdc();
@@ -462,4 +469,6 @@ class OxinVM {
            std::atomic<int>* finished_flag);
     void Clone_Frame(const OxinVM& source);
     std::unique_ptr<ClonedStores> stores_;
+    // Stacks of returned function frames, empty, for the next calls.
+    std::vector<std::unique_ptr<OxinVM_Stack>> spare_stacks_;
 };

@@ -106,8 +106,9 @@ static void set_frame_flags(OxinVM_Frame* frame, const OxinVM_Frame* caller, uns
 
 int OxinVM::CallFunction(Function* function) {
     auto* frame = new OxinVM_FunctionFrame(function, segment, ip, frame_);
-    frame->Set_LocalVariable_Hash(new VariableHash(*function->LocalVariables()), true);
-    frame->Set_Stack(new OxinVM_Stack(this, kStackSize), true);
+    frame->Set_LocalVariable_Hash(function->Take_Locals(), true);
+    frame->Set_Stack(Take_Stack(), true);
+    frame->pooled = true;
     set_frame_flags(frame, frame_, function->flags());
     SetOutputFlags(frame->output_flags);
     const String& name = function->name();
@@ -138,6 +139,34 @@ int OxinVM::CallFunction(Function* function) {
     stack_ = frame->stack();
     if (!fatal_) Enter(function);
     return fatal_ ? 0 : 1;
+}
+
+OxinVM_Stack* OxinVM::Take_Stack() {
+    if (spare_stacks_.empty()) return new OxinVM_Stack(this, kStackSize);
+    OxinVM_Stack* stack = spare_stacks_.back().release();
+    spare_stacks_.pop_back();
+    return stack;
+}
+
+// Ends a returning frame as deleting it would (its variables first, then
+// what its stack holds), keeping the hash and the stack for the next call.
+void OxinVM::Recycle_Function_Frame(OxinVM_FunctionFrame* frame) {
+    constexpr size_t kSpareStacks = 8;
+    if (frame->pooled) {
+        if (VariableHash* locals = frame->Release_Locals()) {
+            locals->Dump();
+            frame->function->Keep_Locals(locals);
+        }
+        if (OxinVM_Stack* stack = frame->Release_Stack()) {
+            stack->Clear();
+            if (spare_stacks_.size() < kSpareStacks) {
+                spare_stacks_.emplace_back(stack);
+            } else {
+                delete stack;
+            }
+        }
+    }
+    delete frame;
 }
 
 // The reader refused files whose functions begin outside their segments,
@@ -175,7 +204,7 @@ bool OxinVM::Return(bool with_value) {
     }
     if (log_mask_ & (kLogFunctionReturnValue | kLogFunctionReturn))
         Log_Return(static_cast<OxinVM_FunctionFrame*>(frame_)->function, caller_stack, with_value);
-    delete frame_;
+    Recycle_Function_Frame(static_cast<OxinVM_FunctionFrame*>(frame_));
     frame_ = caller;
     stack_ = caller_stack;
     if (!with_value) stack_->PushS("", 0, 0, 0);

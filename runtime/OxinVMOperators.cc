@@ -212,55 +212,6 @@ void OxinVM::SetOutputFlags(unsigned flags) {
     if (Output* output = application_->output()) output->SetFlags(static_cast<int>(flags));
 }
 
-// The combined instructions on globals, resolved as by pushg.
-bool OxinVM::Globals(Variable** first, Variable** second) {
-    *first = global_->Index(dword1_, 1);
-    if (second) *second = global_->Index(dword2_, 1);
-    if (*first && (!second || *second)) return true;
-    FatalError("Invalid variable reference");
-    return false;
-}
-
-void OxinVM::cmpgg() {
-    Variable *left, *right;
-    if (Globals(&left, &right)) stack_->PushI(Compare(left, right));
-}
-
-void OxinVM::cmpgi() {
-    Variable* left;
-    if (Globals(&left, nullptr)) stack_->PushI(Compare(left, dword2_));
-}
-
-void OxinVM::incg() {
-    Variable* variable;
-    if (Globals(&variable, nullptr))
-        variable->SetValue_Integer(static_cast<int>(
-            static_cast<uint32_t>(variable->value_integer()) + static_cast<uint32_t>(dword2_)));
-}
-
-void OxinVM::modgg() {
-    Variable *left, *right;
-    if (!Globals(&left, &right)) return;
-    int dividend = left->value_integer(), divisor = right->value_integer();
-    // No test of the divisor: a zero divisor is the processor's divide fault,
-    // which the host handles as any other fault of the process.
-    if (divisor == 0 || (divisor == -1 && dividend == INT_MIN)) {
-#ifdef OXIN_INSTRUCTION_BUDGET
-        // Fuzz builds end the run instead: the fault is the design, not a
-        // finding.
-        *cancelled_flag_ = 1;
-        return;
-#endif
-        raise(SIGFPE);
-    }
-    stack_->PushI(dividend % divisor);
-}
-
-void OxinVM::storegi() {
-    Variable* variable;
-    if (Globals(&variable, nullptr)) variable->SetValue_Integer(dword2_);
-}
-
 void OxinVM::unavailable(uint16_t word) {
     const Instruction_Info* info = Instructions::Lookup(word);
     String message("Instruction not available in this engine: ");

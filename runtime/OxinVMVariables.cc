@@ -137,9 +137,9 @@ void OxinVM::Lookup_VariableList(VariableList* list, const char* names, int leng
 
 int OxinVM::Compare(Variable* left, Variable* right) {
     int left_error = 0, right_error = 0;
-    double left_number = left->value_compare(&left_error);
+    double left_number = left->Fast_Compare(&left_error);
     if (!left_error) {
-        double right_number = right->value_compare(&right_error);
+        double right_number = right->Fast_Compare(&right_error);
         if (!right_error) return compare_numbers(left_number, right_number);
     }
     String& left_text = left->value();
@@ -150,7 +150,7 @@ int OxinVM::Compare(Variable* left, Variable* right) {
 
 int OxinVM::Compare(Variable* left, int right) {
     int error = 0;
-    double number = left->value_compare(&error);
+    double number = left->Fast_Compare(&error);
     if (!error) return compare_numbers(number, right);
     int length, size;
     char* digits = TextConversion::itos(right, &length, &size);

@@ -14,6 +14,20 @@ void OxinVM_Frame::Set_LocalVariable_Hash(VariableHash* hash, bool owned) {
     locals_owned_ = owned;
 }
 
+VariableHash* OxinVM_Frame::Release_Locals() {
+    VariableHash* owned = locals_owned_ ? locals_ : nullptr;
+    locals_ = nullptr;
+    locals_owned_ = false;
+    return owned;
+}
+
+OxinVM_Stack* OxinVM_Frame::Release_Stack() {
+    OxinVM_Stack* owned = stack_owned_ ? stack_ : nullptr;
+    stack_ = nullptr;
+    stack_owned_ = false;
+    return owned;
+}
+
 void OxinVM_Frame::Set_Stack(OxinVM_Stack* stack, bool owned) {
     if (stack_owned_ && stack_ != stack) delete stack_;
     stack_ = stack;

@@ -27,6 +27,10 @@ class OxinVM_Frame {
 
     VariableHash* locals() const { return locals_; }
     OxinVM_Stack* stack() const { return stack_; }
+    // Hand over the hash and the stack that the frame owns, or null where
+    // it owns none; the frame keeps pointing at neither.
+    VariableHash* Release_Locals();
+    OxinVM_Stack* Release_Stack();
 
     int segment;
     int ip;
@@ -49,6 +53,9 @@ class OxinVM_FunctionFrame : public OxinVM_Frame {
     int type() override { return 1; }
 
     Function* function;
+    // The hash came from the function's spares and the stack from the
+    // machine's, and go back there on return.
+    bool pooled = false;
 };
 
 // A frame whose code is a test run once per record: at the end of its code

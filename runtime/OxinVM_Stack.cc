@@ -102,9 +102,13 @@ OxinVM_Stack::OxinVM_Stack(OxinVM* vm, int capacity)
     : vm_(vm), entries_(new Stack_Entry[capacity > 0 ? capacity : 1]), capacity_(capacity) {}
 
 OxinVM_Stack::~OxinVM_Stack() {
+    Clear();
+    delete[] entries_;
+}
+
+void OxinVM_Stack::Clear() {
     while (sp_ > 0)
         Release(&entries_[--sp_]);
-    delete[] entries_;
 }
 
 bool OxinVM_Stack::Fault(const char* message) {
@@ -112,13 +116,9 @@ bool OxinVM_Stack::Fault(const char* message) {
     return false;
 }
 
-OxinVM_Stack::Stack_Entry* OxinVM_Stack::Claim() {
-    assert(sp_ >= 0 && sp_ <= capacity_);  // every push and pop goes through the bounds
-    if (sp_ >= capacity_) {
-        Fault("Stack overflow");
-        return nullptr;
-    }
-    return &entries_[sp_++];
+OxinVM_Stack::Stack_Entry* OxinVM_Stack::Overflow() {
+    Fault("Stack overflow");
+    return nullptr;
 }
 
 OxinVM_Stack::Stack_Entry* OxinVM_Stack::Take() {
@@ -129,14 +129,10 @@ OxinVM_Stack::Stack_Entry* OxinVM_Stack::Take() {
     return &entries_[--sp_];
 }
 
-void OxinVM_Stack::Release(Stack_Entry* entry) {
-    if (!entry->deletable()) return;
+void OxinVM_Stack::Release_Owned(Stack_Entry* entry) {
     switch (entry->type) {
         case kString:
             delete[] entry->value.text;
-            break;
-        case kVariable:
-            entry->value.variable->DecRefCount();
             break;
         case kLinkBuffer:
             delete entry->value.buffer;
@@ -169,18 +165,8 @@ void OxinVM_Stack::PushLinkBuffer(LinkBuffer* buffer, int deletable) {
     entry->length = entry->size = 4;
 }
 
-void OxinVM_Stack::PushV(Variable* variable, int increment, int deletable) {
-    if (!variable) {
-        Fault("Invalid variable reference");
-        return;
-    }
-    Stack_Entry* entry = Claim();
-    if (!entry) return;
-    if (increment) variable->IncRefCount();
-    entry->type = kVariable;
-    entry->flags = deletable ? kDeletable : 0;
-    entry->value.variable = variable;
-    entry->length = entry->size = static_cast<int>(sizeof(Variable));
+void OxinVM_Stack::PushV_Fault(Variable* variable) {
+    Fault(variable ? "Stack overflow" : "Invalid variable reference");
 }
 
 void OxinVM_Stack::Push(OxinVM_Stack* other, int count) {
@@ -330,7 +316,7 @@ char* OxinVM_Stack::PopS_NS(int* length, int* size, int* deletable) {
     return stripped;
 }
 
-bool OxinVM_Stack::PopV(Variable* target) {
+bool OxinVM_Stack::PopV_Converted(Variable* target) {
     if (sp_ <= 0) return Fault("Stack underflow");
     if (!target) return Fault("Invalid variable reference");
     Stack_Entry* entry = &entries_[--sp_];
@@ -462,7 +448,7 @@ static bool compare_number(OxinVM_Stack::Stack_Entry* entry, double* number) {
             *number = entry->value.number;
             return true;
         case OxinVM_Stack::kVariable:
-            *number = entry->value.variable->value_compare(&error);
+            *number = entry->value.variable->Fast_Compare(&error);
             return !error;
         default: {
             EntryText text(entry);
@@ -472,7 +458,7 @@ static bool compare_number(OxinVM_Stack::Stack_Entry* entry, double* number) {
     }
 }
 
-int OxinVM_Stack::Compare() {
+int OxinVM_Stack::Compare_Converted() {
     if (sp_ < 2) {
         Fault("Stack underflow");
         return 0;

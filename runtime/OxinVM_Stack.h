@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <utility>
 
+#include "variables/Variable.h"
+
 class LinkBuffer;
 class OxinVM;
-class Variable;
 
 // A text popped from the stack. It frees the text when it goes, if the pop
 // handed the text over; release() passes it on instead.
@@ -76,6 +78,9 @@ class OxinVM_Stack {
     // Releases every deletable value.
     virtual ~OxinVM_Stack();
 
+    // Releases every entry, as the destructor does, leaving the stack empty.
+    void Clear();
+
     int Entries() const { return sp_; }
     int capacity() const { return capacity_; }
     // The top entry, which stays; null on an empty stack.
@@ -111,7 +116,18 @@ class OxinVM_Stack {
     void PushS(const char* text, int length, int size, int deletable);
     void PushLinkBuffer(LinkBuffer* buffer, int deletable);
     // increment: take a count on variable; deletable: the entry holds one.
-    void PushV(Variable* variable, int increment, int deletable);
+    void PushV(Variable* variable, int increment, int deletable) {
+        if (!variable || sp_ >= capacity_) {
+            PushV_Fault(variable);
+            return;
+        }
+        if (increment) variable->Fast_IncRefCount();
+        Stack_Entry* entry = &entries_[sp_++];
+        entry->type = kVariable;
+        entry->flags = deletable ? kDeletable : 0;
+        entry->value.variable = variable;
+        entry->length = entry->size = static_cast<int>(sizeof(Variable));
+    }
     // Moves the top count entries of other here, the top first, so that
     // their order is reversed. A variable that leaves another stack gets a
     // count of its own.
@@ -119,11 +135,30 @@ class OxinVM_Stack {
 
     void Pop();
     int PopI() {
-        if (sp_ > 0 && entries_[sp_ - 1].type == kInteger) return entries_[--sp_].value.integer;
+        if (sp_ > 0) {
+            Stack_Entry& top = entries_[sp_ - 1];
+            if (top.type == kInteger) return entries_[--sp_].value.integer;
+            if (top.type == kVariable) {
+                sp_--;
+                int value = top.value.variable->Fast_Integer();
+                Release(&top);
+                return value;
+            }
+        }
         return PopI_Converted();
     }
     double PopD() {
-        if (sp_ > 0 && entries_[sp_ - 1].type == kDouble) return entries_[--sp_].value.number;
+        if (sp_ > 0) {
+            Stack_Entry& top = entries_[sp_ - 1];
+            if (top.type == kDouble) return entries_[--sp_].value.number;
+            if (top.type == kInteger) return entries_[--sp_].value.integer;
+            if (top.type == kVariable) {
+                sp_--;
+                double value = top.value.variable->Fast_Double();
+                Release(&top);
+                return value;
+            }
+        }
         return PopD_Converted();
     }
     // The text of the top entry with its length and size; when *deletable
@@ -143,7 +178,22 @@ class OxinVM_Stack {
         return popped;
     }
     // Assigns the top entry to target. Returns false on a fault.
-    bool PopV(Variable* target);
+    bool PopV(Variable* target) {
+        if (sp_ > 0 && target) {
+            Stack_Entry& top = entries_[sp_ - 1];
+            if (top.type == kInteger) {
+                sp_--;
+                target->Fast_SetInteger(top.value.integer);
+                return true;
+            }
+            if (top.type == kDouble) {
+                sp_--;
+                target->Fast_SetDouble(top.value.number);
+                return true;
+            }
+        }
+        return PopV_Converted(target);
+    }
     // Hands over the variable of the top entry and whether it holds a count;
     // anything else is "Expected variable, found constant".
     bool PopV(Variable** out, int* deletable);
@@ -153,7 +203,16 @@ class OxinVM_Stack {
     int PopDBPosition();
 
     // Pops the right operand, then the left; -1, 0 or 1.
-    int Compare();
+    int Compare() {
+        double l, r;
+        if (sp_ >= 2 && Fast_Number(&entries_[sp_ - 2], &l) && Fast_Number(&entries_[sp_ - 1], &r)) {
+            sp_ -= 2;
+            Release(&entries_[sp_]);
+            Release(&entries_[sp_ + 1]);
+            return l == r ? 0 : l < r ? -1 : 1;
+        }
+        return Compare_Converted();
+    }
     // Pops two operands and pushes their concatenation.
     void Concatenate();
     // Pushes a borrowed copy of the top entry, not deletable.
@@ -173,10 +232,48 @@ class OxinVM_Stack {
     LinkBuffer* ConvertEntryToDeletableLinkBuffer(Stack_Entry* entry);
 
   private:
-    Stack_Entry* Claim();
+    Stack_Entry* Claim() {
+        assert(sp_ >= 0 && sp_ <= capacity_);  // every push and pop goes through the bounds
+        if (sp_ >= capacity_) return Overflow();
+        return &entries_[sp_++];
+    }
+    Stack_Entry* Overflow();
+    // The number that comparisons use, for the entries that have one
+    // without conversion from text.
+    static bool Fast_Number(Stack_Entry* entry, double* number) {
+        switch (entry->type) {
+            case kInteger:
+                *number = entry->value.integer;
+                return true;
+            case kDouble:
+                *number = entry->value.number;
+                return true;
+            case kVariable: {
+                Variable* variable = entry->value.variable;
+                if (!variable->Fast_Comparable()) return false;
+                int error;
+                *number = variable->Fast_Compare(&error);
+                return true;
+            }
+            default:
+                return false;
+        }
+    }
     // The top entry, removed; null after "Stack underflow".
     Stack_Entry* Take();
-    void Release(Stack_Entry* entry);
+    // Gives up what a popped entry owns.
+    void Release(Stack_Entry* entry) {
+        if (!entry->deletable()) return;
+        if (entry->type == kVariable) {
+            entry->value.variable->Fast_DecRefCount();
+        } else {
+            Release_Owned(entry);
+        }
+    }
+    void Release_Owned(Stack_Entry* entry);
+    void PushV_Fault(Variable* variable);
+    bool PopV_Converted(Variable* target);
+    int Compare_Converted();
     int PopI_Converted();
     double PopD_Converted();
     bool Fault(const char* message);

@@ -7,6 +7,7 @@
 ClonedVariableHash::ClonedVariableHash(OxinApplication* application, Dictionary* dictionary,
                                        VariableHash& source)
     : VariableHash(source) {
+    direct_index_ = false;
     VariableHash* real = source.RealIdentity();
     if (SystemVariableHash* system = dynamic_cast<SystemVariableHash*>(real)) {
         Dictionary* names = dictionary;

@@ -9,15 +9,25 @@ class NULLVariable;
 // set reads as a shared NULLVariable instead of being made.
 class ImmutableVariable : public Variable {
   public:
-    ImmutableVariable() = default;
-    ImmutableVariable(const char* name, int length) : Variable(name, length) {}
+    ImmutableVariable() { plain_ = false; }
+    ImmutableVariable(const char* name, int length) : Variable(name, length) { plain_ = false; }
     ImmutableVariable(const char* name, int length, const char* value, int value_length)
-        : Variable(name, length, value, value_length) {}
+        : Variable(name, length, value, value_length) {
+        plain_ = false;
+    }
     ImmutableVariable(const char* name, int length, char* buffer, int buffer_length, int size)
-        : Variable(name, length, buffer, buffer_length, size) {}
-    ImmutableVariable(const char* name, int length, int value) : Variable(name, length, value) {}
-    ImmutableVariable(const char* name, int length, double value) : Variable(name, length, value) {}
-    ImmutableVariable(const String& name, const String& value) : Variable(name, value) {}
+        : Variable(name, length, buffer, buffer_length, size) {
+        plain_ = false;
+    }
+    ImmutableVariable(const char* name, int length, int value) : Variable(name, length, value) {
+        plain_ = false;
+    }
+    ImmutableVariable(const char* name, int length, double value) : Variable(name, length, value) {
+        plain_ = false;
+    }
+    ImmutableVariable(const String& name, const String& value) : Variable(name, value) {
+        plain_ = false;
+    }
 
     // A new ImmutableVariable of the same name holding one form of the
     // value: the text if valid, else the double, else the integer. Elements

@@ -5,12 +5,14 @@ static_assert(sizeof(ReferenceVariable) == sizeof(Variable));
 
 ReferenceVariable::ReferenceVariable(const char* name, int length, Variable* target)
     : Variable(name, length) {
+    plain_ = false;
     target_ = target;
     target_->IncRefCount();
 }
 
 ReferenceVariable::ReferenceVariable(const String& name, Variable* target,
                                      List<AggregateIndex>* path) {
+    plain_ = false;
     name_ = name;
     target_ = path ? target->Element(path, 1) : target;
     if (target_) target_->IncRefCount();

@@ -5,7 +5,9 @@
 
 ReferenceVariableHash::ReferenceVariableHash(Dictionary* dictionary, VariableHash* target, int bits,
                                              int capacity)
-    : VariableHash(dictionary, bits, capacity), target_(target->RealIdentity()) {}
+    : VariableHash(dictionary, bits, capacity), target_(target->RealIdentity()) {
+    direct_index_ = false;
+}
 
 int ReferenceVariableHash::Resolve(int n, int create, Variable* reference_to) {
     int& mapped = entries_[n].version;

@@ -118,6 +118,10 @@ double Variable::value_compare(int* error) {
     return (flags_ & kDoubleValid) ? double_value_ : 0.0;
 }
 
+bool Variable::Exactly_Variable() const {
+    return typeid(*this) == typeid(Variable);
+}
+
 int Variable::type() {
     return 0;
 }

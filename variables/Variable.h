@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 
 #include "base/List.h"
@@ -187,7 +188,77 @@ class Variable {
 
     unsigned char flags() const { return flags_; }
 
+    // The interpreter's fast forms of the operations above: the same
+    // results and the same changes to the variable, without the virtual call
+    // when the variable is exactly of this class and a scalar; otherwise
+    // they make the call.
+    int Fast_Integer() {
+        if (Plain_Scalar() && (flags_ & kIntegerValid)) return integer_value_;
+        return value_integer();
+    }
+    double Fast_Double() {
+        if (Plain_Scalar() && (flags_ & kDoubleValid)) return double_value_;
+        return value_double();
+    }
+    // Whether Fast_Compare gives a number without the virtual call.
+    bool Fast_Comparable() const {
+        return Plain_Scalar() && !(flags_ & kStringValid) &&
+               (flags_ & (kIntegerValid | kDoubleValid));
+    }
+    double Fast_Compare(int* error) {
+        if (Fast_Comparable()) {
+            if (!(flags_ & kDoubleValid)) {
+                double_value_ = integer_value_;
+                flags_ |= kDoubleValid;
+            }
+            *error = 0;
+            return double_value_;
+        }
+        return value_compare(error);
+    }
+    void Fast_SetInteger(int value) {
+        if (!Plain_Scalar()) {
+            SetValue_Integer(value);
+            return;
+        }
+        integer_value_ = value;
+        flags_ = (flags_ & ~kFormFlags) | kIntegerValid;
+        primary_type_ = PrimaryInteger;
+    }
+    void Fast_SetDouble(double value) {
+        if (!Plain_Scalar()) {
+            SetValue_Double(value);
+            return;
+        }
+        double_value_ = value;
+        flags_ = (flags_ & ~kFormFlags) | kDoubleValid;
+        primary_type_ = PrimaryDouble;
+    }
+    void Fast_IncRefCount() {
+        if (plain_) {
+            reference_count_++;
+        } else {
+            IncRefCount();
+        }
+    }
+    void Fast_DecRefCount() {
+        if (plain_ && reference_count_ > 1) {
+            reference_count_--;
+        } else {
+            DecRefCount();
+        }
+    }
+
   protected:
+    // True for a scalar of exactly this class, whose forms the fast
+    // operations may use directly.
+    bool Plain_Scalar() const {
+        assert(!plain_ || Exactly_Variable());
+        return plain_ && !elements_;
+    }
+    // Whether the dynamic class is this one, for the check above.
+    bool Exactly_Variable() const;
+
     // Only DecRefCount ends a variable. List's default disposal (which
     // VariableList replaces) must still compile against it.
     friend class List<Variable>;
@@ -211,6 +282,8 @@ class Variable {
     int integer_value_ = 0;
     double double_value_ = 0.0;
     unsigned char flags_ = 0;
+    // Exactly this class; every subclass clears it in its constructors.
+    bool plain_ = true;
     int primary_type_ = PrimaryNone;
     AggregateType aggregate_type_ = AggregateNone;
     AggregateElementTree* elements_ = nullptr;

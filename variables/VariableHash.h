@@ -87,6 +87,12 @@ class VariableHash {
     virtual bool LookupVariable_Fancy(Variable** out, const char* name, int length, int create);
     // The variable of entry n, made if create is set; null out of range.
     virtual Variable* Index(int n, int create);
+    // Index(n, 1), without the virtual call when the variable exists in a
+    // hash whose entries hold its variables.
+    Variable* Index_Made(int n) {
+        if (direct_index_ && InRange(n) && entries_[n].variable) return entries_[n].variable;
+        return Index(n, 1);
+    }
     virtual int Entries();
     // Appends every variable that exists, in entry order.
     virtual void AllocatedVars(VariableList* list);
@@ -146,6 +152,8 @@ class VariableHash {
     int count_ = 0;
     Dictionary* dictionary_ = nullptr;
     String error_;
+    // Cleared by the subclasses whose Index finds variables elsewhere.
+    bool direct_index_ = true;
 
   private:
     bool Malformed(Variable** out);
