@@ -146,8 +146,18 @@ VariableHash* Function::Take_Locals() {
     return new VariableHash(*locals_);
 }
 
+// The variables of parameters passed by value stay, emptied: every call
+// fills them first, so that a new variable each time would be the same.
 void Function::Keep_Locals(VariableHash* locals) {
     constexpr size_t kSpares = 8;  // enough for recursion a few levels deep
+    uint64_t parameters = 0;
+    for (int i = 0; i < ParameterCount(); i++) {
+        const FunctionParameter* parameter = Parameter(i);
+        int n = parameter->localvar_index();
+        if (!parameter->byreference() && n >= 0 && n < 64) parameters |= uint64_t{1} << n;
+    }
     std::unique_ptr<VariableHash> kept(locals);
-    if (spare_locals_.size() < kSpares) spare_locals_.push_back(std::move(kept));
+    if (spare_locals_.size() >= kSpares) return;
+    kept->Dump_Keeping(parameters);
+    spare_locals_.push_back(std::move(kept));
 }

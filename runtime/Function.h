@@ -105,8 +105,8 @@ class Function {
     // A hash of the locals' pattern with every slot empty, for a call: one
     // that an earlier call gave back, or a new copy. The caller owns it.
     VariableHash* Take_Locals();
-    // Takes back the hash of a call that Take_Locals gave, after its
-    // variables were dropped, to serve a later call.
+    // Takes back the hash of a call that Take_Locals gave, to serve a later
+    // call, dropping its variables as deleting it would.
     void Keep_Locals(VariableHash* locals);
 
   private:

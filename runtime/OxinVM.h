@@ -308,8 +308,7 @@ class OxinVM {
     // entry outside its segment.
     void Enter(const Function* function);
     bool Return(bool with_value);
-    // A stack for a function's frame, from the spares when there is one.
-    OxinVM_Stack* Take_Stack();
+    OxinVM_FunctionFrame* Take_Function_Frame(Function* function);
     void Recycle_Function_Frame(OxinVM_FunctionFrame* frame);
     // The records of a return from function; with_value when the value
     // returned is on top of stack.
@@ -469,6 +468,7 @@ class OxinVM {
            std::atomic<int>* finished_flag);
     void Clone_Frame(const OxinVM& source);
     std::unique_ptr<ClonedStores> stores_;
-    // Stacks of returned function frames, empty, for the next calls.
-    std::vector<std::unique_ptr<OxinVM_Stack>> spare_stacks_;
+    // Frames of returned function calls, with their empty stacks, for the
+    // next calls.
+    std::vector<std::unique_ptr<OxinVM_FunctionFrame>> spare_frames_;
 };

@@ -105,10 +105,7 @@ static void set_frame_flags(OxinVM_Frame* frame, const OxinVM_Frame* caller, uns
 }
 
 int OxinVM::CallFunction(Function* function) {
-    auto* frame = new OxinVM_FunctionFrame(function, segment, ip, frame_);
-    frame->Set_LocalVariable_Hash(function->Take_Locals(), true);
-    frame->Set_Stack(Take_Stack(), true);
-    frame->pooled = true;
+    OxinVM_FunctionFrame* frame = Take_Function_Frame(function);
     set_frame_flags(frame, frame_, function->flags());
     SetOutputFlags(frame->output_flags);
     const String& name = function->name();
@@ -141,32 +138,38 @@ int OxinVM::CallFunction(Function* function) {
     return fatal_ ? 0 : 1;
 }
 
-OxinVM_Stack* OxinVM::Take_Stack() {
-    if (spare_stacks_.empty()) return new OxinVM_Stack(this, kStackSize);
-    OxinVM_Stack* stack = spare_stacks_.back().release();
-    spare_stacks_.pop_back();
-    return stack;
+// The frame of a call of function at the present position: a spare frame
+// with its empty stack, or a new one, and the function's locals.
+OxinVM_FunctionFrame* OxinVM::Take_Function_Frame(Function* function) {
+    OxinVM_FunctionFrame* frame;
+    if (spare_frames_.empty()) {
+        frame = new OxinVM_FunctionFrame(function, segment, ip, frame_);
+        frame->Set_Stack(new OxinVM_Stack(this, kStackSize), true);
+    } else {
+        frame = spare_frames_.back().release();
+        spare_frames_.pop_back();
+        frame->function = function;
+        frame->segment = segment;
+        frame->ip = ip;
+        frame->previous = frame_;
+    }
+    frame->Set_LocalVariable_Hash(function->Take_Locals(), true);
+    frame->pooled = true;
+    return frame;
 }
 
 // Ends a returning frame as deleting it would (its variables first, then
-// what its stack holds), keeping the hash and the stack for the next call.
+// what its stack holds), keeping the frame, its stack and its hash for
+// later calls.
 void OxinVM::Recycle_Function_Frame(OxinVM_FunctionFrame* frame) {
-    constexpr size_t kSpareStacks = 8;
-    if (frame->pooled) {
-        if (VariableHash* locals = frame->Release_Locals()) {
-            locals->Dump();
-            frame->function->Keep_Locals(locals);
-        }
-        if (OxinVM_Stack* stack = frame->Release_Stack()) {
-            stack->Clear();
-            if (spare_stacks_.size() < kSpareStacks) {
-                spare_stacks_.emplace_back(stack);
-            } else {
-                delete stack;
-            }
-        }
+    constexpr size_t kSpareFrames = 8;
+    if (!frame->pooled || spare_frames_.size() >= kSpareFrames) {
+        delete frame;
+        return;
     }
-    delete frame;
+    if (VariableHash* locals = frame->Release_Locals()) frame->function->Keep_Locals(locals);
+    frame->stack()->Clear();
+    spare_frames_.emplace_back(frame);
 }
 
 // The reader refused files whose functions begin outside their segments,

@@ -118,6 +118,18 @@ double Variable::value_compare(int* error) {
     return (flags_ & kDoubleValid) ? double_value_ : 0.0;
 }
 
+void Variable::Clear_For_Reuse() {
+    assert(Reusable());
+    string_value_ = String();
+    integer_value_ = 0;
+    double_value_ = 0.0;
+    flags_ = 0;
+    primary_type_ = PrimaryNone;
+    aggregate_type_ = AggregateNone;
+    error_ = String();
+    target_ = nullptr;
+}
+
 bool Variable::Exactly_Variable() const {
     return typeid(*this) == typeid(Variable);
 }

@@ -154,6 +154,11 @@ class Variable {
     // Destroys the variable when the count reaches 0.
     virtual void DecRefCount();
 
+    // Whether Clear_For_Reuse may serve: a plain scalar that nothing but
+    // its one holder counts.
+    bool Reusable() const { return plain_ && !elements_ && reference_count_ == 1; }
+    // Makes a reusable variable what a new unset variable of its name is.
+    void Clear_For_Reuse();
     // Fill one form from the others and mark it valid.
     virtual void Convert_String();
     virtual void Convert_Integer();

@@ -85,6 +85,19 @@ void VariableHash::Dump() {
     }
 }
 
+void VariableHash::Dump_Keeping(uint64_t entries) {
+    for (int n = 0; n < count_; n++) {
+        Variable* variable = entries_[n].variable;
+        if (!variable) continue;
+        if (n < 64 && (entries >> n & 1) && variable->Reusable()) {
+            variable->Clear_For_Reuse();
+            continue;
+        }
+        entries_[n].variable = nullptr;
+        variable->DecRefCount();
+    }
+}
+
 const char* VariableHash::EntryName(int n, int* length) const {
     *length = 0;
     return dictionary_->Entry(entries_[n].id, length);

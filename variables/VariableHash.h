@@ -114,6 +114,10 @@ class VariableHash {
 
     // Drops every variable and empties the slots; names stay.
     void Dump();
+    // The same, except that the variables of the entries in the mask (bit n
+    // for entry n, below 64) that Variable::Reusable allows stay in their
+    // slots, cleared as if new.
+    void Dump_Keeping(uint64_t entries);
 
     // Splits a scope prefix (l. local. g. global. s. system. d. database.
     // name.d. name.database., case-insensitive) off name. Returns the
