@@ -345,17 +345,4 @@ TEST_F(XBaseTableTest, CreateRefusesMoreThan2046Fields) {
     EXPECT_EQ(table.headerlength(), 33 + 32 * 2046);
 }
 
-TEST(XBaseTablePaths, MemoPathReplacesTheLastExtension) {
-    const char* cases[][2] = {
-        {"a/b", "a/b.dbt"},   {"a.b/c", "a.b/c.dbt"},
-        {"x.dbf", "x.dbt"},   {"dir/x.y.dbf", "dir/x.y.dbt"},
-        {".dbf", ".dbf.dbt"}, {"", ""},
-    };
-    for (auto& c : cases) {
-        String memo;
-        XBaseTable::SetMemoPath(String(c[0]), memo);
-        EXPECT_STREQ(memo.c_str(), c[1]) << c[0];
-    }
-}
-
 }  // namespace

@@ -40,20 +40,6 @@ TEST(CGIApplicationTest, DatesCarryWholeHoursOfTheZone) {
     }
 }
 
-TEST(CGIApplicationTest, SessionIdsAreThirtyTwoHexDigits) {
-    char program[] = "oxin";
-    char* argv[] = {program, nullptr};
-    CGIApplication application(1, argv);
-    int length;
-    char* first = application.MakeSessionID(&length);
-    char* second = application.MakeSessionID(&length);
-    EXPECT_EQ(length, 32);
-    EXPECT_TRUE(std::regex_match(first, std::regex("[0-9a-f]{32}")));
-    EXPECT_STRNE(first, second);
-    delete[] first;
-    delete[] second;
-}
-
 // Runs command with only the given environment; its standard output, or
 // "exit N: output" when it fails.
 std::string run_program(const std::string& command, const std::vector<std::string>& environment) {

@@ -65,14 +65,4 @@ TEST(ConfigTest, DefaultsAreAskedOnceAndCached) {
     EXPECT_EQ(config.asked, 3);
 }
 
-TEST(ConfigTest, KeysNameEveryId) {
-    EXPECT_STREQ(Config::Key(kConfigLockExpiration)->key, "lock_expiration");
-    EXPECT_STREQ(Config::Key(kConfigMaxUnknownContentLength)->key, "max_unknown_content_length");
-    EXPECT_EQ(Config::Key(0x1234), nullptr);
-    int count = 0;
-    for (const ConfigKey* key = Config::Keys(); key->key; key++)
-        count++;
-    EXPECT_EQ(count, 42);
-}
-
 }  // namespace

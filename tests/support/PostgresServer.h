@@ -42,12 +42,11 @@ class PostgresServer {
     PostgresServer& operator=(const PostgresServer&) = delete;
 
     bool running() const { return running_; }
-    // TCP on 127.0.0.1 with the password; the Unix socket; pgbouncer in
-    // transaction mode ("" unless asked for).
+    // TCP on 127.0.0.1 with the password; pgbouncer in transaction mode (""
+    // unless asked for).
     std::string conninfo() const { return Value("CONNINFO"); }
-    std::string socket_conninfo() const { return Value("SOCKET_CONNINFO"); }
     std::string bouncer_conninfo() const { return Value("BOUNCER_CONNINFO"); }
-    // Any other printed value: PORT, BOUNCER_PORT, SOCKET_DIR, USER, PASSWORD.
+    // Any other printed value, such as SOCKET_CONNINFO, PORT or SOCKET_DIR.
     std::string Value(const std::string& key) const {
         auto found = values_.find(key);
         return found == values_.end() ? "" : found->second;

@@ -9,7 +9,6 @@ As a module:
         connect(server.conninfo)               # TCP on 127.0.0.1, by password
         connect(server.socket_conninfo)        # the Unix socket, trusted
         connect(server.bouncer_conninfo)       # pgbouncer, pool_mode=transaction
-        other = server.create_database("other")
         server.stop_postgres(); server.start_postgres()   # the server alone
 
 As a command line:
@@ -250,11 +249,6 @@ ignore_startup_parameters = extra_float_digits,options
         return run([PSQL, "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", self.socket_dir,
                     "-p", str(self.port), "-U", USER, "-d", database, "-c", sql],
                    f"psql {sql[:80]!r}")
-
-    def create_database(self, name):
-        """A new empty database; its TCP connection string."""
-        self.psql(f'CREATE DATABASE "{name}"', database="postgres")
-        return conninfo("127.0.0.1", self.port, name)
 
 
 def accepts(port):
