@@ -95,7 +95,7 @@ class OxinVM_Stack {
                                                                 : nullptr;
     }
 
-    void PushI(int value) {
+    [[gnu::always_inline]] void PushI(int value) {
         if (Stack_Entry* entry = Claim()) {
             entry->type = kInteger;
             entry->flags = 0;
@@ -103,7 +103,7 @@ class OxinVM_Stack {
             entry->length = entry->size = 4;
         }
     }
-    void PushD(double value) {
+    [[gnu::always_inline]] void PushD(double value) {
         if (Stack_Entry* entry = Claim()) {
             entry->type = kDouble;
             entry->flags = 0;
@@ -116,7 +116,7 @@ class OxinVM_Stack {
     void PushS(const char* text, int length, int size, int deletable);
     void PushLinkBuffer(LinkBuffer* buffer, int deletable);
     // increment: take a count on variable; deletable: the entry holds one.
-    void PushV(Variable* variable, int increment, int deletable) {
+    [[gnu::always_inline]] void PushV(Variable* variable, int increment, int deletable) {
         if (!variable || sp_ >= capacity_) {
             PushV_Fault(variable);
             return;
@@ -134,7 +134,7 @@ class OxinVM_Stack {
     void Push(OxinVM_Stack* other, int count);
 
     void Pop();
-    int PopI() {
+    [[gnu::always_inline]] int PopI() {
         if (sp_ > 0) {
             Stack_Entry& top = entries_[sp_ - 1];
             if (top.type == kInteger) return entries_[--sp_].value.integer;
@@ -147,7 +147,7 @@ class OxinVM_Stack {
         }
         return PopI_Converted();
     }
-    double PopD() {
+    [[gnu::always_inline]] double PopD() {
         if (sp_ > 0) {
             Stack_Entry& top = entries_[sp_ - 1];
             if (top.type == kDouble) return entries_[--sp_].value.number;
@@ -178,7 +178,7 @@ class OxinVM_Stack {
         return popped;
     }
     // Assigns the top entry to target. Returns false on a fault.
-    bool PopV(Variable* target) {
+    [[gnu::always_inline]] bool PopV(Variable* target) {
         if (sp_ > 0 && target) {
             Stack_Entry& top = entries_[sp_ - 1];
             if (top.type == kInteger) {
@@ -203,7 +203,7 @@ class OxinVM_Stack {
     int PopDBPosition();
 
     // Pops the right operand, then the left; -1, 0 or 1.
-    int Compare() {
+    [[gnu::always_inline]] int Compare() {
         double l, r;
         if (sp_ >= 2 && Fast_Number(&entries_[sp_ - 2], &l) && Fast_Number(&entries_[sp_ - 1], &r)) {
             sp_ -= 2;
@@ -232,7 +232,7 @@ class OxinVM_Stack {
     LinkBuffer* ConvertEntryToDeletableLinkBuffer(Stack_Entry* entry);
 
   private:
-    Stack_Entry* Claim() {
+    [[gnu::always_inline]] Stack_Entry* Claim() {
         assert(sp_ >= 0 && sp_ <= capacity_);  // every push and pop goes through the bounds
         if (sp_ >= capacity_) return Overflow();
         return &entries_[sp_++];
@@ -240,7 +240,7 @@ class OxinVM_Stack {
     Stack_Entry* Overflow();
     // The number that comparisons use, for the entries that have one
     // without conversion from text.
-    static bool Fast_Number(Stack_Entry* entry, double* number) {
+    [[gnu::always_inline]] static bool Fast_Number(Stack_Entry* entry, double* number) {
         switch (entry->type) {
             case kInteger:
                 *number = entry->value.integer;
@@ -262,7 +262,7 @@ class OxinVM_Stack {
     // The top entry, removed; null after "Stack underflow".
     Stack_Entry* Take();
     // Gives up what a popped entry owns.
-    void Release(Stack_Entry* entry) {
+    [[gnu::always_inline]] void Release(Stack_Entry* entry) {
         if (!entry->deletable()) return;
         if (entry->type == kVariable) {
             entry->value.variable->Fast_DecRefCount();

@@ -197,20 +197,20 @@ class Variable {
     // results and the same changes to the variable, without the virtual call
     // when the variable is exactly of this class and a scalar; otherwise
     // they make the call.
-    int Fast_Integer() {
+    [[gnu::always_inline]] int Fast_Integer() {
         if (Plain_Scalar() && (flags_ & kIntegerValid)) return integer_value_;
         return value_integer();
     }
-    double Fast_Double() {
+    [[gnu::always_inline]] double Fast_Double() {
         if (Plain_Scalar() && (flags_ & kDoubleValid)) return double_value_;
         return value_double();
     }
     // Whether Fast_Compare gives a number without the virtual call.
-    bool Fast_Comparable() const {
+    [[gnu::always_inline]] bool Fast_Comparable() const {
         return Plain_Scalar() && !(flags_ & kStringValid) &&
                (flags_ & (kIntegerValid | kDoubleValid));
     }
-    double Fast_Compare(int* error) {
+    [[gnu::always_inline]] double Fast_Compare(int* error) {
         if (Fast_Comparable()) {
             if (!(flags_ & kDoubleValid)) {
                 double_value_ = integer_value_;
@@ -221,7 +221,7 @@ class Variable {
         }
         return value_compare(error);
     }
-    void Fast_SetInteger(int value) {
+    [[gnu::always_inline]] void Fast_SetInteger(int value) {
         if (!Plain_Scalar()) {
             SetValue_Integer(value);
             return;
@@ -230,7 +230,7 @@ class Variable {
         flags_ = (flags_ & ~kFormFlags) | kIntegerValid;
         primary_type_ = PrimaryInteger;
     }
-    void Fast_SetDouble(double value) {
+    [[gnu::always_inline]] void Fast_SetDouble(double value) {
         if (!Plain_Scalar()) {
             SetValue_Double(value);
             return;
@@ -239,14 +239,14 @@ class Variable {
         flags_ = (flags_ & ~kFormFlags) | kDoubleValid;
         primary_type_ = PrimaryDouble;
     }
-    void Fast_IncRefCount() {
+    [[gnu::always_inline]] void Fast_IncRefCount() {
         if (plain_) {
             reference_count_++;
         } else {
             IncRefCount();
         }
     }
-    void Fast_DecRefCount() {
+    [[gnu::always_inline]] void Fast_DecRefCount() {
         if (plain_ && reference_count_ > 1) {
             reference_count_--;
         } else {
@@ -257,7 +257,7 @@ class Variable {
   protected:
     // True for a scalar of exactly this class, whose forms the fast
     // operations may use directly.
-    bool Plain_Scalar() const {
+    [[gnu::always_inline]] bool Plain_Scalar() const {
         assert(!plain_ || Exactly_Variable());
         return plain_ && !elements_;
     }
