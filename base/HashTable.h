@@ -40,7 +40,6 @@ class HashTable {
         : owner_(owner),
           case_insensitive_(case_insensitive),
           bits_(bits),
-          bucket_count_(1 << bits),
           capacity_(capacity) {}
 
     // Copies the arrays and the counters and restarts iteration. The items
@@ -199,7 +198,7 @@ class HashTable {
     unsigned hash(const char* key, int length) const {
         if (length < 0) length = static_cast<int>(strlen(key));
         unsigned h = case_insensitive_ ? ::hashi(key, length, 0) : ::hash(key, length, 0);
-        return h & (static_cast<unsigned>(bucket_count_) - 1);
+        return h & ((1u << bits_) - 1);
     }
 
     // Text key order used by the default Compare: by length, then by bytes.
@@ -212,7 +211,7 @@ class HashTable {
     int owner() const { return owner_; }
     int case_insensitive() const { return case_insensitive_; }
     int bits() const { return bits_; }
-    int bucket_count() const { return bucket_count_; }
+    int bucket_count() const { return 1 << bits_; }
     int used_buckets() const { return used_buckets_; }
     int capacity() const { return capacity_; }
     // Slots handed out so far, live or removed: the high-water mark.
@@ -223,7 +222,8 @@ class HashTable {
     int case_insensitive_;
     std::vector<int> buckets_;
     int bits_;
-    int bucket_count_;
+    // The buckets made so far: none until the first insertion.
+    int bucket_count_ = 0;
     int used_buckets_ = 0;
     std::vector<int> links_;
     std::vector<T*> slots_;
@@ -233,6 +233,7 @@ class HashTable {
 
   private:
     void MakeArrays() {
+        bucket_count_ = 1 << bits_;
         buckets_.assign(static_cast<size_t>(bucket_count_), -1);
         links_.assign(static_cast<size_t>(capacity_), -1);
         slots_.assign(static_cast<size_t>(capacity_), nullptr);
