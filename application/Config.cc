@@ -24,7 +24,9 @@ ConfigValue::~ConfigValue() {
 // chain as signed integers.
 class Config::ValueTable : public HashTable<ConfigValue> {
   public:
-    ValueTable() : HashTable<ConfigValue>(1, 1, 12, 512) {}
+    // Room for every key of the table; its few dozen values need no more
+    // buckets than this for short chains.
+    ValueTable() : HashTable<ConfigValue>(1, 1, 8, 64) {}
 
     unsigned hash(ConfigValue* value) override {
         char key[4];

@@ -54,10 +54,11 @@ int HTTPOutput_Chain::Write(const char* data, int length) {
     return length;
 }
 
+// A response carries a handful of headers: a small table serves them.
 HTTPOutput::HTTPOutput(int block_size, int flush_size)
     : block_size_(block_size),
       flush_size_(flush_size),
-      headers_(1, 1, 12, 512),
+      headers_(1, 1, 8, 32),
       first_(new HTTPOutput_Chain(block_size, false)),
       current_(first_) {}
 

@@ -27,7 +27,9 @@ concept HasHashTableKey = requires(const T* item, int* length) {
 // and never renumbered, so iteration (First, Next, ...) goes in insertion
 // order and slot numbers stay valid while the table grows. Each chain is kept
 // sorted by Compare (text keys: by length, then by bytes), equal keys in
-// insertion order. The bucket count is fixed at construction.
+// insertion order. The bucket count is fixed at construction; the arrays
+// are made at the first insertion, so that a table that stays empty costs
+// no memory.
 template <class T>
 class HashTable {
   public:
@@ -37,11 +39,7 @@ class HashTable {
     explicit HashTable(int owner, int case_insensitive = 1, int bits = 12, int capacity = 512)
         : owner_(owner),
           case_insensitive_(case_insensitive),
-          buckets_(1u << bits, -1),
           bits_(bits),
-          bucket_count_(1 << bits),
-          links_(capacity, -1),
-          slots_(capacity, nullptr),
           capacity_(capacity) {}
 
     // Copies the arrays and the counters and restarts iteration. The items
@@ -111,6 +109,7 @@ class HashTable {
     // Adds item in a new slot and returns the slot number. The arrays grow
     // by 512 slots when full. Duplicates are kept, after their equals.
     int Insert(T* item) {
+        if (buckets_.empty()) MakeArrays();
         if (count_ == capacity_) Grow();
         int n = count_++;
         slots_[n] = item;
@@ -137,6 +136,7 @@ class HashTable {
 
     // The first item whose key equals item's, or null.
     T* Find(T* item) {
+        if (buckets_.empty()) return nullptr;
         for (int n = buckets_[hash(item)]; n != -1; n = links_[n]) {
             int order = Compare(slots_[n], item);
             if (order == 0) return slots_[n];
@@ -198,7 +198,7 @@ class HashTable {
     unsigned hash(const char* key, int length) const {
         if (length < 0) length = static_cast<int>(strlen(key));
         unsigned h = case_insensitive_ ? ::hashi(key, length, 0) : ::hash(key, length, 0);
-        return h & (static_cast<unsigned>(bucket_count_) - 1);
+        return h & ((1u << bits_) - 1);
     }
 
     // Text key order used by the default Compare: by length, then by bytes.
@@ -211,7 +211,7 @@ class HashTable {
     int owner() const { return owner_; }
     int case_insensitive() const { return case_insensitive_; }
     int bits() const { return bits_; }
-    int bucket_count() const { return bucket_count_; }
+    int bucket_count() const { return 1 << bits_; }
     int used_buckets() const { return used_buckets_; }
     int capacity() const { return capacity_; }
     // Slots handed out so far, live or removed: the high-water mark.
@@ -222,7 +222,8 @@ class HashTable {
     int case_insensitive_;
     std::vector<int> buckets_;
     int bits_;
-    int bucket_count_;
+    // The buckets made so far: none until the first insertion.
+    int bucket_count_ = 0;
     int used_buckets_ = 0;
     std::vector<int> links_;
     std::vector<T*> slots_;
@@ -231,6 +232,13 @@ class HashTable {
     int iteration_ = 0;
 
   private:
+    void MakeArrays() {
+        bucket_count_ = 1 << bits_;
+        buckets_.assign(static_cast<size_t>(bucket_count_), -1);
+        links_.assign(static_cast<size_t>(capacity_), -1);
+        slots_.assign(static_cast<size_t>(capacity_), nullptr);
+    }
+
     void Grow() {
         capacity_ += kGrowth;
         links_.resize(capacity_, -1);
@@ -239,6 +247,7 @@ class HashTable {
 
     // The link that points at the first entry with this key, or null.
     int* FindLink(const char* key, int length) {
+        if (buckets_.empty()) return nullptr;
         int* link = &buckets_[hash(key, length)];
         while (*link != -1) {
             int order = Compare(slots_[*link], key, length);

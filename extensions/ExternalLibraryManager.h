@@ -7,7 +7,8 @@
 // The libraries of the process, each loaded once and kept, by path.
 class ExternalLibraryManager {
   public:
-    ExternalLibraryManager() : libraries_(1, 0, 12, 512) {}
+    // A request loads a handful of libraries: a small table serves them.
+    ExternalLibraryManager() : libraries_(1, 0, 6, 16) {}
     ExternalLibraryManager(const ExternalLibraryManager&) = delete;
     ExternalLibraryManager& operator=(const ExternalLibraryManager&) = delete;
     virtual ~ExternalLibraryManager() = default;

@@ -18,8 +18,10 @@
 template <class T>
 class NamedLibraryManager : public LibraryNames {
   public:
+    // A configuration registers a handful of libraries of a kind: a small
+    // table serves them.
     explicit NamedLibraryManager(OxinApplication* application)
-        : application_(application), libraries_(1, 1, 12, 512) {}
+        : application_(application), libraries_(1, 1, 6, 16) {}
     // A manager for a cloned machine: the libraries of source registered
     // again, in order, so that they start unloaded.
     NamedLibraryManager(OxinApplication* application, NamedLibraryManager& source)

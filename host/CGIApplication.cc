@@ -24,6 +24,7 @@
 #include "files/Dictionary.h"
 #include "files/TaggedFile.h"
 #include "host/ExternalConfig.h"
+#include "host/HeartbeatThread.h"
 #include "runtime/FunctionManager.h"
 #include "runtime/OxinVM.h"
 #include "runtime/SegmentManager.h"
@@ -315,6 +316,7 @@ int CGIApplication::Go() {
         if (GetScriptInformation(&file, path) &&
             LoadScript(std::unique_ptr<File>(file), tagged.get(), path) &&
             ProcessConfiguration(path)) {
+            if (heartbeat_) heartbeat_->Start();
             main_vm_ = std::make_unique<OxinVM>(
                 path.c_str(), path.length(), this, dictionary_.get(), system_.get(), global_.get(),
                 segments_.get(), functions_.get(), externals_.get(), commerce_.get(), nullptr,

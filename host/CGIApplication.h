@@ -20,6 +20,7 @@ class ExternalCallManager;
 class ExternalConfig;
 class File;
 class FunctionManager;
+class HeartbeatThread;
 class LocalizedDictionary;
 class LocalizedLanguages;
 class OpenSSLLibrary;
@@ -42,6 +43,9 @@ class CGIApplication : public OxinApplication {
     // The whole request. 0 when the script ran (even into a fatal error),
     // 1 when something stopped it before.
     int Go();
+    // The heartbeat that Go starts once the script's user is taken, before
+    // the script runs; none by default.
+    void set_heartbeat(HeartbeatThread* heartbeat) { heartbeat_ = heartbeat; }
 
     FileManager* filemanager() override { return &files_; }
     NetworkManager* networkmanager() override { return &network_; }
@@ -166,6 +170,7 @@ class CGIApplication : public OxinApplication {
     // The log; null when none is open. It goes before the file manager.
     std::unique_ptr<File> log_file_;
     OxinVM* current_vm_ = nullptr;
+    HeartbeatThread* heartbeat_ = nullptr;
 
     // The stores and managers of the request, made in Go. They go in the
     // reverse of this order: the configuration first, the output and the

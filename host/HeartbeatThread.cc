@@ -1,25 +1,47 @@
 #include "host/HeartbeatThread.h"
 
 #include <csignal>
-#include <ctime>
 
 #include "application/OxinApplication.h"
 
 HeartbeatThread* HeartbeatThread::running_heartbeat = nullptr;
 
-HeartbeatThread::HeartbeatThread(OxinApplication* application) : application_(application) {
+namespace {
+
+timespec beat_after(timespec from) {
+    from.tv_sec += HeartbeatThread::kBeatSeconds;
+    return from;
+}
+
+timespec now() {
+    timespec time;
+    clock_gettime(CLOCK_REALTIME, &time);
+    return time;
+}
+
+}  // namespace
+
+HeartbeatThread::HeartbeatThread(OxinApplication* application)
+    : application_(application), first_beat_(beat_after(now())) {
     running_heartbeat = this;
-    Start();
+    pthread_mutex_init(&mutex_, nullptr);
+}
+
+void HeartbeatThread::Start() {
+    if (!running_ && !shut_down_) Launch(first_beat_);
 }
 
 void HeartbeatThread::RestartAfterFork() {
-    if (running_heartbeat && running_heartbeat->running_) running_heartbeat->Start();
+    if (running_heartbeat && running_heartbeat->running_) {
+        // The mutex is made anew: after a fork the thread that waited on it
+        // does not exist, and its state is the parent's.
+        pthread_mutex_init(&running_heartbeat->mutex_, nullptr);
+        running_heartbeat->Launch(beat_after(now()));
+    }
 }
 
-// The mutex is made anew: after a fork the thread that waited on it does
-// not exist, and its state is the parent's.
-void HeartbeatThread::Start() {
-    pthread_mutex_init(&mutex_, nullptr);
+void HeartbeatThread::Launch(const timespec& first_beat) {
+    first_beat_ = first_beat;
     pthread_mutex_lock(&mutex_);
     // The beat takes no signals: those of the web server reach the main
     // thread, where they interrupt whatever it waits for.
@@ -38,6 +60,7 @@ HeartbeatThread::~HeartbeatThread() {
 }
 
 void HeartbeatThread::Shutdown() {
+    shut_down_ = true;
     if (!running_) return;
     running_ = false;
     pthread_mutex_unlock(&mutex_);
@@ -46,9 +69,7 @@ void HeartbeatThread::Shutdown() {
 
 void* HeartbeatThread::Run(void* self) {
     auto* heartbeat = static_cast<HeartbeatThread*>(self);
-    timespec deadline;
-    clock_gettime(CLOCK_REALTIME, &deadline);
-    deadline.tv_sec += kBeatSeconds;
+    timespec deadline = heartbeat->first_beat_;
     while (pthread_mutex_timedlock(&heartbeat->mutex_, &deadline) != 0) {
         heartbeat->application_->Heartbeat(time(nullptr));
         deadline.tv_sec += kBeatSeconds;

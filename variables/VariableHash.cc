@@ -25,11 +25,10 @@ int Measured(const char* text, int length) {
 
 }  // namespace
 
+// The buckets are made at the first insertion: most scopes of a request are
+// replaced by the script's stored tables or stay empty.
 VariableHash::VariableHash(Dictionary* dictionary, int bits, int capacity)
     : bits_(bits), bucket_count_(1 << bits), capacity_(capacity), dictionary_(dictionary) {
-    buckets_ = new int[bucket_count_];
-    for (int i = 0; i < bucket_count_; i++)
-        buckets_[i] = -1;
     links_ = new int[capacity_];
     entries_ = new _VH_Entry[capacity_];
 }
@@ -59,8 +58,10 @@ void VariableHash::CopyTables(const VariableHash& source) {
     used_buckets_ = source.used_buckets_;
     capacity_ = source.capacity_;
     count_ = source.count_;
-    buckets_ = new int[bucket_count_];
-    memcpy(buckets_, source.buckets_, sizeof(int) * bucket_count_);
+    if (source.buckets_) {
+        buckets_ = new int[bucket_count_];
+        memcpy(buckets_, source.buckets_, sizeof(int) * bucket_count_);
+    }
     links_ = new int[capacity_];
     entries_ = new _VH_Entry[capacity_];
     for (int n = 0; n < count_; n++) {
@@ -104,7 +105,7 @@ const char* VariableHash::EntryName(int n, int* length) const {
 }
 
 int VariableHash::bucket_head(int bucket) const {
-    return bucket >= 0 && bucket < bucket_count_ ? buckets_[bucket] : -1;
+    return buckets_ && bucket >= 0 && bucket < bucket_count_ ? buckets_[bucket] : -1;
 }
 
 int VariableHash::next_link(int n) const {
@@ -113,6 +114,12 @@ int VariableHash::next_link(int n) const {
 
 const _VH_Entry* VariableHash::entry(int n) const {
     return InRange(n) ? &entries_[n] : nullptr;
+}
+
+void VariableHash::MakeBuckets() {
+    buckets_ = new int[bucket_count_];
+    for (int i = 0; i < bucket_count_; i++)
+        buckets_[i] = -1;
 }
 
 void VariableHash::Grow() {
@@ -138,6 +145,7 @@ int VariableHash::Insert(int id, const char* name, int length, Variable* variabl
         name = dictionary_->Entry(id, &length);
         if (!name) return -1;
     }
+    if (!buckets_) MakeBuckets();
     if (count_ == capacity_) Grow();
     int n = count_++;
     entries_[n] = {id, Version(), variable};
@@ -181,6 +189,7 @@ int VariableHash::Seek(int id, const char* name, int length, _VH_Entry** out) {
         name = dictionary_->Entry(id, &length);
         if (!name) return -1;
     }
+    if (!buckets_) return -1;
     int bucket = StoredHashTable::Bucket(name, length, bits_);
     int entry_length;
     for (int n = buckets_[bucket]; n != -1; n = links_[n]) {
@@ -429,7 +438,7 @@ bool VariableHash::Write(TaggedFile* file) {
     StoredHashTable table(bits_);
     table.set_entries(count_);
     for (int i = 0; i < bucket_count_; i++)
-        table.set_head(i, buckets_[i]);
+        table.set_head(i, bucket_head(i));
     if (!table.Write(file)) {
         Error(table.error().text() ? table.error() : file->error());
         return false;

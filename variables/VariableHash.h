@@ -142,10 +142,13 @@ class VariableHash {
     bool InRange(int n) const { return n >= 0 && n < count_; }
     // Fills an empty slot with a new variable of the entry's name.
     Variable* Allocate(int n);
+    // The buckets, all empty, for a hash that has none yet.
+    void MakeBuckets();
     void Grow();
     void CopyTables(const VariableHash& source);
     void FreeTables();
 
+    // Null until the first insertion.
     int* buckets_ = nullptr;
     int bits_ = 0;
     int bucket_count_ = 0;

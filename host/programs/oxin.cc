@@ -33,6 +33,7 @@ int main(int argc, char** argv) {
     for (int number : kSignals)
         signal(number, abort_signal);
     HeartbeatThread heartbeat(application);
+    application->set_heartbeat(&heartbeat);
     int status = application->Go();
     heartbeat.Shutdown();
     for (int number : kSignals)
