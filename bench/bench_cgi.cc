@@ -10,8 +10,8 @@
 // with pg_connect and pg_query_params on the same server. Needs cc,
 // php-cgi (with php8.2-sqlite3 and php8.2-pgsql for the finds), lighttpd
 // and wrk on the PATH, and PostgreSQL 15 and pgbouncer for their columns.
-// Usage: bench_cgi [BUILD_DIR] (default: the directory above this
-// program's own).
+// Usage: bench_cgi [BUILD_DIR [--hello]] (default: the directory above this
+// program's own); --hello runs the hello page alone.
 #include <pwd.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
@@ -564,6 +564,8 @@ int main(int argc, char** argv) {
     ratio("   php-cgi/engine", rates[2], rates[0]);
     printf("\n");
 
+    // "--hello" after the build directory stops here.
+    if (argc > 2 && std::string(argv[2]) == "--hello") return 0;
     printf("\nfind one record by key among %d and print it, %d runs each\n", kTableRows, kRuns);
     double built = build_find_site(build, site);
     if (built < 0) return 1;

@@ -39,13 +39,15 @@ enum DenseInstruction : uint8_t {
 
 struct DenseTable {
     uint8_t of[65536] = {};
-    DenseTable() {
+    constexpr DenseTable() {
 #define OXIN_DENSE(enumerator, number, mnemonic, name, listing) of[number] = k_##enumerator;
         OXIN_INSTRUCTION_LIST(OXIN_DENSE)
 #undef OXIN_DENSE
     }
 };
-const DenseTable dense;
+// Made by the compiler: read-only data, of which a run touches only the
+// pages of the numbers it meets.
+constexpr DenseTable dense;
 
 [[gnu::always_inline]] inline int32_t read_dword(const unsigned char* p) {
     return static_cast<int32_t>(get_u32(p));
