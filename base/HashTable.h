@@ -49,7 +49,6 @@ class HashTable {
           case_insensitive_(other.case_insensitive_),
           buckets_(other.buckets_),
           bits_(other.bits_),
-          bucket_count_(other.bucket_count_),
           used_buckets_(other.used_buckets_),
           links_(other.links_),
           slots_(other.slots_),
@@ -222,8 +221,6 @@ class HashTable {
     int case_insensitive_;
     std::vector<int> buckets_;
     int bits_;
-    // The buckets made so far: none until the first insertion.
-    int bucket_count_ = 0;
     int used_buckets_ = 0;
     std::vector<int> links_;
     std::vector<T*> slots_;
@@ -233,8 +230,7 @@ class HashTable {
 
   private:
     void MakeArrays() {
-        bucket_count_ = 1 << bits_;
-        buckets_.assign(static_cast<size_t>(bucket_count_), -1);
+        buckets_.assign(size_t{1} << bits_, -1);
         links_.assign(static_cast<size_t>(capacity_), -1);
         slots_.assign(static_cast<size_t>(capacity_), nullptr);
     }

@@ -94,6 +94,8 @@ FunctionParameter* Function::AddParameter(int flags, const char* name, int lengt
 
 void Function::AddParameter(FunctionParameter* parameter) {
     parameters_.Insert(parameter, ListTail);
+    int n = parameter->localvar_index();
+    if (!parameter->byreference() && n >= 0 && n < 64) value_parameters_ |= uint64_t{1} << n;
 }
 
 void Function::SetParameters(const char* text, int length) {
@@ -150,14 +152,8 @@ VariableHash* Function::Take_Locals() {
 // fills them first, so that a new variable each time would be the same.
 void Function::Keep_Locals(VariableHash* locals) {
     constexpr size_t kSpares = 8;  // enough for recursion a few levels deep
-    uint64_t parameters = 0;
-    for (int i = 0; i < ParameterCount(); i++) {
-        const FunctionParameter* parameter = Parameter(i);
-        int n = parameter->localvar_index();
-        if (!parameter->byreference() && n >= 0 && n < 64) parameters |= uint64_t{1} << n;
-    }
     std::unique_ptr<VariableHash> kept(locals);
     if (spare_locals_.size() >= kSpares) return;
-    kept->Dump_Keeping(parameters);
+    kept->Dump_Keeping(value_parameters_);
     spare_locals_.push_back(std::move(kept));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -120,5 +121,7 @@ class Function {
     Dictionary* dictionary_;
     void* text_ = nullptr;
     std::vector<std::unique_ptr<VariableHash>> spare_locals_;
+    // Bit n: local entry n is a parameter passed by value (entries below 64).
+    uint64_t value_parameters_ = 0;
     VariableHash* locals_;
 };

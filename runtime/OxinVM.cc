@@ -201,7 +201,7 @@ inline __attribute__((always_inline)) void OxinVM::cmpgi() {
     if (left->Fast_Comparable()) {
         int error;
         double number = left->Fast_Compare(&error);
-        stack_->PushI(number == dword2_ ? 0 : number < dword2_ ? -1 : 1);
+        stack_->PushI(OxinVM_Stack::CompareNumbers(number, dword2_));
     } else {
         stack_->PushI(Compare(left, dword2_));
     }
@@ -301,9 +301,10 @@ bool OxinVM::Poll(int* result) {
     }
     if (*heartbeat_count_ != last_heartbeat_) Heartbeat();
     if (fatal_) return false;
-    *result = 1;
-    if (*finished_flag_) return false;
-    *result = 0;
+    if (*finished_flag_) {
+        *result = 1;
+        return false;
+    }
     return segment == loaded_segment_ || Load_Segment();
 }
 

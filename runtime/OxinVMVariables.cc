@@ -18,11 +18,6 @@
 
 namespace {
 
-int compare_numbers(double left, double right) {
-    if (left == right) return 0;
-    return left < right ? -1 : 1;
-}
-
 bool is_space(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v';
 }
@@ -140,7 +135,7 @@ int OxinVM::Compare(Variable* left, Variable* right) {
     double left_number = left->Fast_Compare(&left_error);
     if (!left_error) {
         double right_number = right->Fast_Compare(&right_error);
-        if (!right_error) return compare_numbers(left_number, right_number);
+        if (!right_error) return OxinVM_Stack::CompareNumbers(left_number, right_number);
     }
     String& left_text = left->value();
     String& right_text = right->value();
@@ -151,7 +146,7 @@ int OxinVM::Compare(Variable* left, Variable* right) {
 int OxinVM::Compare(Variable* left, int right) {
     int error = 0;
     double number = left->Fast_Compare(&error);
-    if (!error) return compare_numbers(number, right);
+    if (!error) return OxinVM_Stack::CompareNumbers(number, right);
     int length, size;
     char* digits = TextConversion::itos(right, &length, &size);
     String& text = left->value();

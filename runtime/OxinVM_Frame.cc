@@ -21,13 +21,6 @@ VariableHash* OxinVM_Frame::Release_Locals() {
     return owned;
 }
 
-OxinVM_Stack* OxinVM_Frame::Release_Stack() {
-    OxinVM_Stack* owned = stack_owned_ ? stack_ : nullptr;
-    stack_ = nullptr;
-    stack_owned_ = false;
-    return owned;
-}
-
 void OxinVM_Frame::Set_Stack(OxinVM_Stack* stack, bool owned) {
     if (stack_owned_ && stack_ != stack) delete stack_;
     stack_ = stack;

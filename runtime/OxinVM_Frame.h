@@ -27,10 +27,9 @@ class OxinVM_Frame {
 
     VariableHash* locals() const { return locals_; }
     OxinVM_Stack* stack() const { return stack_; }
-    // Hand over the hash and the stack that the frame owns, or null where
-    // it owns none; the frame keeps pointing at neither.
+    // Hands over the hash that the frame owns, or null where it owns none;
+    // the frame no longer points at it.
     VariableHash* Release_Locals();
-    OxinVM_Stack* Release_Stack();
 
     int segment;
     int ip;

@@ -469,7 +469,7 @@ int OxinVM_Stack::Compare_Converted() {
     double left_number, right_number;
     int order;
     if (compare_number(left, &left_number) && compare_number(right, &right_number)) {
-        order = left_number == right_number ? 0 : left_number < right_number ? -1 : 1;
+        order = CompareNumbers(left_number, right_number);
     } else {
         EntryText left_text(left), right_text(right);
         order = CompareTexts(left_text.text, left_text.length, right_text.text, right_text.length);

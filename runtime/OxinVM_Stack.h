@@ -209,7 +209,7 @@ class OxinVM_Stack {
             sp_ -= 2;
             Release(&entries_[sp_]);
             Release(&entries_[sp_ + 1]);
-            return l == r ? 0 : l < r ? -1 : 1;
+            return CompareNumbers(l, r);
         }
         return Compare_Converted();
     }
@@ -222,6 +222,10 @@ class OxinVM_Stack {
     // Prints the stack to standard output, for debugging.
     void Dump_Stack();
 
+    // The order of numbers: -1, 0 or 1; a NaN on either side gives 1.
+    static int CompareNumbers(double left, double right) {
+        return left == right ? 0 : left < right ? -1 : 1;
+    }
     // The language's order of texts: bytes compared unsigned, then the
     // shorter first. -1, 0 or 1.
     static int CompareTexts(const char* left, int left_length, const char* right, int right_length);

@@ -45,7 +45,7 @@ class InspectedTable : public HashTable<Named> {
     // slot order; every live slot is in the chain of its bucket.
     ::testing::AssertionResult ChainsAreOrdered() {
         int linked = 0;
-        for (int bucket = 0; bucket < bucket_count_; bucket++) {
+        for (int bucket = 0; bucket < static_cast<int>(buckets_.size()); bucket++) {
             int previous = -1;
             for (int n = buckets_[bucket]; n != -1; n = links_[n]) {
                 linked++;
