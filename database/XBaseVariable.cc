@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/Power.h"
 #include "base/TextConversion.h"
 #include "database/XBaseField.h"
 #include "database/XBaseMemoField.h"
@@ -279,8 +280,8 @@ double XBaseNumberVariable::Truncate(double value) const {
     int decimals = field_->decimalcount();
     if (decimals == 0) return std::trunc(value);
     double whole;
-    double fraction = std::modf(value, &whole);
-    double scale = std::pow(10.0, decimals);
+    double fraction = Split_Fraction(value, &whole);
+    double scale = Power_Of_Ten(decimals);
     return whole + std::trunc(fraction * scale) / scale;
 }
 

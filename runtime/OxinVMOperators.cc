@@ -13,6 +13,7 @@
 #include "base/Dtoa.h"
 #include "base/LinkBuffer.h"
 #include "base/LittleEndian.h"
+#include "base/Power.h"
 #include "base/StringSearch.h"
 #include "files/Dictionary.h"
 #include "runtime/Instructions.h"
@@ -44,7 +45,7 @@ double round_decimal(double value, int places, const char* digits, int count, in
             rest++;
         if (rest < count || (n & 1)) n++;
     }
-    double rounded = static_cast<double>(n) / std::pow(10.0, places);
+    double rounded = static_cast<double>(n) / Power_Of_Ten(places);
     return sign ? -rounded : rounded;
 }
 
@@ -102,7 +103,7 @@ void OxinVM::mod() {
 
 void OxinVM::power() {
     double exponent = stack_->PopD(), base = stack_->PopD();
-    if (!fatal_) stack_->PushD(std::pow(base, exponent));
+    if (!fatal_) stack_->PushD(Power(base, exponent));
 }
 
 void OxinVM::shift(bool left) {
