@@ -24,6 +24,8 @@ struct LocalizedPair {
 // by case-insensitive byte order, an equal text behind those already there,
 // and a search stops at the first text that sorts after the wanted one.
 // The bucket count never changes; room for entries grows by a fixed step.
+// The buckets are made at the first pair: most tables of a request stay
+// empty or are replaced by the script's stored ones.
 template <class V>
 class LocalizedTable {
   public:
@@ -54,7 +56,7 @@ class LocalizedTable {
         if (!text) return -1;
         if (length < 0) length = static_cast<int>(strlen(text));
         int steps = Entries();  // a damaged stored chain might loop
-        for (int n = buckets_[Bucket(text, length)]; n != -1 && steps-- > 0; n = next_[n]) {
+        for (int n = bucket_head(Bucket(text, length)); n != -1 && steps-- > 0; n = next_[n]) {
             int order = Order(n, text, length);
             if (order > 0) break;
             if (order == 0) return n;
@@ -80,6 +82,7 @@ class LocalizedTable {
             next_.reserve(entries_.capacity());
         }
         entries_.push_back({id, value});
+        if (buckets_.empty()) buckets_.assign(static_cast<size_t>(1) << bits_, -1);
         int bucket = Bucket(text, length);
         int previous = -1;
         int next = buckets_[bucket];
@@ -104,10 +107,10 @@ class LocalizedTable {
     int Entries() const { return static_cast<int>(entries_.size()); }
     int capacity() const { return static_cast<int>(entries_.capacity()); }
     int hash_bits() const { return bits_; }
-    int buckets() const { return static_cast<int>(buckets_.size()); }
+    int buckets() const { return 1 << bits_; }
     int used_buckets() const { return used_buckets_; }
     int bucket_head(int bucket) const {
-        return bucket >= 0 && bucket < buckets() ? buckets_[bucket] : -1;
+        return bucket >= 0 && bucket < static_cast<int>(buckets_.size()) ? buckets_[bucket] : -1;
     }
     int next_link(int n) const { return n >= 0 && n < Entries() ? next_[n] : -1; }
     Dictionary* dictionary() const { return dictionary_; }
@@ -133,8 +136,8 @@ class LocalizedTable {
         }
         int capacity = count == 0 ? 0 : (count + growth_ - 1) / growth_ * growth_;
         Reset(table.bits(), capacity);
-        buckets_.assign(table.heads(), table.heads() + table.buckets());
         used_buckets_ = table.used_buckets();
+        if (used_buckets_ > 0) buckets_.assign(table.heads(), table.heads() + table.buckets());
         for (int n = 0; n < count; n++) {
             const unsigned char* record = records->data() + static_cast<size_t>(n) * record_size;
             uint32_t next = get_u32(record + kLinkOffset);
@@ -150,7 +153,7 @@ class LocalizedTable {
         StoredHashTable table(bits_);
         table.set_entries(Entries());
         for (int bucket = 0; bucket < buckets(); bucket++)
-            table.set_head(bucket, buckets_[bucket]);
+            table.set_head(bucket, bucket_head(bucket));
         if (table.Write(file, head_size)) return true;
         *error = table.error().text() ? table.error() : file->error();
         return false;
@@ -187,7 +190,7 @@ class LocalizedTable {
         if (bits < 0) bits = 0;
         if (bits > StoredHashTable::kMaxBits) bits = StoredHashTable::kMaxBits;
         bits_ = bits;
-        buckets_.assign(static_cast<size_t>(1) << bits, -1);
+        buckets_ = std::vector<int>();
         used_buckets_ = 0;
         // Fresh vectors, so that the capacity is exactly the one asked for.
         entries_ = std::vector<LocalizedPair<V>>();
@@ -199,7 +202,7 @@ class LocalizedTable {
     Dictionary* dictionary_;
     int growth_;
     int bits_ = 0;
-    std::vector<int> buckets_;  // first pair of each chain, -1 empty
+    std::vector<int> buckets_;  // first pair of each chain, -1 empty; none: all empty
     int used_buckets_ = 0;
     std::vector<int> next_;  // by pair number
     std::vector<LocalizedPair<V>> entries_;

@@ -26,7 +26,7 @@ SCRIPTS = os.path.join(host.SOURCE, "tests/database/scripts-web")
 WRITERS, PACKS = 8, 6
 # A sanitized engine runs several times slower: fewer entries there.
 SANITIZED = "OXIN_SANITIZE:BOOL=ON" in open(os.path.join(host.BUILD, "CMakeCache.txt")).read()
-ENTRIES, LATE = (500, 200) if SANITIZED else (2000, 400)
+ENTRIES, LATE = (250, 200) if SANITIZED else (1000, 400)
 ROW = re.compile(r"(\d+) n(\d{5})")
 # The only failure texts a request may meet: a lock the system refused.
 ALLOWED = ("Error locking '",)
