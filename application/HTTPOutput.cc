@@ -3,6 +3,7 @@
 #include <sys/select.h>
 
 #include <cctype>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 
@@ -86,9 +87,10 @@ int HTTPOutput::Header(const char* name, int name_length, int name_owned, const 
 void HTTPOutput::Header_ContentLength() {
     if (headers_.Find("Content-Length", 14)) return;
     char digits[24];
-    int length = snprintf(digits, sizeof digits, "%ld", total_);
+    int length = static_cast<int>(std::to_chars(digits, digits + sizeof digits, total_).ptr - digits);
     char* value = new char[length + 1];
-    memcpy(value, digits, length + 1);
+    memcpy(value, digits, length);
+    value[length] = '\0';
     // Added directly: it comes when the headers are already marked as sent.
     headers_.Insert(new HTTPOutput_Header("Content-Length", 14, 0, value, length, 1));
 }

@@ -7,6 +7,7 @@
 #include <strings.h>
 #include <sys/time.h>
 
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -61,7 +62,7 @@ void CGIApplication::SetSystemVariable(const char* name, const char* value, int 
 
 void CGIApplication::SetSystemVariable(const char* name, long value) {
     char digits[24];
-    snprintf(digits, sizeof digits, "%ld", value);
+    *std::to_chars(digits, digits + sizeof digits - 1, value).ptr = '\0';
     SetSystemVariable(name, digits);
 }
 
@@ -220,8 +221,8 @@ bool CGIApplication::AddArgument(const char* piece, int length, int* number) {
         return false;
     }
     if (*number == 1) first_argument_ = String(decoded, decoded_length);
-    char name[24];
-    snprintf(name, sizeof name, "arg%d", *number);
+    char name[24] = "arg";
+    *std::to_chars(name + 3, name + sizeof name - 1, *number).ptr = '\0';
     system_->SetVariable(new ImmutableVariable(name, -1, decoded, decoded_length, size));
     (*number)++;
     return true;
@@ -282,8 +283,8 @@ bool CGIApplication::AddAPIVariables() {
     url.cat(server);
     if (ipv6) url.cat("]");
     if (port != default_port) {
-        char suffix[16];
-        snprintf(suffix, sizeof suffix, ":%d", port);
+        char suffix[16] = ":";
+        *std::to_chars(suffix + 1, suffix + sizeof suffix - 1, port).ptr = '\0';
         url.cat(suffix);
     }
     if (path_info_) {
@@ -326,11 +327,13 @@ bool CGIApplication::OutputCookie() {
     gmtime_r(&expires, &gmt);
     char date[64];
     strftime(date, sizeof date, "%a, %d-%b-%Y %H:%M:%S GMT", &gmt);
-    int size = value.length() + static_cast<int>(strlen(date)) + 48;
-    char* header = new char[size];
-    snprintf(header, size, "qtxcallerid=%.*s; expires=%s; path=/", value.length(), value.c_str(),
-             date);
-    output_->Header("Set-Cookie", -1, 0, header, -1, 1);
+    String header("qtxcallerid=");
+    header.cat(value.c_str(), value.length());
+    header.cat("; expires=");
+    header.cat(date);
+    header.cat("; path=/");
+    int length = header.length();
+    output_->Header("Set-Cookie", -1, 0, header.release(), length, 1);
     if (system_) SetSystemVariable("callerid", value.c_str(), value.length());
     return true;
 }
