@@ -21,7 +21,8 @@
 // entries point into it.
 class ConfigFile {
   public:
-    // Bytes of the file, followed by a NUL (they may hold NULs themselves).
+    // Bytes of the file, which may hold NULs. An entry's name and value are
+    // followed by a NUL too, to be handed on as C strings; its kind_name not.
     struct Span {
         const char* data;
         int length;
