@@ -2,88 +2,105 @@
 // file named by the environment variable OxCONFIG_FILE, or else "oxin.conf"
 // beside the library itself, and hands every setting to the engine when the
 // engine initialises it. See docs/configuration.md.
+//
+// Every request loads it, so it is built on the C library alone: no C++
+// runtime is linked in or started.
 
 #include <dlfcn.h>
-
-#include <cstdlib>
-#include <string>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "config/ConfigFile.h"
 #include "extensions/oxin_extension.h"
 
 namespace {
 
-// What the library keeps between the engine's calls.
-struct State {
-    std::string error;
-};
-
-std::string configuration_path() {
-    if (const char* path = getenv("OxCONFIG_FILE"); path && *path) return path;
+// The file named by OxCONFIG_FILE, or else oxin.conf beside this library;
+// null without memory. The caller frees it.
+char* configuration_path() {
+    const char* named = getenv("OxCONFIG_FILE");
+    if (named && *named) return strdup(named);
     Dl_info info;
-    std::string library;
+    const char* library = "";
     if (dladdr(reinterpret_cast<void*>(&configuration_path), &info) && info.dli_fname)
         library = info.dli_fname;
-    size_t slash = library.rfind('/');
-    return (slash == std::string::npos ? std::string() : library.substr(0, slash + 1)) +
-           "oxin.conf";
+    const char* slash = strrchr(library, '/');
+    int directory = slash ? static_cast<int>(slash + 1 - library) : 0;
+    char* path = nullptr;
+    return asprintf(&path, "%.*soxin.conf", directory, library) < 0 ? nullptr : path;
+}
+
+// Compares all of text's bytes with word's.
+bool is(ConfigFile::Span text, const char* word) {
+    return static_cast<size_t>(text.length) == strlen(word) &&
+           memcmp(text.data, word, text.length) == 0;
+}
+
+// A library kind is matched as written: one that the file spells in other
+// case is registered as a system library.
+void register_library(ExternalConfig* config, const ConfigFile::Entry& entry) {
+    const char* name = entry.name.data;
+    const char* path = entry.value.data;
+    if (is(entry.kind_name, "builtin")) {
+        oxConfig_Register_Library_Builtin(config, path);
+    } else if (is(entry.kind_name, "database")) {
+        oxConfig_Register_Library_Database(config, name, path);
+    } else if (is(entry.kind_name, "commerce")) {
+        oxConfig_Register_Library_Commerce(config, name, path);
+    } else {
+        oxConfig_Register_Library_System(config, name, path);
+    }
 }
 
 void apply(ExternalConfig* config, const ConfigFile::Entry& entry) {
-    const char* name = entry.name.c_str();
-    int name_length = static_cast<int>(entry.name.size());
-    const char* value = entry.value.c_str();
-    int value_length = static_cast<int>(entry.value.size());
+    const ConfigFile::Span& name = entry.name;
+    const ConfigFile::Span& value = entry.value;
     switch (entry.kind) {
         case ConfigFile::Entry::Integer:
             oxConfig_SetValue_Integer(config, entry.id, entry.integer);
             break;
         case ConfigFile::Entry::Text:
-            oxConfig_SetValue(config, entry.id, value, value_length, 0);
+            oxConfig_SetValue(config, entry.id, value.data, value.length, 0);
             break;
         case ConfigFile::Entry::System:
-            oxConfig_SetVariable_System(config, name, name_length, value, value_length);
+            oxConfig_SetVariable_System(config, name.data, name.length, value.data, value.length);
             break;
         case ConfigFile::Entry::Global:
-            oxConfig_SetVariable_Global(config, name, name_length, value, value_length);
+            oxConfig_SetVariable_Global(config, name.data, name.length, value.data, value.length);
             break;
         case ConfigFile::Entry::Error:
-            oxConfig_Set_DefaultErrorSetting(config, name, name_length, entry.integer);
+            oxConfig_Set_DefaultErrorSetting(config, name.data, name.length, entry.integer);
             break;
         case ConfigFile::Entry::Library:
-            if (entry.kind_name == "builtin") {
-                oxConfig_Register_Library_Builtin(config, value);
-            } else if (entry.kind_name == "database") {
-                oxConfig_Register_Library_Database(config, name, value);
-            } else if (entry.kind_name == "commerce") {
-                oxConfig_Register_Library_Commerce(config, name, value);
-            } else {
-                oxConfig_Register_Library_System(config, name, value);
-            }
+            register_library(config, entry);
             break;
     }
 }
 
+// The library keeps between the engine's calls only the text of its
+// failure, in *data.
 int init(ExternalConfig* config, void** data, int, void*, int) {
-    auto* state = new State;
-    *data = state;
+    *data = nullptr;
+    char* path = configuration_path();
     ConfigFile file;
-    if (!file.Read(configuration_path())) {
-        state->error = file.error();
+    bool read = path && file.Read(path);
+    free(path);
+    if (!read) {
+        *data = file.error() ? strdup(file.error()) : nullptr;
         return 1;
     }
-    for (const ConfigFile::Entry& entry : file.entries())
-        apply(config, entry);
+    for (int i = 0; i < file.count(); i++)
+        apply(config, file.entries()[i]);
     return 0;
 }
 
 const char* error(ExternalConfig*, void** data) {
-    auto* state = static_cast<State*>(*data);
-    return state && !state->error.empty() ? state->error.c_str() : nullptr;
+    return static_cast<const char*>(*data);
 }
 
 void cleanup(ExternalConfig*, void** data) {
-    delete static_cast<State*>(*data);
+    free(*data);
     *data = nullptr;
 }
 

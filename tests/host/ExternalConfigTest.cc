@@ -53,6 +53,8 @@ TEST_F(ExternalConfigTest, EverySortOfLineReachesTheEngine) {
         "  timeout_global=5  \n"
         "bufsz_output_flush = 0x2000\n"
         "info_serveradmin = \"admin@example.org # not a comment\"\n"
+        "dir_data = \"C:\\\\srv \\\"x\\\"\\\"\n"
+        "flags_security = 4294967295\n"
         "library builtin /usr/lib/oxin/strings.so\n"
         "library database pg /usr/lib/oxin/pg.so\n"
         "library commerce shop /usr/lib/oxin/shop.so\n"
@@ -66,6 +68,8 @@ TEST_F(ExternalConfigTest, EverySortOfLineReachesTheEngine) {
     EXPECT_EQ(config_.value_integer(kConfigTimeoutGlobal), 5);
     EXPECT_EQ(config_.value_integer(kConfigBufszOutputFlush), 0x2000);
     EXPECT_EQ(Text(kConfigInfoServeradmin), "admin@example.org # not a comment");
+    EXPECT_EQ(Text(kConfigDirData), "C:\\srv \"x\"\\");
+    EXPECT_EQ(config_.value_integer(kConfigFlagsSecurity), -1);
     // What the file leaves out keeps the built-in default.
     EXPECT_EQ(config_.value_integer(kConfigMaxPostVars), 2000);
     EXPECT_EQ(Text(kConfigDefaultFile), "index.oxc");
@@ -100,6 +104,7 @@ TEST_F(ExternalConfigTest, ABadLineNamesTheFileAndTheLine) {
     } cases[] = {
         {"dir_oxin = /x\nfrobnicate = 1\n", "line 2: unknown setting frobnicate"},
         {"timeout_global = soon\n", "line 1: timeout_global takes a number"},
+        {"max_files = 4294967296\n", "line 1: max_files takes a number"},
         {"\n\ndir_data /x\n", "line 3: expected: dir_data = VALUE"},
         {"library plugin /x.so\n",
          "line 1: expected builtin, database, commerce or system "
@@ -114,6 +119,8 @@ TEST_F(ExternalConfigTest, ABadLineNamesTheFileAndTheLine) {
                               &global_);
         EXPECT_FALSE(config.Load(OXIN_CONFIG_LIBRARY, 0, nullptr, 0));
         EXPECT_EQ(std::string(config.error().c_str()), file_ + ": " + c.reason) << c.text;
+        int length = 0;
+        EXPECT_EQ(config.value_string(kConfigDirOxin, &length), nullptr) << c.text;
     }
     unlink(file_.c_str());
     EXPECT_FALSE(config_.Load(OXIN_CONFIG_LIBRARY, 0, nullptr, 0));
