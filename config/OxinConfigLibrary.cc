@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 
 #include "config/ConfigFile.h"
 #include "extensions/oxin_extension.h"
@@ -31,14 +32,13 @@ char* configuration_path() {
     return asprintf(&path, "%.*soxin.conf", directory, library) < 0 ? nullptr : path;
 }
 
-// Compares all of text's bytes with word's.
+// Compares text with word without regard to case, as the reader checked
+// the kind.
 bool is(ConfigFile::Span text, const char* word) {
     return static_cast<size_t>(text.length) == strlen(word) &&
-           memcmp(text.data, word, text.length) == 0;
+           strncasecmp(text.data, word, text.length) == 0;
 }
 
-// A library kind is matched as written: one that the file spells in other
-// case is registered as a system library.
 void register_library(ExternalConfig* config, const ConfigFile::Entry& entry) {
     const char* name = entry.name.data;
     const char* path = entry.value.data;
