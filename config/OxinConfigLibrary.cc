@@ -28,8 +28,13 @@ char* configuration_path() {
         library = info.dli_fname;
     const char* slash = strrchr(library, '/');
     int directory = slash ? static_cast<int>(slash + 1 - library) : 0;
-    char* path = nullptr;
-    return asprintf(&path, "%.*soxin.conf", directory, library) < 0 ? nullptr : path;
+    // Built by hand: printf's code would be mapped for this alone.
+    static const char kName[] = "oxin.conf";
+    char* path = static_cast<char*>(malloc(directory + sizeof kName));
+    if (!path) return nullptr;
+    memcpy(path, library, directory);
+    memcpy(path + directory, kName, sizeof kName);
+    return path;
 }
 
 // Compares text with word without regard to case, as the reader checked

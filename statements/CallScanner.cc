@@ -29,16 +29,16 @@ Variable* Variable_Of(VariableHash* variables, const char* name, int length) {
 
 // Stop sets of the runs that the buffer hands over whole: they end where
 // the character loops below would look at a character.
-CallBuffer::Stops Stops_Of(const char* stops) {
+constexpr CallBuffer::Stops Stops_Of(const char* stops) {
     CallBuffer::Stops set{};
     for (const char* c = stops; *c; c++) set[static_cast<unsigned char>(*c)] = true;
     return set;
 }
-const CallBuffer::Stops kTextStops = Stops_Of("<");
-const CallBuffer::Stops kElementStops = Stops_Of(" \t\r\n>");
-const CallBuffer::Stops kAttributeStops = Stops_Of(" \t\r\n>=");
-const CallBuffer::Stops kQuotationStops = Stops_Of("\"");
-const CallBuffer::Stops kApostropheStops = Stops_Of("'");
+constexpr CallBuffer::Stops kTextStops = Stops_Of("<");
+constexpr CallBuffer::Stops kElementStops = Stops_Of(" \t\r\n>");
+constexpr CallBuffer::Stops kAttributeStops = Stops_Of(" \t\r\n>=");
+constexpr CallBuffer::Stops kQuotationStops = Stops_Of("\"");
+constexpr CallBuffer::Stops kApostropheStops = Stops_Of("'");
 
 struct Name {
     const char* text;
