@@ -1,7 +1,7 @@
 #pragma once
 
-// Powers for the engine's arithmetic, with the C library's results bit for
-// bit. The maths library is loaded at the first power that needs it, so a
+// Powers for the engine's arithmetic, with the maths library's results bit
+// for bit. The library is loaded at the first power that needs it, so a
 // request that computes none neither maps it nor runs its load-time set-up.
 
 // Returns base raised to exponent, as the maths library's pow does.
