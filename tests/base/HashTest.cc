@@ -56,7 +56,6 @@ TEST(HashTest, HashiIsHashOfTheLowerCasedText) {
         EXPECT_EQ(hashi(answer.text.data(), answer.text.size(), answer.initial),
                   hash(lower.data(), lower.size(), answer.initial));
     }
-    EXPECT_EQ(hashi("Content-Type", 12, 0), hashi("CONTENT-TYPE", 12, 0));
     EXPECT_NE(hash("Content-Type", 12, 0), hash("CONTENT-TYPE", 12, 0));
     std::mt19937 random(17);
     for (int round = 0; round < 3000; round++) {
