@@ -25,12 +25,9 @@ const KnownAnswer kKnownAnswers[] = {
     {"a", 0, 0x29eec818},
     {"abc", 0, 0x251e4793},
     {"Content-Type", 0, 0x348acc6a},
-    {"hello world!", 0, 0x1eccb293},
-    {"0123456789ab", 0, 0x92f31ad0},
     {"abcdefghijk", 7, 0x24b00f7c},
     {"abcdefghijklmnopqrstuvw", 0, 0x68e5ff21},
     {"The quick brown fox jumps over the lazy dog", 0, 0xfc1558de},
-    {"The quick brown fox jumps over the lazy dog", 0x12345678, 0x853faba2},
     {std::string("\xff\x80\x00\x7f\xfe", 5), 0, 0xcc04abc2}};
 
 TEST(HashTest, KnownAnswers) {
