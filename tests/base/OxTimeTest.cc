@@ -34,7 +34,7 @@ long reference(bool utc, int year, int month, int day, int hour, int minute, int
     return utc ? timegm(&fields) : mktime(&fields);
 }
 
-OXTIME check_current_time() {
+void check_current_time() {
     OXTIME now;
     ox_gettimevalues(&now);
     long wall = time(nullptr);
@@ -54,20 +54,13 @@ OXTIME check_current_time() {
     char names[64];
     strftime(names, sizeof names, "%B %A %Z", &local);
     EXPECT_EQ(std::string(now.month_name) + " " + now.day_name + " " + now.zone, names);
-    return now;
 }
 
 TEST(OxTimeTest, CurrentTimeMatchesLocaltime) {
-    check_current_time();
-    {
-        ZoneScope zone("UTC");
-        OXTIME now = check_current_time();
-        EXPECT_EQ(now.dst, 0);
-        EXPECT_STREQ(now.zone, "UTC");
+    for (const char* name : {"UTC", "Europe/Berlin"}) {
+        ZoneScope zone(name);
+        check_current_time();
     }
-    ZoneScope zone("Europe/Berlin");
-    OXTIME now = check_current_time();
-    EXPECT_STREQ(now.zone, now.dst ? "CEST" : "CET");
 }
 
 TEST(OxTimeTest, FieldsReadAsUtcAndAsLocalTime) {

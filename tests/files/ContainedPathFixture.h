@@ -1,6 +1,5 @@
 #pragma once
 
-#include <fcntl.h>
 #include <ftw.h>
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
@@ -10,6 +9,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -116,21 +117,11 @@ class ContainedPathFixture : public ::testing::Test {
     std::string Text() { return files().error().c_str(); }
 
     static void Put(const std::string& path, const std::string& content) {
-        int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        ASSERT_GE(fd, 0) << path;
-        ASSERT_EQ(write(fd, content.data(), content.size()), (ssize_t)content.size());
-        close(fd);
+        ASSERT_TRUE(std::ofstream(path, std::ios::binary) << content) << path;
     }
     static std::string Get(const std::string& path) {
-        int fd = open(path.c_str(), O_RDONLY);
-        if (fd < 0) return "<missing>";
-        std::string content;
-        char buffer[4096];
-        ssize_t n;
-        while ((n = read(fd, buffer, sizeof(buffer))) > 0)
-            content.append(buffer, n);
-        close(fd);
-        return content;
+        std::ifstream in(path, std::ios::binary);
+        return in ? std::string(std::istreambuf_iterator<char>(in), {}) : "<missing>";
     }
     static bool Present(const std::string& path) {
         struct stat st;

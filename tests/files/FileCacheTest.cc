@@ -75,7 +75,8 @@ TEST_F(FileCacheTest, FiftyFilesThroughThreeDescriptors) {
     EXPECT_EQ(files.inactive_count(), 0);
 }
 
-TEST_F(FileCacheTest, AlternatingFilesKeepTheirPositionsOrFailWhenRemoved) {
+// Reopening without truncation at the saved position is the random run's.
+TEST_F(FileCacheTest, ARemovedInactiveFileFailsAndTheOtherWorksOn) {
     FileManager& files = *app_.filemanager();
     files.MaxFiles(1);
     int flags = FileOpenRead | FileOpenWrite | FileOpenCreate | FileOpenTruncate;
@@ -83,20 +84,8 @@ TEST_F(FileCacheTest, AlternatingFilesKeepTheirPositionsOrFailWhenRemoved) {
     std::unique_ptr<File> b(files.Open(path(2).c_str(), flags));
     ASSERT_TRUE(a && b);
     EXPECT_EQ(files.active_count(), 1);
-    ASSERT_EQ(a->Write("aaaa", 4), 4);
-    ASSERT_EQ(b->Write("bb", 2), 2);
-    ASSERT_EQ(a->Write("AA", 2), 2);  // reopened without truncation, at position 4
-    ASSERT_EQ(b->Write("BB", 2), 2);
-    EXPECT_EQ(a->Tell(), 6);
-    EXPECT_EQ(b->Tell(), 4);
-    EXPECT_EQ(a->Length(), 6);
-    char text[8];
-    ASSERT_EQ(a->Seek(0), 0);
-    ASSERT_EQ(a->Read(text, 8), 6);
-    EXPECT_EQ(std::string(text, 6), "aaaaAA");
-    // Removed while inactive: the system's text, and the other file still works.
-    ASSERT_EQ(b->Write("x", 1), 1);
     ASSERT_EQ(unlink(path(1).c_str()), 0);
+    char text[1];
     EXPECT_EQ(a->Read(text, 1), -1);
     EXPECT_STREQ(a->error().c_str(), "No such file or directory");
     EXPECT_EQ(b->Write("x", 1), 1);
