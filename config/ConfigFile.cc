@@ -164,11 +164,17 @@ bool ConfigFile::ParseLibrary(char* at, char* end, Entry* entry) {
     entry->kind = Entry::Library;
     char* kind = skip_blanks(at, end);
     at = word_end(kind, end);
-    entry->kind_name = span(kind, at);
-    bool builtin = same_text(entry->kind_name, "builtin");
-    if (!builtin && !same_text(entry->kind_name, "database") &&
-        !same_text(entry->kind_name, "commerce") && !same_text(entry->kind_name, "system"))
+    Span kind_name = span(kind, at);
+    // In the order of Entry::LibraryKind.
+    static const char* const kKinds[] = {"builtin", "database", "commerce", "system"};
+    constexpr int kCount = sizeof kKinds / sizeof kKinds[0];
+    int found = 0;
+    while (found < kCount && !same_text(kind_name, kKinds[found]))
+        found++;
+    if (found == kCount)
         return Fail("expected builtin, database, commerce or system after library");
+    entry->library = static_cast<Entry::LibraryKind>(found);
+    bool builtin = entry->library == Entry::Builtin;
     char* name = at;
     if (!builtin) {
         name = skip_blanks(at, end);
@@ -177,7 +183,7 @@ bool ConfigFile::ParseLibrary(char* at, char* end, Entry* entry) {
     char* path = skip_blanks(at, end);
     if (path == end || (!builtin && name == at)) {
         return builtin ? Fail("expected: library builtin PATH")
-                       : Fail("expected: library ", entry->kind_name, " NAME PATH");
+                       : Fail("expected: library ", kind_name, " NAME PATH");
     }
     if (!builtin) {
         memmove(name - 1, name, at - name);

@@ -22,7 +22,7 @@
 class ConfigFile {
   public:
     // Bytes of the file, which may hold NULs. An entry's name and value are
-    // followed by a NUL too, to be handed on as C strings; its kind_name not.
+    // followed by a NUL too, to be handed on as C strings.
     struct Span {
         const char* data;
         int length;
@@ -30,12 +30,13 @@ class ConfigFile {
 
     struct Entry {
         enum Kind { Integer, Text, Library, System, Global, Error };
+        enum LibraryKind { Builtin, Database, Commerce, SystemLibrary };
         Kind kind;
-        int id;                 // of Integer and Text
-        int integer;            // of Integer and Error
-        Span kind_name{"", 0};  // of Library, as written: builtin, database, commerce, system
-        Span name{"", 0};       // of Library (not builtin), System, Global, Error
-        Span value{"", 0};      // of Text, System, Global; the path of Library
+        int id;                   // of Integer and Text
+        int integer;              // of Integer and Error
+        LibraryKind library;      // of Library
+        Span name{"", 0};         // of Library (not Builtin), System, Global, Error
+        Span value{"", 0};        // of Text, System, Global; the path of Library
     };
 
     ConfigFile() = default;

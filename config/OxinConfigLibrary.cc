@@ -10,7 +10,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <strings.h>
 
 #include "config/ConfigFile.h"
 #include "extensions/oxin_extension.h"
@@ -37,24 +36,22 @@ char* configuration_path() {
     return path;
 }
 
-// Compares text with word without regard to case, as the reader checked
-// the kind.
-bool is(ConfigFile::Span text, const char* word) {
-    return static_cast<size_t>(text.length) == strlen(word) &&
-           strncasecmp(text.data, word, text.length) == 0;
-}
-
 void register_library(ExternalConfig* config, const ConfigFile::Entry& entry) {
     const char* name = entry.name.data;
     const char* path = entry.value.data;
-    if (is(entry.kind_name, "builtin")) {
-        oxConfig_Register_Library_Builtin(config, path);
-    } else if (is(entry.kind_name, "database")) {
-        oxConfig_Register_Library_Database(config, name, path);
-    } else if (is(entry.kind_name, "commerce")) {
-        oxConfig_Register_Library_Commerce(config, name, path);
-    } else {
-        oxConfig_Register_Library_System(config, name, path);
+    switch (entry.library) {
+        case ConfigFile::Entry::Builtin:
+            oxConfig_Register_Library_Builtin(config, path);
+            break;
+        case ConfigFile::Entry::Database:
+            oxConfig_Register_Library_Database(config, name, path);
+            break;
+        case ConfigFile::Entry::Commerce:
+            oxConfig_Register_Library_Commerce(config, name, path);
+            break;
+        case ConfigFile::Entry::SystemLibrary:
+            oxConfig_Register_Library_System(config, name, path);
+            break;
     }
 }
 
