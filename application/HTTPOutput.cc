@@ -87,7 +87,8 @@ int HTTPOutput::Header(const char* name, int name_length, int name_owned, const 
 void HTTPOutput::Header_ContentLength() {
     if (headers_.Find("Content-Length", 14)) return;
     char digits[24];
-    int length = static_cast<int>(std::to_chars(digits, digits + sizeof digits, total_).ptr - digits);
+    char* end = std::to_chars(digits, digits + sizeof digits, total_).ptr;
+    int length = static_cast<int>(end - digits);
     char* value = new char[length + 1];
     memcpy(value, digits, length);
     value[length] = '\0';
